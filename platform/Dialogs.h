@@ -1,0 +1,38 @@
+#pragma once
+
+#include <QString>
+
+namespace tonmill {
+
+enum class DialogButtons { Ok, YesNo };
+enum class DialogIcon { None, Information, Question, Exclamation, Critical };
+enum class DialogAnswer { Ok, Yes, No, Cancel };
+
+struct MessageRequest {
+    QString text;
+    QString title; // empty: the application's own title
+    DialogButtons buttons = DialogButtons::Ok;
+    DialogIcon icon = DialogIcon::None;
+};
+
+struct FileRequest {
+    enum class Mode { Open, Save };
+    Mode mode = Mode::Open;
+    QString title;
+    QString filter;   // "Name|pattern;pattern|Name|pattern" as the program writes it
+    QString fileName; // the name the dialog starts from
+};
+
+// The one seam through which the program asks the person anything. The window
+// uses real message boxes and file dialogs; tests and the headless command line
+// answer from a script and read the exact texts.
+class Dialogs {
+public:
+    virtual ~Dialogs() = default;
+    virtual DialogAnswer message(const MessageRequest &request) = 0;
+    // The file name the dialog reports after it closes; on cancel that is the
+    // name it started from.
+    virtual QString fileName(const FileRequest &request) = 0;
+};
+
+} // namespace tonmill

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "platform/Dialogs.h"
+
+#include <QList>
+#include <QStringList>
+#include <variant>
+
+namespace tonmill {
+
+// Answers prompts from a prepared queue and records every request. A prompt
+// that finds the queue empty, or finds an answer of the other kind, is an
+// unexpected prompt: it is recorded, and answered No (or with the starting file
+// name) so that nothing irreversible happens.
+class ScriptedDialogs : public Dialogs {
+public:
+    ScriptedDialogs &answer(DialogAnswer answer);
+    ScriptedDialogs &answerFile(const QString &fileName);
+
+    DialogAnswer message(const MessageRequest &request) override;
+    QString fileName(const FileRequest &request) override;
+
+    const QList<MessageRequest> &messages() const { return m_messages; }
+    const QList<FileRequest> &fileRequests() const { return m_files; }
+    // Descriptions of prompts that had no prepared answer.
+    const QStringList &unexpected() const { return m_unexpected; }
+    bool allAnswersUsed() const { return m_queue.isEmpty(); }
+
+protected:
+    // Called for each unexpected prompt after it is recorded.
+    virtual void onUnexpected(const QString &description) {}
+
+private:
+    using Prepared = std::variant<DialogAnswer, QString>;
+    QList<Prepared> m_queue;
+    QList<MessageRequest> m_messages;
+    QList<FileRequest> m_files;
+    QStringList m_unexpected;
+};
+
+} // namespace tonmill

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QString>
+
+namespace tonmill::test {
+
+// The folder of the test helper programs (tonmill-test-child and others).
+QString testBinDir();
+// A helper program of that folder by name.
+QString testProgram(const QString &name);
+// The build tree's application folder (the tonmill executable and Tools/).
+QString builtAppDir();
+
+} // namespace tonmill::test
