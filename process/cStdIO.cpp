@@ -74,19 +74,20 @@ qint32 cStdIO::WriteData(const QString &strData)
 
 bool cStdIO::deliverWaiting()
 {
-    bool any = false;
-    // Everything waiting is read now, one read of at most 4096 bytes per event,
-    // so that a talkative child never waits on a full pipe.
-    while (!m_cancelRequested && m_process->bytesAvailable() > 0) {
-        any = true;
+    // Everything waiting is read, one read of at most 4096 bytes per event, so
+    // that a talkative child never waits on a full pipe; after a pipe's worth
+    // the caller yields to the event loop before reading on.
+    constexpr int kReadsPerYield = 16;
+    int reads = 0;
+    while (!m_cancelRequested && reads < kReadsPerYield && m_process->bytesAvailable() > 0) {
+        ++reads;
         const QString chunk = m_decoder(m_process->read(kReadSize));
         if (chunk.isEmpty())
             continue; // only the start of a character that the next read completes
         m_output += chunk;
         Q_EMIT GotData(chunk);
-        QCoreApplication::processEvents();
     }
-    return any;
+    return reads > 0;
 }
 
 QString cStdIO::ExecuteCommand(const CommandLine &commandLine)
