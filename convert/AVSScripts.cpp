@@ -1,0 +1,167 @@
+#include "convert/AVSScripts.h"
+
+#include "platform/AppFolder.h"
+
+#include <QFile>
+#include <array>
+#include <cmath>
+#include <initializer_list>
+
+namespace tonmill {
+
+namespace {
+
+const QString kQ = QStringLiteral("\"");
+const QString kHeader = QStringLiteral("# Created by Tonmill - Quorell");
+const QString kBlankClip = QStringLiteral("Clip2 = BlankClip(Length = 2000000, fps = 25)");
+const QString kAudioDub = QStringLiteral("Clip3 = AudioDub(Clip2, Clip1)");
+
+// Kept character for character, spacing and spelling included: the script
+// interpreter reads exactly these lines.
+const std::array<const char *, 15> kUpMix = {
+    "EnsureVBRMP3Sync()",
+    "Stereo = Last",
+    "function UpMix(clip a) {",
+    "back = a.soxfilter(\"filter 100-7000\")",
+    "fl = a.GetLeftChannel()",
+    "fr = a.GetRightChannel()",
+    "cc = mixaudio(a.GetRightChannel(), a.GetLeftChannel, 0.5, 0.5)",
+    "lfe = ConvertToMono(a).SoxFilter(\"lowpass 120\",\"vol -0.5\")",
+    "sl = mixaudio(back.GetLeftChannel(), back.GetRightChannel(), 0.668, -0.668)",
+    "sR = mixaudio(back.GetRightChannel(), back.GetLeftChannel(), 0.668, -0.668)",
+    "sl = DelayAudio(sl, 0.02)",
+    "sr = DelayAudio(sr,0.02)# Return result",
+    "return MergeChannels( fl, fr, cc, lfe, sl, sr)}",
+    "2==AudioChannels(Stereo)?UpMix(ConvertAudioToFloat(Stereo)):Stereo",
+    "6==Audiochannels(last)?GetChannel(last,1,3,2,5,6,4):last",
+};
+
+QString sourceLine(const QString &source)
+{
+    const QString tail = source.right(3);
+    const auto is = [&](std::initializer_list<const char *> names) {
+        for (const char *name : names) {
+            if (tail == QLatin1String(name))
+                return true;
+        }
+        return false;
+    };
+    const QString quoted = kQ + source + kQ;
+    if (is({"avs", "wma", "wav", "aac", ".ra", "rmj"}))
+        return QStringLiteral("Clip1 = DirectShowSource(") + quoted + QStringLiteral(",25)");
+    if (is({"ac3"}))
+        return QStringLiteral("Clip1 = NicAc3Source(") + quoted + QStringLiteral(")");
+    if (is({"dts"}))
+        return QStringLiteral("Clip1 = NicDTSSource(") + quoted + QStringLiteral(")");
+    if (is({"mpa", "mp2"}))
+        return QStringLiteral("Clip1 = NicMPASource(") + quoted + QStringLiteral(")");
+    if (is({"mp3"}))
+        return QStringLiteral("Clip1 = DirectShowSource(") + quoted + QStringLiteral(")");
+    return {};
+}
+
+QString loadPlugin(const AppFolder &folder, const QString &relative)
+{
+    return QStringLiteral("LoadPlugin(") + kQ + folder.file(relative) + kQ + QStringLiteral(")");
+}
+
+std::optional<double> parseSeconds(const QString &text)
+{
+    bool ok = false;
+    const double value = text.trimmed().toDouble(&ok);
+    if (!ok || !std::isfinite(value))
+        return std::nullopt;
+    return value;
+}
+
+} // namespace
+
+QString frameNumber(double seconds)
+{
+    const double frames = seconds * 25.0;
+    if (!std::isfinite(frames))
+        return {};
+    // Rounded from the value's fifteen-digit decimal form, so that 1.22 s
+    // gives 30.5 frames and then 31, not the 30 that binary noise would give.
+    const double decimal = QString::number(frames, 'g', 15).toDouble();
+    // Adding 0.0 turns a negative zero into zero.
+    return QString::number(std::round(decimal) + 0.0, 'f', 0);
+}
+
+std::optional<QStringList> fullScript(const FullScriptInputs &in, const AppFolder &folder)
+{
+    const QString lastFrame = frameNumber(in.duration);
+    if (lastFrame.isEmpty())
+        return std::nullopt;
+    QStringList lines;
+    lines << kHeader;
+    lines << loadPlugin(folder, QStringLiteral("\\Tools\\Plugins\\NicAudio.dll"));
+    lines << loadPlugin(folder, QStringLiteral("\\Tools\\Plugins\\soxfilter.dll"));
+    const QString source = sourceLine(in.source);
+    if (!source.isEmpty())
+        lines << source;
+    lines << kBlankClip << kAudioDub;
+    QString trimmed = QStringLiteral("Clip3");
+    if (in.normalize) {
+        lines << QStringLiteral("Clip4=Normalize(Clip3,volume=1)");
+        trimmed = QStringLiteral("Clip4");
+    }
+    lines << QStringLiteral("Trim(%1,0,%2)").arg(trimmed, lastFrame);
+    if (in.format == QLatin1String("AC3") && in.upmix) {
+        for (const char *line : kUpMix)
+            lines << QString::fromLatin1(line);
+    }
+    // WMA takes its rate from the encoding profile.
+    if (in.format != QLatin1String("WMA"))
+        lines << QStringLiteral("ResampleAudio (") + in.rate + QStringLiteral(")");
+    lines << QStringLiteral("ConvertToYV12()");
+    return lines;
+}
+
+std::optional<QStringList> segmentScript(const SegmentScriptInputs &in)
+{
+    const std::optional<double> start = parseSeconds(in.start);
+    const std::optional<double> end = parseSeconds(in.end);
+    if (!start || !end)
+        return std::nullopt;
+    const QString startFrame = frameNumber(*start);
+    const QString endFrame = frameNumber(*end);
+    if (startFrame.isEmpty() || endFrame.isEmpty())
+        return std::nullopt;
+    QStringList lines;
+    lines << kHeader;
+    lines << QStringLiteral("Clip1 = DirectShowSource(") + kQ + in.source + kQ + QStringLiteral(",25)");
+    lines << kBlankClip << kAudioDub;
+    lines << QStringLiteral("ConvertToYV12 (Clip3)");
+    lines << QStringLiteral("Trim(Clip3,") + startFrame + QStringLiteral(",") + endFrame + QStringLiteral(")");
+    lines << QStringLiteral("ResampleAudio (") + in.rate + QStringLiteral(")");
+    lines << QStringLiteral("ConvertToYV12()");
+    return lines;
+}
+
+bool writeScript(const QString &path, const QStringList &lines)
+{
+    QByteArray bytes;
+    for (const QString &line : lines)
+        bytes += line.toUtf8() + "\r\n";
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        return false;
+    const bool written = file.write(bytes) == bytes.size();
+    file.close();
+    return written && file.error() == QFileDevice::NoError;
+}
+
+bool writeFullScript(const QString &path, const FullScriptInputs &inputs, const AppFolder &folder)
+{
+    const std::optional<QStringList> lines = fullScript(inputs, folder);
+    return lines && writeScript(path, *lines);
+}
+
+bool writeSegmentScript(const QString &path, const SegmentScriptInputs &inputs)
+{
+    const std::optional<QStringList> lines = segmentScript(inputs);
+    return lines && writeScript(path, *lines);
+}
+
+} // namespace tonmill

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <optional>
+
+namespace tonmill {
+
+class AppFolder;
+
+// What the full decoding script is written from.
+struct FullScriptInputs {
+    QString source;       // txtPath
+    double duration = 0;  // the source's length in seconds
+    QString rate;         // SamFreq
+    QString format;       // cmbFormat text
+    bool normalize = false; // chkNormalize
+    bool upmix = false;     // chk51UpMix
+};
+
+// What the segment script is written from.
+struct SegmentScriptInputs {
+    QString source; // txtPath
+    QString start;  // txtCutS, seconds as text
+    QString end;    // txtCutE
+    QString rate;   // SamFreq
+};
+
+// A time in seconds as the scripts' frame number at 25 frames per second,
+// rounded half away from zero; empty for a value that is not finite.
+QString frameNumber(double seconds);
+
+// The lines of DirectQX.avs; nothing when the duration is not finite. Its
+// source line depends on the source's last three characters, compared
+// case-sensitively; for an extension the table does not know, no source line
+// is written.
+std::optional<QStringList> fullScript(const FullScriptInputs &inputs, const AppFolder &folder);
+// The lines of segment.avs; nothing when the start or end is not a number.
+std::optional<QStringList> segmentScript(const SegmentScriptInputs &inputs);
+
+// Writes the lines as UTF-8 with CR LF line ends, replacing any earlier
+// content. False when the file cannot be written or the inputs make no script.
+bool writeScript(const QString &path, const QStringList &lines);
+bool writeFullScript(const QString &path, const FullScriptInputs &inputs, const AppFolder &folder);
+bool writeSegmentScript(const QString &path, const SegmentScriptInputs &inputs);
+
+} // namespace tonmill

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <QString>
+
+namespace tonmill {
+
+// The fixed choices of the seven output formats and what each choice means on
+// the command line. Indexes are the option buttons' positions, 0 first.
+
+// "AAC|AC3|AMR|MP2/MPA|MP3|WAV|WMA": the format list; its position + 1 is the
+// format index that txtFormat carries.
+extern const QString kFormatList;
+extern const QString kAACBitRates;  // Combo8
+extern const QString kMP3BitRates;  // Combo5
+extern const QString kMP2BitRates;  // Combo6
+extern const QString kAC3BitRates;  // Combo1
+extern const QString kAMRNarrowBitRates; // Combo2, narrow band
+extern const QString kAMRWideBitRates;   // Combo2, wide band
+extern const QString kWMAProfiles;  // cmbWMAProfile
+
+// "1" … "7" for a name of the format list (exact spelling), "" otherwise.
+QString formatIndex(const QString &formatName);
+// "aac", "ac3", "amr", "mp2", "mp3", "wav", "wma" for a format name, "" otherwise.
+QString formatExtension(const QString &formatName);
+// The option frame shown for a format name ("frmAAC" …), "" otherwise.
+QString formatFrame(const QString &formatName);
+
+// The rate that a sampling-frequency button puts into SamFreq, "" for an index
+// the format lacks. AAC's third button gives "16100".
+QString aacButtonRate(int index);
+QString ac3ButtonRate(int index); // also MP2/MPA and MP3
+QString wavButtonRate(int index);
+// The rate that a format change derives from an AAC index field: as the
+// buttons, except that index 2 gives "16000".
+QString aacDerivedRate(int index);
+
+// "0" → "mp4", "1" → "mp2", otherwise "".
+QString aacContainer(const QString &txtAACProfile);
+// "0" → "mp2", "1" → "avi", "2" → "mpeg", otherwise "".
+QString mp2HeaderName(const QString &txtMP2Header);
+// "0" → "pcm_s16le", "1" → "pcm_u8", otherwise "".
+QString wavCodec(const QString &wavPCM);
+// "0" → "1411", "1" → "705", otherwise "".
+QString wavBitRate(const QString &wavPCM);
+// Button 0 is narrow band; any other value is wide band.
+bool amrIsNarrowBand(const QString &amrType);
+// The encoding script's profile key of a profile name, "" for an unknown name.
+QString wmaProfileKey(const QString &profileName);
+
+} // namespace tonmill
