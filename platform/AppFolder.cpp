@@ -1,26 +1,34 @@
 #include "platform/AppFolder.h"
 
 #include <QDir>
+#include <algorithm>
 #include <array>
 
 namespace tonmill {
 
 namespace {
-// Every file and folder of the application folder that the program names.
-constexpr std::array kKnownNames = {
+// Every file and folder of the application folder that the program names,
+// relative to it, in the one spelling used on disk.
+constexpr std::array kKnownPaths = {
     "Tonmill.ini", "Tonmill.LNG", "fileData.ini", "DirectQX.avs", "segment.avs",
-    "Tools",       "Plugins",     "MediaInfo",    "mediainfo",    "WMCmd.vbs",
-    "NicAudio.dll", "soxfilter.dll",
+    "Tools", "Tools/WMCmd.vbs", "Tools/Plugins", "Tools/Plugins/NicAudio.dll", "Tools/Plugins/soxfilter.dll",
+    "Tools/MediaInfo", "Tools/MediaInfo/mediainfo",
 };
 } // namespace
 
-QString canonicalComponent(const QString &component)
+QString canonicalRelativePath(const QString &relative)
 {
-    for (const char *known : kKnownNames) {
-        if (component.compare(QLatin1String(known), Qt::CaseInsensitive) == 0)
-            return QString::fromLatin1(known);
+    QString folded;
+    const QStringList parts = QString(relative).replace(QLatin1Char('\\'), QLatin1Char('/'))
+                                  .split(QLatin1Char('/'), Qt::SkipEmptyParts);
+    for (const QString &part : parts) {
+        const QString candidate = folded.isEmpty() ? part : folded + QLatin1Char('/') + part;
+        const auto known = std::find_if(kKnownPaths.begin(), kKnownPaths.end(), [&](const char *path) {
+            return candidate.compare(QLatin1String(path), Qt::CaseInsensitive) == 0;
+        });
+        folded = known != kKnownPaths.end() ? QString::fromLatin1(*known) : candidate;
     }
-    return component;
+    return folded;
 }
 
 AppFolder::AppFolder(const QString &dir)
@@ -30,15 +38,10 @@ AppFolder::AppFolder(const QString &dir)
 
 QString AppFolder::file(const QString &relative) const
 {
-    QString joined = m_path;
-    const QStringList parts = QString(relative).replace(QLatin1Char('\\'), QLatin1Char('/'))
-                                  .split(QLatin1Char('/'), Qt::SkipEmptyParts);
-    for (const QString &part : parts) {
-        if (!joined.endsWith(QLatin1Char('/')))
-            joined += QLatin1Char('/');
-        joined += canonicalComponent(part);
-    }
-    return joined;
+    const QString folded = canonicalRelativePath(relative);
+    if (folded.isEmpty())
+        return m_path;
+    return m_path.endsWith(QLatin1Char('/')) ? m_path + folded : m_path + QLatin1Char('/') + folded;
 }
 
 AppFolder AppFolder::fromArguments(const QStringList &arguments, const QString &executableDir)

@@ -27,7 +27,9 @@ private:
     QString m_path;
 };
 
-// Folds one path component to its spelling on disk; unknown names stay as they are.
-QString canonicalComponent(const QString &component);
+// A relative name written with "\\" or "/" in the spelling used on disk: each
+// leading part that names a known file or folder takes that file's spelling;
+// the rest stays as written.
+QString canonicalRelativePath(const QString &relative);
 
 } // namespace tonmill
