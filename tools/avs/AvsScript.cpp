@@ -1,0 +1,60 @@
+#include "tools/avs/AvsScript.h"
+
+#include "tools/avs/FilterGraphCompiler.h"
+#include "tools/avs/PeakMeter.h"
+#include "tools/avs/ScriptLoader.h"
+#include "tools/avs/SourceProbe.h"
+#include "tools/avs/ToolProcess.h"
+
+#include <QFileInfo>
+
+namespace tonmill::avs {
+
+namespace {
+
+CompileResult failure(const QString &error)
+{
+    CompileResult result;
+    result.error = error;
+    return result;
+}
+
+} // namespace
+
+CompileResult compileScript(const QString &scriptPath, const QString &ffmpegPath)
+{
+    const QString ffmpeg = resolveProgram(ffmpegPath);
+    if (ffmpeg.isEmpty())
+        return failure(QStringLiteral("ffmpeg was not found at \"%1\"").arg(ffmpegPath));
+    const QString ffprobe = findFfprobe(ffmpeg);
+    if (ffprobe.isEmpty())
+        return failure(QStringLiteral("ffprobe was found neither beside \"%1\" nor on PATH").arg(ffmpeg));
+
+    const SourceProbe probe(ffprobe);
+    ScriptLoader loader(probe);
+    QString error;
+    const Clip clip = loader.load(scriptPath, &error);
+    if (!clip)
+        return failure(error);
+
+    // Inner Normalize nodes come first, so that an outer one measures audio
+    // already scaled by them.
+    NormalizeGains gains;
+    for (const ClipNode *node : postOrder(clip)) {
+        if (node->op != ClipNode::Op::Normalize)
+            continue;
+        const FfmpegGraph scan = compileGraph(node->inputs.front(), GraphMode::PeakScan, gains);
+        const std::optional<double> peak = measurePeak(ffmpeg, scan, &error);
+        if (!peak)
+            return failure(QStringLiteral("%1: %2").arg(QFileInfo(scriptPath).fileName(), error));
+        // Silence stays silence.
+        gains.insert(node, *peak > 0 ? node->volume / *peak : 1.0);
+    }
+
+    CompileResult result;
+    result.ok = true;
+    result.graph = compileGraph(clip, GraphMode::Render, gains);
+    return result;
+}
+
+} // namespace tonmill::avs

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+namespace tonmill::avs {
+
+// One ffmpeg run's worth of a decoding script: the inputs and the filter graph
+// whose output pad carries the script's audio. The caller adds its own output
+// options after these and maps outputLabel, e.g.
+//   ffmpeg <inputArguments> -filter_complex <filterComplex> -map <outputLabel> ...
+// Channels are positional as in the scripts: the k-th channel of the result is
+// the k-th channel of ffmpeg's default layout for that channel count.
+struct FfmpegGraph {
+    QStringList inputArguments; // {"-i", source} per input
+    QString filterComplex;
+    QString outputLabel; // "[out]"
+    int channels = 0;
+    int sampleRate = 0;
+    double durationSeconds = 0;
+};
+
+struct CompileResult {
+    bool ok = false;
+    QString error; // one line: what is wrong and the script line number
+    FfmpegGraph graph;
+};
+
+// Reads the script, probes its sources with the ffprobe beside ffmpegPath (or
+// on PATH) and compiles it. A script that normalises costs one ffmpeg pass over
+// the audio before Normalize, run here to find the peak.
+CompileResult compileScript(const QString &scriptPath, const QString &ffmpegPath);
+
+} // namespace tonmill::avs

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QString>
+
+#include <optional>
+
+namespace tonmill::avs {
+
+struct SourceInfo {
+    int channels = 0;
+    int sampleRate = 0;
+    double durationSeconds = 0;
+    bool isFloat = false;
+};
+
+// What ffprobe says about a file's first audio stream.
+class SourceProbe {
+public:
+    explicit SourceProbe(QString ffprobePath);
+    // Nothing, with a one-line reason, when the file is missing, unreadable or
+    // has no audio.
+    std::optional<SourceInfo> probe(const QString &path, QString *error) const;
+
+    // How ffmpeg and ffprobe are given a local file: the file: prefix keeps a
+    // name such as "-x.wav" or "concat:a|b" a plain file.
+    static QString inputUrl(const QString &absolutePath);
+
+private:
+    QString m_ffprobe;
+};
+
+} // namespace tonmill::avs
