@@ -1,0 +1,68 @@
+#include "settings/LanguageBinder.h"
+
+#include "settings/LanguageCaptions.h"
+#include "settings/LanguageLines.h"
+
+#include <QMetaProperty>
+#include <QWidget>
+
+namespace tonmill {
+
+namespace {
+
+QWidget *findForm(QWidget *root, const QString &name)
+{
+    if (root->objectName() == name)
+        return root;
+    return root->findChild<QWidget *>(name);
+}
+
+// Widgets, menus, actions and the drawn controls name their caption
+// differently; the first of these writable properties is it.
+void setCaption(QObject *control, const QString &text)
+{
+    const QMetaObject *meta = control->metaObject();
+    for (const char *name : {"caption", "title", "text", "plainText"}) {
+        const int index = meta->indexOfProperty(name);
+        if (index >= 0 && meta->property(index).isWritable()) {
+            control->setProperty(name, text);
+            return;
+        }
+    }
+}
+
+void apply(QWidget *root, const QString &file, bool relabelOnly)
+{
+    if (!root)
+        return;
+    LanguageLines lines;
+    lines.LoadLanguageLines(file);
+    for (const LanguageCaption &caption : languageCaptions()) {
+        if (relabelOnly ? !caption.relabel : root->objectName() != QLatin1String(caption.form))
+            continue;
+        QWidget *form = findForm(root, QString::fromLatin1(caption.form));
+        if (!form)
+            continue;
+        const QString control = QString::fromLatin1(caption.control);
+        if (control == form->objectName()) {
+            form->setWindowTitle(captionText(caption, lines));
+            continue;
+        }
+        if (QObject *target = form->findChild<QObject *>(control))
+            setCaption(target, captionText(caption, lines));
+    }
+}
+
+} // namespace
+
+void ApplyLanguage(QWidget *root, const QString &file)
+{
+    apply(root, file, true);
+}
+
+void ApplyFormLanguage(QWidget *form, const QString &file)
+{
+    apply(form, file, false);
+}
+
+} // namespace tonmill

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QString>
+
+class QWidget;
+
+namespace tonmill {
+
+// Puts the language file's texts on the controls that exist, found by their
+// objectName (menus and menu actions included). Rows of the caption table
+// whose window or control does not exist are passed over.
+
+// The relabelling after the language file is written: the rows marked for it,
+// for root and every window under it.
+void ApplyLanguage(QWidget *root, const QString &file);
+
+// A window's own captions, read when it loads: all rows of the window whose
+// objectName the form carries.
+void ApplyFormLanguage(QWidget *form, const QString &file);
+
+} // namespace tonmill
