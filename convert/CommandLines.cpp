@@ -30,7 +30,7 @@ CommandLine aacLine(const EncoderInputs &in, const OptionState &o)
 
 CommandLine ac3Line(const EncoderInputs &in, const OptionState &o)
 {
-    return CommandLineBuilder()
+    CommandLine line = CommandLineBuilder()
         .quoted(in.quencPath)
         .text(QStringLiteral(" -i ")).quoted(in.input)
         .text(QStringLiteral(" -o ")).quoted(in.output)
@@ -38,6 +38,10 @@ CommandLine ac3Line(const EncoderInputs &in, const OptionState &o)
         .text(QStringLiteral(" -audiobitrate ")).value(o.Combo1.text)
         .text(QStringLiteral(" -auto -close"))
         .build();
+    // Abort ends this run by the encoder's name, whatever path it was given.
+    if (line.imageName.isEmpty())
+        line.imageName = QStringLiteral("QuEnc.exe");
+    return line;
 }
 
 // The bitrate as a 16-bit whole number, rounded half to even as the

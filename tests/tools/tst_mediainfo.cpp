@@ -1,0 +1,148 @@
+// Tools/MediaInfo/mediainfo prints the system MediaInfo's report with the
+// stream headings numbered from 0, the rest of the report untouched.
+#include "support/TestPaths.h"
+
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+struct Ran {
+    int exitCode = -1;
+    QString out;
+    QString err;
+};
+
+Ran run(const QString &program, const QStringList &arguments, bool utf8Locale = false)
+{
+    QProcess p;
+    if (utf8Locale) {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
+        p.setProcessEnvironment(env);
+    }
+    p.start(program, arguments);
+    Ran r;
+    if (!p.waitForFinished(60000))
+        return r;
+    r.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
+    r.out = QString::fromUtf8(p.readAllStandardOutput());
+    r.err = QString::fromUtf8(p.readAllStandardError());
+    return r;
+}
+
+QString tool()
+{
+    return tonmill::test::builtAppDir() + QStringLiteral("/Tools/MediaInfo/mediainfo");
+}
+
+QStringList headings(const QString &report)
+{
+    static const QRegularExpression heading(QStringLiteral(R"(^[A-Z][A-Za-z]*( #\d+)?$)"));
+    QStringList found;
+    for (const QString &line : report.split(QLatin1Char('\n'))) {
+        if (heading.match(line).hasMatch())
+            found << line;
+    }
+    return found;
+}
+
+} // namespace
+
+class TestMediaInfo : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase();
+    void reportHasNumberedHeadingsAndAlignedLabels();
+    void severalAudioStreamsCountFromZero();
+    void missingFileIsOneLine();
+
+private:
+    QTemporaryDir m_dir;
+    QString m_wav;
+    QString m_twoStreams;
+};
+
+void TestMediaInfo::initTestCase()
+{
+    QVERIFY(m_dir.isValid());
+    // Ten seconds of 16-bit stereo at 44.1 kHz: about 1.7 MiB.
+    m_wav = m_dir.filePath(QStringLiteral("it's a tëst – Ünïcode.wav"));
+    QCOMPARE(run(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-b"), QStringLiteral("16"),
+                                         QStringLiteral("-r"), QStringLiteral("44100"), QStringLiteral("-c"),
+                                         QStringLiteral("2"), m_wav, QStringLiteral("synth"), QStringLiteral("10"),
+                                         QStringLiteral("sine"), QStringLiteral("440")})
+                 .exitCode,
+             0);
+    m_twoStreams = m_dir.filePath(QStringLiteral("two streams.mkv"));
+    QCOMPARE(run(QStringLiteral("ffmpeg"), {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), m_wav,
+                                            QStringLiteral("-i"), m_wav, QStringLiteral("-map"), QStringLiteral("0"),
+                                            QStringLiteral("-map"), QStringLiteral("1"), QStringLiteral("-c:a"),
+                                            QStringLiteral("libmp3lame"), m_twoStreams})
+                 .exitCode,
+             0);
+}
+
+void TestMediaInfo::reportHasNumberedHeadingsAndAlignedLabels()
+{
+    const Ran r = run(tool(), {m_wav});
+    QCOMPARE(r.exitCode, 0);
+    QVERIFY(r.err.isEmpty());
+    QCOMPARE(headings(r.out), (QStringList{QStringLiteral("General #0"), QStringLiteral("Audio #0")}));
+    QVERIFY(r.out.startsWith(QLatin1String("General #0\n")));
+
+    // Every 'Label : Value' line has its colon in one column.
+    QSet<qsizetype> colonColumns;
+    QString fileSize, completeName, channels;
+    for (const QString &line : r.out.split(QLatin1Char('\n'))) {
+        const qsizetype colon = line.indexOf(QLatin1String(" : "));
+        if (colon < 0)
+            continue;
+        colonColumns.insert(colon);
+        const QString label = line.left(colon).trimmed();
+        const QString value = line.mid(colon + 3);
+        if (label == QLatin1String("File size"))
+            fileSize = value;
+        else if (label == QLatin1String("Complete name"))
+            completeName = value;
+        else if (label == QLatin1String("Channel(s)"))
+            channels = value;
+    }
+    QCOMPARE(colonColumns.size(), 1);
+    QVERIFY2(QRegularExpression(QStringLiteral(R"(^1\.[0-9]+ MiB$)")).match(fileSize).hasMatch(), qPrintable(fileSize));
+    QCOMPARE(completeName, m_wav);
+    QCOMPARE(channels, QStringLiteral("2 channels"));
+
+    // Apart from the headings the report is the system tool's own.
+    const Ran system = run(QStringLiteral("mediainfo"), {m_wav}, true);
+    QString ours = r.out;
+    ours.replace(QStringLiteral("General #0\n"), QStringLiteral("General\n"));
+    ours.replace(QStringLiteral("Audio #0\n"), QStringLiteral("Audio\n"));
+    QCOMPARE(ours, system.out);
+}
+
+void TestMediaInfo::severalAudioStreamsCountFromZero()
+{
+    const Ran r = run(tool(), {m_twoStreams});
+    QCOMPARE(r.exitCode, 0);
+    QCOMPARE(headings(r.out),
+             (QStringList{QStringLiteral("General #0"), QStringLiteral("Audio #0"), QStringLiteral("Audio #1")}));
+}
+
+void TestMediaInfo::missingFileIsOneLine()
+{
+    const QString missing = m_dir.filePath(QStringLiteral("not here.wav"));
+    const Ran r = run(tool(), {missing});
+    QVERIFY(r.exitCode != 0);
+    QVERIFY(r.out.isEmpty());
+    const QStringList lines = r.err.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    QCOMPARE(lines.size(), 1);
+    QVERIFY2(lines.first().contains(missing) && lines.first().contains(QLatin1String("does not exist")),
+             qPrintable(lines.first()));
+}
+
+QTEST_GUILESS_MAIN(TestMediaInfo)
+#include "tst_mediainfo.moc"

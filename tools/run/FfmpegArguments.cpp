@@ -1,0 +1,130 @@
+#include "tools/run/FfmpegArguments.h"
+
+#include <QFileInfo>
+
+#include <array>
+
+namespace tonmill::run {
+
+namespace {
+
+const QString kLabel = QStringLiteral("[tonmill_out]");
+
+QString bracketed(const QString &label)
+{
+    if (label.startsWith(QLatin1Char('[')))
+        return label;
+    return QLatin1Char('[') + label + QLatin1Char(']');
+}
+
+// AC-3 takes only 32, 44.1 and 48 kHz; a lower rate is doubled into that set,
+// so that the family of the chosen rate is kept.
+int ac3SampleRate(int rate)
+{
+    constexpr std::array<int, 3> legal = {32000, 44100, 48000};
+    if (std::find(legal.begin(), legal.end(), rate) != legal.end())
+        return rate;
+    if (rate == 11025 || rate == 22050)
+        return 44100;
+    if (rate == 16000)
+        return 32000;
+    return 48000;
+}
+
+} // namespace
+
+AudioSource plainSource(const QString &path)
+{
+    AudioSource source;
+    source.inputArguments = {QStringLiteral("-i"), path};
+    source.outputLabel = QStringLiteral("0:a:0");
+    return source;
+}
+
+QStringList sourceFiles(const AudioSource &source)
+{
+    QStringList files;
+    for (qsizetype i = 0; i + 1 < source.inputArguments.size(); ++i) {
+        if (source.inputArguments[i] == QLatin1String("-i"))
+            files << source.inputArguments[++i];
+    }
+    return files;
+}
+
+EncodeSettings encodeSettings(const EncodeRequest &request, const AudioSource &source)
+{
+    EncodeSettings s;
+    s.sampleRate = request.sampleRate;
+    if (request.volume != 1.0)
+        s.filters << QStringLiteral("volume=%1").arg(request.volume, 0, 'g', 10);
+    if (request.encoder == QLatin1String("ac3") && source.sampleRate > 0 && s.sampleRate == 0) {
+        s.sampleRate = ac3SampleRate(source.sampleRate);
+        if (s.sampleRate != source.sampleRate)
+            s.notes << QStringLiteral("AC-3 has no %1 Hz; encoded at %2 Hz").arg(source.sampleRate).arg(s.sampleRate);
+    }
+    if (source.ac3ChannelOrder && source.channels == 6) {
+        // ffmpeg places channels by name: name each by its AC-3 position.
+        s.filters << QStringLiteral("channelmap=map=0-FL|2-FR|1-FC|5-LFE|3-SL|4-SR:channel_layout=5.1(side)");
+    }
+    return s;
+}
+
+QStringList ffmpegArguments(const EncodeRequest &request, const AudioSource &source, const QString &target)
+{
+    const EncodeSettings settings = encodeSettings(request, source);
+    QStringList a = {QStringLiteral("-hide_banner"), QStringLiteral("-nostdin"), QStringLiteral("-nostats"),
+                     QStringLiteral("-loglevel"),    QStringLiteral("level+info"), QStringLiteral("-progress"),
+                     QStringLiteral("pipe:1"),       QStringLiteral("-y")};
+    a << source.inputArguments;
+
+    QString graph = source.filterComplex;
+    QString map = source.filterComplex.isEmpty() ? source.outputLabel : bracketed(source.outputLabel);
+    if (!settings.filters.isEmpty()) {
+        const QString chain = bracketed(source.outputLabel) + settings.filters.join(QLatin1Char(',')) + kLabel;
+        graph = graph.isEmpty() ? chain : graph + QLatin1Char(';') + chain;
+        map = kLabel;
+    }
+    if (!graph.isEmpty())
+        a << QStringLiteral("-filter_complex") << graph;
+    a << QStringLiteral("-map") << map;
+    // The original encoders saw bare audio: tags come only from the line.
+    a << QStringLiteral("-map_metadata") << QStringLiteral("-1") << QStringLiteral("-vn");
+    if (!request.encoder.isEmpty())
+        a << QStringLiteral("-c:a") << request.encoder;
+    if (request.bitRate > 0)
+        a << QStringLiteral("-b:a") << QString::number(request.bitRate);
+    if (request.channels > 0)
+        a << QStringLiteral("-ac") << QString::number(request.channels);
+    if (settings.sampleRate > 0)
+        a << QStringLiteral("-ar") << QString::number(settings.sampleRate);
+    for (const auto &[key, value] : request.metadata)
+        a << QStringLiteral("-metadata") << key + QLatin1Char('=') + value;
+    a << request.muxerOptions;
+    a << QStringLiteral("-f") << request.muxer << target;
+    return a;
+}
+
+QString describeEncode(const EncodeRequest &request, const AudioSource &source)
+{
+    const EncodeSettings settings = encodeSettings(request, source);
+    QStringList parts;
+    parts << (request.encoder.isEmpty() ? QStringLiteral("default codec") : request.encoder);
+    if (request.bitRate > 0)
+        parts << QStringLiteral("%1 kbit/s").arg(request.bitRate / 1000.0);
+    if (settings.sampleRate > 0)
+        parts << QStringLiteral("%1 Hz").arg(settings.sampleRate);
+    if (request.channels > 0)
+        parts << QStringLiteral("%1 channel(s)").arg(request.channels);
+    if (request.volume != 1.0)
+        parts << QStringLiteral("volume x%1").arg(request.volume, 0, 'g', 4);
+    parts << QStringLiteral("in %1").arg(request.muxer);
+    QString line = QStringLiteral("Encoding %1 to %2: %3")
+                       .arg(QFileInfo(request.input).fileName(), QFileInfo(request.output).fileName(),
+                            parts.join(QStringLiteral(", ")));
+    const QStringList notes = request.notes + settings.notes;
+    if (!notes.isEmpty())
+        line += QStringLiteral(" (") + notes.join(QStringLiteral("; ")) + QLatin1Char(')');
+    return line;
+}
+
+} // namespace tonmill::run
