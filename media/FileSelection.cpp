@@ -1,0 +1,98 @@
+#include "media/FileSelection.h"
+
+#include "media/MediaReport.h"
+#include "options/MainFormState.h"
+#include "options/OptionState.h"
+#include "platform/Dialogs.h"
+#include "settings/INIManager.h"
+
+#include <array>
+#include <utility>
+
+namespace tonmill {
+
+const QString FileSelection::kOpenFilter = QStringLiteral(
+    "Audio Files|*.aac;*.ac3;*.avs;*.dts;*.mp2;*.mpa;*.wma;*.wav;*.wav;*.mp3;*.ra;*.rmj|All Files|*.*");
+
+FileSelection::FileSelection(MainFormState &form, const OptionState &options, Dialogs &dialogs, MediaReport &report,
+                             const AppFolder &folder)
+    : m_form(form)
+    , m_options(options)
+    , m_dialogs(dialogs)
+    , m_report(report)
+    , m_folder(folder)
+{
+}
+
+QString FileSelection::saveFilter(const QString &txtFormat)
+{
+    static const std::array<QString, 7> filters = {
+        QStringLiteral("AAC Files|*.aac"), QStringLiteral("AC3 Files|*.ac3"), QStringLiteral("AMR Files|*.amr"),
+        QStringLiteral("MP2/MPA Files|*.mp2"), QStringLiteral("MP3 Files|*.mp3"), QStringLiteral("WAV Files|*.wav"),
+        QStringLiteral("WMA Files|*.wma"),
+    };
+    bool ok = false;
+    const int number = txtFormat.toInt(&ok);
+    if (!ok || number < 1 || number > 7 || txtFormat != QString::number(number))
+        return {};
+    return filters[number - 1];
+}
+
+void FileSelection::OpenSourceFile()
+{
+    m_dialogFileName = m_dialogs.fileName(
+        {FileRequest::Mode::Open, QStringLiteral("  Open"), kOpenFilter, m_dialogFileName});
+    loadSource(m_dialogFileName);
+}
+
+void FileSelection::loadSource(const QString &path)
+{
+    m_form.txtPath = path;
+    txtPath_Change();
+    m_report.RunMediaReport(m_form.txtPath);
+    LoadTagsFromReport();
+}
+
+void FileSelection::LoadTagsFromReport()
+{
+    const QString report = m_report.reportFile();
+    const std::array<std::pair<const char *, QString *>, 7> fields = {{
+        {"Title", &m_form.txtTitle},
+        {"Author", &m_form.txtArtist},
+        {"Album", &m_form.txtAlbum},
+        {"Date", &m_form.txtYear},
+        {"Comment", &m_form.txtNotes},
+        {"Genre", &m_form.cmbGenre.text},
+        {"Track", &m_form.txtTrack},
+    }};
+    for (const auto &[key, field] : fields)
+        *field = ReadIniValue(QStringLiteral("General"), QString::fromLatin1(key), report);
+}
+
+void FileSelection::ChooseOutputFile()
+{
+    const QString filter = saveFilter(m_options.txtFormat);
+    if (!filter.isEmpty()) {
+        m_dialogFileName = m_dialogs.fileName(
+            {FileRequest::Mode::Save, QStringLiteral("  Save as..."), filter, m_dialogFileName});
+        m_form.lblOutputPath = m_dialogFileName;
+    }
+    m_form.chkSameOutput = false;
+    if (m_form.lblOutputPath.isEmpty())
+        m_form.chkSameOutput = true;
+}
+
+void FileSelection::chkSameOutput_Click(bool checked)
+{
+    m_form.chkSameOutput = checked;
+    if (!m_form.lblOutputPath.isEmpty())
+        m_form.TempOutput = m_form.lblOutputPath;
+    m_form.lblOutputPath = checked ? QString() : m_form.TempOutput;
+}
+
+void FileSelection::txtPath_Change()
+{
+    m_form.sourceControlsEnabled = !m_form.txtPath.isEmpty();
+}
+
+} // namespace tonmill

@@ -1,0 +1,102 @@
+#include "process/ReadOutput.h"
+
+#include "platform/ChildProcess.h"
+#include "platform/ProcessRegistry.h"
+#include "process/cKillProcess.h"
+
+#include <QCoreApplication>
+#include <QProcess>
+
+#include <cerrno>
+
+namespace tonmill {
+
+namespace {
+constexpr int kWaitSliceMs = 20;
+}
+
+ReadOutput::ReadOutput(ProcessRegistry &registry, QObject *parent)
+    : QObject(parent)
+    , m_registry(registry)
+    , m_decoder(QStringDecoder::Utf8)
+{
+}
+
+void ReadOutput::CancelProcess()
+{
+    if (!m_processing) {
+        Q_EMIT Error(QStringLiteral("Not currently processing a command!"), NotProcessing);
+        return;
+    }
+    m_cancelRequested = true;
+}
+
+bool ReadOutput::CloseProcess(qint64 lProcessID, quint32)
+{
+    // The exit code of a forced end cannot be chosen here: a signal ends it.
+    return cKillProcess(m_registry).KillProcess(lProcessID);
+}
+
+void ReadOutput::ProcessCommand()
+{
+    if (m_command.program.isEmpty()) {
+        Q_EMIT Error(QStringLiteral("Invalid Command."), InvalidCommand);
+        return;
+    }
+    if (m_processing) {
+        Q_EMIT Error(QStringLiteral("Currently processing a command!"), AlreadyProcessing);
+        return;
+    }
+    m_processing = true;
+
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.setStandardInputFile(QProcess::nullDevice());
+    makeChildDieWithParent(process);
+    process.start(m_command.program, m_command.arguments);
+    if (!process.waitForStarted(-1)) {
+        m_processing = false;
+        Q_EMIT Error(QStringLiteral("CreateProcess failed."),
+                     process.error() == QProcess::FailedToStart ? ENOENT : EIO);
+        return;
+    }
+    const qint64 pid = process.processId();
+    m_registry.add(pid, m_command.imageName.isEmpty() ? m_command.program : m_command.imageName);
+    m_decoder.resetState();
+    Q_EMIT Starting();
+    m_cancelRequested = false;
+
+    bool cancelled = false;
+    for (;;) {
+        QCoreApplication::processEvents();
+        if (m_cancelRequested) {
+            cancelled = true;
+            break;
+        }
+        if (process.bytesAvailable() == 0 && process.state() != QProcess::NotRunning) {
+            // Waiting for output is done in short slices so that the window
+            // keeps running while a silent child works.
+            process.waitForReadyRead(kWaitSliceMs);
+            continue;
+        }
+        if (process.bytesAvailable() == 0) {
+            // The child has ended and everything it wrote has been read.
+            Q_EMIT GotChunk(QString(), true);
+            Q_EMIT Complete();
+            cancelled = m_cancelRequested;
+            break;
+        }
+        Q_EMIT GotChunk(m_decoder(process.read(kChunkSize)), false);
+    }
+
+    if (cancelled && !CloseProcess(pid, 0))
+        Q_EMIT Error(QStringLiteral("Cannot close process id: %1").arg(pid), CannotClose);
+    else if (cancelled)
+        Q_EMIT Canceled();
+    process.waitForFinished(cancelled ? 1000 : 0);
+    m_registry.remove(pid);
+    m_processing = false;
+    m_cancelRequested = false;
+}
+
+} // namespace tonmill
