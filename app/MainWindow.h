@@ -8,15 +8,19 @@ class QTextEdit;
 
 namespace tonmill {
 
+class ActivityLog;
+
 // The program's only top-level window.
 class MainWindow : public QMainWindow {
     Q_OBJECT
 public:
-    explicit MainWindow(const AppFolder &folder, QWidget *parent = nullptr);
+    MainWindow(const AppFolder &folder, ActivityLog &log, QWidget *parent = nullptr);
 
     QTextEdit *rtbLog = nullptr;
 
 private:
+    void showLog(const QString &text, qsizetype caret);
+
     AppFolder m_folder;
 };
 

@@ -1,10 +1,24 @@
+#include "app/ActivityLog.h"
+#include "app/HeadlessConvert.h"
 #include "app/MainWindow.h"
 #include "platform/AppFolder.h"
 
 #include <QApplication>
+#include <QDate>
 
 int main(int argc, char *argv[])
 {
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
+    // A conversion from the command line runs without a window, so it needs
+    // no display.
+    if (tonmill::wantsHeadlessConvert(arguments)) {
+        QCoreApplication app(argc, argv);
+        QCoreApplication::setApplicationName(QStringLiteral("Tonmill"));
+        return tonmill::runHeadlessConvert(QCoreApplication::arguments());
+    }
+
     // Qt Multimedia's GStreamer backend lacks the plug-ins on Debian; the
     // ffmpeg backend plays everything the converter reads.
     qputenv("QT_MEDIA_BACKEND", "ffmpeg");
@@ -14,7 +28,10 @@ int main(int argc, char *argv[])
 
     const tonmill::AppFolder folder =
         tonmill::AppFolder::fromArguments(QApplication::arguments(), QApplication::applicationDirPath());
-    tonmill::MainWindow window(folder);
+    tonmill::ActivityLog log;
+    // The log of a run opens with its date.
+    log.appendLine(QDate::currentDate().toString(Qt::ISODate));
+    tonmill::MainWindow window(folder, log);
     window.show();
     return QApplication::exec();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "options/ChoiceList.h"
+#include "process/ProgressMonitor.h"
 
 #include <QString>
 
@@ -20,9 +21,45 @@ struct MainFormState {
     QString visibleFrame;
     QString txtPath;
     QString lblOutputPath;
+    // The output path chosen last, kept while chkSameOutput is checked.
+    QString TempOutput;
+    bool chkSameOutput = true;
+    // Whether the controls that need a source file are enabled.
+    bool sourceControlsEnabled = false;
     CheckBoxState chk51UpMix;
+
+    // Tag editor.
+    QString txtTitle;
+    QString txtArtist;
+    QString txtAlbum;
+    QString txtYear;
+    QString txtNotes;
+    ChoiceList cmbGenre;
+    QString txtTrack;
     bool mnuLog = false;
     bool mnuSaveLog = true;
+
+    // Conversion: the choices the job reads besides the option panel's.
+    int slVolume = 100; // percent
+    bool chkSegment = false;
+    bool chkNormalize = false;
+    QString txtCutS = QStringLiteral("000.000");
+    QString txtCutE = QStringLiteral("000.000");
+
+    // What the window shows around a conversion: idle until Convert is
+    // clicked, busy until the job has ended.
+    bool btnConvertEnabled = true;
+    bool btnAbortVisible = false;
+    bool EncodingVisible = false;
+    bool PB1Visible = false;
+    bool lblWMAprogressVisible = false;
+    bool btnExitEnabled = true;
+    bool mnuArquivoEnabled = true;
+    bool Timer3Enabled = false;
+    int PB1Max = 0;
+    ProgressDisplay progress;
+    // The encoder's latest chunk of output, which the progress tick reads.
+    QString rtbOutput;
 
     // Fills the format list and shows "MP3" with its frame.
     void fillFormatList();

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+namespace tonmill {
+
+// What the command line asks of one conversion without a window. Fields left
+// unset keep what the settings and the source's report give.
+struct HeadlessRequest {
+    QString source;
+    QString format;          // a name of the format list, as the list spells it
+    QString output;          // empty: beside the source
+    std::optional<int> volume;
+    bool normalize = false;
+    bool upmix = false;
+    bool segment = false;
+    QString segmentStart;
+    QString segmentEnd;
+    std::optional<QString> title;
+    std::optional<QString> artist;
+    std::optional<QString> album;
+    std::optional<QString> year;
+    std::optional<QString> notes;
+    std::optional<QString> genre;
+    std::optional<QString> track;
+    QString wmaProfile;      // a profile name or its key
+    bool replace = false;    // the answer to the replace question
+    bool keep = false;       // No was asked for rather than taken by default
+};
+
+struct HeadlessParse {
+    bool ok = false;
+    QString error;
+    HeadlessRequest request;
+};
+
+// True when the arguments ask for a conversion without a window.
+bool wantsHeadlessConvert(const QStringList &arguments);
+
+// Reads the command line; the first argument is the program's name.
+HeadlessParse parseHeadlessArguments(const QStringList &arguments);
+
+QString headlessUsage();
+
+// Runs the conversion the arguments ask for through the same job as the
+// window's Convert button, inside the running application object. Log lines
+// go to standard output, progress to standard error when that is a terminal,
+// and a one-line reason to standard error when the result is not a finished,
+// non-empty output file. The exit status: 0 done, 1 failed, 2 bad arguments,
+// 3 the existing output was kept, 128 + the signal's number when aborted.
+int runHeadlessConvert(const QStringList &arguments);
+
+} // namespace tonmill

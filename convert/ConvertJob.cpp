@@ -1,0 +1,436 @@
+#include "convert/ConvertJob.h"
+
+#include "app/ActivityLog.h"
+#include "convert/AVSScripts.h"
+#include "convert/CommandLines.h"
+#include "media/modID3Tags.h"
+#include "options/FormatOptions.h"
+#include "options/MainFormState.h"
+#include "options/OptionState.h"
+#include "platform/Dialogs.h"
+#include "platform/ProcessRegistry.h"
+#include "platform/ToolChain.h"
+#include "process/KillApp.h"
+#include "process/ProgressMonitor.h"
+#include "process/cStdIO.h"
+#include "settings/INIManager.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QFile>
+#include <QFileInfo>
+#include <QThread>
+
+#include <sys/stat.h>
+
+namespace tonmill {
+
+namespace {
+
+const QString kCrLf = QStringLiteral("\r\n");
+const QString kSeparator = QString(142, QLatin1Char('-'));
+constexpr int kTimer3IntervalMs = 2;
+constexpr int kReadyPollMs = 10;
+
+QString noSourceText()
+{
+    return QStringLiteral("Please, select a file to process before atempting to initialize de conversion!");
+}
+
+QString replaceQuestion()
+{
+    return QStringLiteral("The 'Output' file name already exists!") + kCrLf + kCrLf
+           + QStringLiteral("Do you want to replace it?");
+}
+
+QString launchFailedText()
+{
+    return QStringLiteral("PROCESS LAUNCH FAILED!");
+}
+
+QString pressAgainText()
+{
+    return QStringLiteral("Please, press 'Convert' button again!");
+}
+
+// Two names of one file: the same inode on the same device, which also
+// catches hard links and names that differ only through symbolic links.
+bool sameFile(const QString &a, const QString &b)
+{
+    struct stat sa {};
+    struct stat sb {};
+    if (::stat(QFile::encodeName(a).constData(), &sa) != 0 || ::stat(QFile::encodeName(b).constData(), &sb) != 0)
+        return false;
+    return sa.st_dev == sb.st_dev && sa.st_ino == sb.st_ino;
+}
+
+bool isFormat(const QString &txtFormat, const char *index)
+{
+    return txtFormat == QLatin1String(index);
+}
+
+} // namespace
+
+QString outputPathFor(const QString &txtPath, const QString &lblOutputPath, bool chkSameOutput,
+                      const QString &OutExtension)
+{
+    if (!chkSameOutput)
+        return lblOutputPath;
+    // Four characters are cut whatever the extension's length: a dot and
+    // three letters are assumed.
+    return txtPath.left(std::max<qsizetype>(0, txtPath.size() - 4)) + QStringLiteral("_Konverted.") + OutExtension;
+}
+
+QString sourceRefusal(const QString &txtPath, const QString &output)
+{
+    const QFileInfo source(txtPath);
+    if (!source.exists())
+        return QStringLiteral("The selected file does not exist!") + kCrLf + kCrLf + txtPath;
+    if (source.isDir())
+        return QStringLiteral("The selected file is a folder, not a file!") + kCrLf + kCrLf + txtPath;
+    if (!source.isFile() || !source.isReadable())
+        return QStringLiteral("The selected file cannot be read!") + kCrLf + kCrLf + txtPath;
+    if (source.size() == 0)
+        return QStringLiteral("The selected file is empty!") + kCrLf + kCrLf + txtPath;
+    if (sameFile(txtPath, output))
+        return QStringLiteral("The 'Output' file is the selected file itself!") + kCrLf + kCrLf
+               + QStringLiteral("Please, choose another name for the 'Output' file.");
+    return {};
+}
+
+ConvertJob::ConvertJob(const AppFolder &folder, Dialogs &dialogs, ActivityLog &log, cStdIO &runner,
+                       ProcessRegistry &registry, OptionState &options, MainFormState &form, DurationProbe duration,
+                       QObject *parent)
+    : QObject(parent)
+    , m_folder(folder)
+    , m_dialogs(dialogs)
+    , m_log(log)
+    , m_runner(runner)
+    , m_registry(registry)
+    , m_options(options)
+    , m_form(form)
+    , m_duration(std::move(duration))
+{
+    m_timer3.setInterval(kTimer3IntervalMs);
+    connect(&m_timer3, &QTimer::timeout, this, &ConvertJob::Timer3_Timer);
+    // The output pane holds only the encoder's latest chunk.
+    connect(&m_runner, &cStdIO::GotData, this, [this](const QString &data) { m_form.rtbOutput = data; });
+}
+
+bool ConvertJob::encoding() const
+{
+    return !m_runner.Ready() || m_scriptHostRunning;
+}
+
+void ConvertJob::message(const QString &text)
+{
+    m_result.message = text;
+    m_dialogs.message({text, QString(), DialogButtons::Ok, DialogIcon::None});
+}
+
+void ConvertJob::applyIdleControls()
+{
+    m_form.PB1Visible = false;
+    m_form.btnConvertEnabled = true;
+    m_form.btnAbortVisible = false;
+    m_form.EncodingVisible = false;
+    setTimer3(false);
+    m_form.btnExitEnabled = true;
+    m_form.mnuArquivoEnabled = true;
+}
+
+void ConvertJob::setTimer3(bool enabled)
+{
+    m_form.Timer3Enabled = enabled;
+    if (enabled)
+        m_timer3.start();
+    else
+        m_timer3.stop();
+}
+
+void ConvertJob::Timer3_Timer()
+{
+    const std::optional<double> duration =
+        m_sourceSeconds > 0 ? std::optional<double>(m_sourceSeconds) : std::nullopt;
+    progressTick(m_form.rtbOutput, m_options.txtFormat, duration, m_form.progress);
+    Q_EMIT progressChanged();
+}
+
+void ConvertJob::btnConvert_Click()
+{
+    m_result = {};
+    if (m_form.txtPath.isEmpty()) {
+        message(noSourceText());
+        applyIdleControls();
+        m_result.outcome = ConvertResult::Outcome::Refused;
+        return;
+    }
+    const QString output =
+        outputPathFor(m_form.txtPath, m_form.lblOutputPath, m_form.chkSameOutput, m_options.OutExtension);
+    m_result.output = output;
+    if (const QString refusal = sourceRefusal(m_form.txtPath, output); !refusal.isEmpty()) {
+        message(refusal);
+        applyIdleControls();
+        m_result.outcome = ConvertResult::Outcome::Refused;
+        return;
+    }
+
+    // Busy: the bar measures the source's whole seconds.
+    m_sourceSeconds = m_duration ? m_duration(m_form.txtPath) : 0;
+    m_form.PB1Max = qRound(m_sourceSeconds);
+    m_form.progress.PB1 = 0;
+    m_form.btnConvertEnabled = false;
+
+    // The tool paths are read afresh at every click and used as stored.
+    const QString settings = m_folder.file(QStringLiteral("\\Tonmill.ini"));
+    EncoderInputs inputs;
+    inputs.ffmpegPath = ReadIniValue(QStringLiteral("General"), QStringLiteral("FFMPEG"), settings);
+    inputs.quencPath = ReadIniValue(QStringLiteral("General"), QStringLiteral("QUENC"), settings);
+    inputs.output = output;
+    inputs.volumePercent = m_form.slVolume;
+    inputs.title = m_form.txtTitle;
+    inputs.artist = m_form.txtArtist;
+    inputs.album = m_form.txtAlbum;
+    inputs.year = m_form.txtYear;
+    inputs.notes = m_form.txtNotes;
+    inputs.genre = m_form.cmbGenre.text;
+    inputs.track = m_form.txtTrack;
+
+    if (!outputMayBeWritten(output)) {
+        m_result.outcome = ConvertResult::Outcome::Kept;
+        closing();
+        return;
+    }
+
+    m_form.EncodingVisible = true;
+    m_form.PB1Visible = true;
+    m_form.btnAbortVisible = true;
+    m_form.btnExitEnabled = false;
+    m_form.mnuArquivoEnabled = false;
+
+    logHeader(output);
+    if (encode(inputs) == Step::Failed) {
+        errorPath();
+        return;
+    }
+    closing();
+}
+
+bool ConvertJob::outputMayBeWritten(const QString &output)
+{
+    // A missing or empty output is never questioned.
+    const QFileInfo existing(output);
+    if (!existing.exists() || existing.size() == 0)
+        return true;
+    const DialogAnswer answer =
+        m_dialogs.message({replaceQuestion(), QString(), DialogButtons::YesNo, DialogIcon::Question});
+    if (answer == DialogAnswer::No)
+        return false;
+    if (answer == DialogAnswer::Yes)
+        QFile::remove(output);
+    return true;
+}
+
+void ConvertJob::logHeader(const QString &output)
+{
+    m_log.appendLine(kSeparator);
+    m_log.appendLine(QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"))
+                     + QStringLiteral(" -> Start encoding:"));
+    m_log.appendLine(kSeparator);
+    m_log.appendLine(QStringLiteral(" - ") + m_form.txtPath);
+    m_log.appendLine(QStringLiteral(" - Output file:"));
+    m_log.appendLine(QStringLiteral(" - ") + output);
+    m_log.appendLine(QStringLiteral(" -- Output format: ") + m_form.cmbFormat.text);
+}
+
+ConvertJob::Step ConvertJob::encode(EncoderInputs &inputs)
+{
+    const QString &format = m_options.txtFormat;
+    // A format index the list does not have runs nothing.
+    static const QStringList kIndexes = {QStringLiteral("1"), QStringLiteral("2"), QStringLiteral("3"),
+                                         QStringLiteral("4"), QStringLiteral("5"), QStringLiteral("6"),
+                                         QStringLiteral("7")};
+    if (!kIndexes.contains(format))
+        return Step::Done;
+    const bool wma = isFormat(format, "7");
+    const bool ac3 = isFormat(format, "2");
+    if (wma)
+        m_form.lblWMAprogressVisible = true;
+    if (!writeScripts(inputs))
+        return Step::Failed;
+    logOptionLines();
+
+    if (!ac3)
+        setTimer3(true);
+    while (!m_runner.Ready()) {
+        QCoreApplication::processEvents();
+        QThread::msleep(kReadyPollMs);
+    }
+    CommandLine line = encoderCommandLine(inputs, m_options, m_folder);
+    if (line.isEmpty())
+        return Step::Failed;
+    // The names under which the way out of the job, and Abort, end the encoder.
+    line.imageName = ac3 ? QStringLiteral("QuEnc.exe") : wma ? QStringLiteral("Cscript.exe") : QStringLiteral("ffmpeg.exe");
+    if (ac3)
+        return runScriptHost(line);
+
+    const Step step = runPiped(line);
+    if (wma)
+        m_form.lblWMAprogressVisible = false;
+    if (step == Step::Done && isFormat(format, "5"))
+        writeMp3Tags(inputs.output);
+    return step;
+}
+
+bool ConvertJob::writeScripts(EncoderInputs &inputs)
+{
+    const QString fullPath = m_folder.file(QStringLiteral("\\DirectQX.avs"));
+    const QString segmentPath = m_folder.file(QStringLiteral("\\segment.avs"));
+    const FullScriptInputs full{m_form.txtPath,  m_sourceSeconds,       m_options.SamFreq,
+                                m_form.cmbFormat.text, m_form.chkNormalize, m_form.chk51UpMix.checked};
+    const SegmentScriptInputs segment{m_form.txtPath, m_form.txtCutS, m_form.txtCutE, m_options.SamFreq};
+
+    // WMA reads the source itself unless it is normalised or cut.
+    const bool wma = isFormat(m_options.txtFormat, "7");
+    inputs.input = m_form.txtPath;
+    if (!wma || m_form.chkNormalize) {
+        if (!writeFullScript(fullPath, full, m_folder))
+            return false;
+        inputs.input = fullPath;
+    }
+    if (m_form.chkSegment) {
+        if (!writeSegmentScript(segmentPath, segment))
+            return false;
+        inputs.input = segmentPath;
+    }
+    return true;
+}
+
+void ConvertJob::logOptionLines()
+{
+    const OptionState &o = m_options;
+    const auto line = [this](const char *label, const QString &value) {
+        m_log.appendLine(QLatin1String(label) + value);
+    };
+    const auto common = [&](const QString &channels, const QString &bitRate) {
+        line(" -- Sampling Frequency: ", o.SamFreq);
+        line(" -- Channels: ", channels);
+        line(" -- Bitrate: ", bitRate);
+    };
+    const QString &format = o.txtFormat;
+    if (isFormat(format, "1")) {
+        common(o.txtChannelsAAC, o.Combo8.text);
+        line(" -- Profile: ", aacContainer(o.txtAACProfile));
+    } else if (isFormat(format, "2")) {
+        common(o.txtChannelsAC3, o.Combo1.text);
+    } else if (isFormat(format, "3")) {
+        line(" -- Channels: ", QStringLiteral("1"));
+        line(" -- Bitrate: ", o.Combo2.text);
+        m_log.appendLine(amrIsNarrowBand(o.amrType) ? QStringLiteral(" -- Profile: Narrow Band")
+                                                    : QStringLiteral(" -- Profile: Wide Band"));
+    } else if (isFormat(format, "4")) {
+        common(o.txtChannelsMP2, o.Combo6.text);
+        line(" -- Header: ", mp2HeaderName(o.txtMP2Header));
+    } else if (isFormat(format, "5")) {
+        common(o.txtChannelsMP3, o.Combo5.text);
+    } else if (isFormat(format, "6")) {
+        common(o.txtChannelsWAV, wavBitRate(o.wavPCM));
+        line(" -- PCM: ", wavCodec(o.wavPCM));
+    } else if (isFormat(format, "7")) {
+        line(" -- Profile: ", o.cmbWMAProfile.text);
+    }
+}
+
+ConvertJob::Step ConvertJob::runPiped(const CommandLine &line)
+{
+    bool refused = false;
+    bool cancelled = false;
+    const QList<QMetaObject::Connection> watch = {
+        connect(&m_runner, &cStdIO::Error, this, [&refused](qint16, const QString &) { refused = true; }),
+        connect(&m_runner, &cStdIO::CancelSuccess, this, [&cancelled] { cancelled = true; }),
+        connect(&m_runner, &cStdIO::CancelFail, this, [&cancelled] { cancelled = true; }),
+    };
+    m_runner.setCommandLine(throughStandIns(line, m_folder));
+    if (!refused)
+        m_result.encoderOutput = m_runner.ExecuteCommand();
+    for (const QMetaObject::Connection &c : watch)
+        disconnect(c);
+    if (refused)
+        return Step::Failed;
+    m_result.outcome = cancelled ? ConvertResult::Outcome::Aborted : ConvertResult::Outcome::Ended;
+    return Step::Done;
+}
+
+ConvertJob::Step ConvertJob::runScriptHost(CommandLine line)
+{
+    // The script host's Run reports no failure of its own: a run that cannot
+    // start simply ends with nothing written.
+    m_scriptHostRunning = true;
+    m_result.outcome = ConvertResult::Outcome::Ended;
+    m_result.scriptHostStatus = ScriptHostRun(m_registry, throughStandIns(line, m_folder));
+    m_scriptHostRunning = false;
+    return Step::Done;
+}
+
+void ConvertJob::writeMp3Tags(const QString &output)
+{
+    if (m_result.outcome != ConvertResult::Outcome::Ended || QFileInfo(output).size() <= 0)
+        return;
+    const auto record = [this] {
+        ID3TagInfo info;
+        info.Artist = m_form.txtArtist;
+        info.Album = m_form.txtAlbum;
+        info.Title = m_form.txtTitle;
+        info.Year = m_form.txtYear;
+        info.Genre = m_form.cmbGenre.text;
+        info.Comment = m_form.txtNotes;
+        info.Track = m_form.txtTrack;
+        return info;
+    };
+    WriteID3v1Tag(output, record(), true);
+    WriteID3v2Tag(output, record(), 0, true, true);
+    WriteID3v2Tag(output, record(), 1, true, true);
+}
+
+void ConvertJob::closing()
+{
+    m_log.appendLine(kSeparator);
+    applyIdleControls();
+    KillByName(m_registry, QStringLiteral("ffmpeg.exe"));
+    KillByName(m_registry, QStringLiteral("Cscript.exe"));
+    if (!m_runner.Ready())
+        m_runner.Cancel();
+    if (m_runner.Ready())
+        m_runner.Cancel();
+}
+
+void ConvertJob::errorPath()
+{
+    KillByName(m_registry, QStringLiteral("ffmpeg.exe"));
+    KillByName(m_registry, QStringLiteral("Cscript.exe"));
+    m_runner.Cancel();
+    m_log.appendLine(launchFailedText());
+    m_log.appendLine(pressAgainText());
+    m_result.outcome = ConvertResult::Outcome::LaunchFailed;
+    message(launchFailedText() + kCrLf + kCrLf + pressAgainText());
+    // The message asks for another press of Convert, so the window must allow it.
+    applyIdleControls();
+}
+
+void ConvertJob::btnAbort_Click()
+{
+    if (m_form.cmbFormat.text.compare(QLatin1String("ac3"), Qt::CaseInsensitive) == 0) {
+        if (m_scriptHostRunning)
+            m_result.outcome = ConvertResult::Outcome::Aborted;
+        KillByName(m_registry, QStringLiteral("QuEnc.exe"));
+        return;
+    }
+    if (!m_runner.Ready()) {
+        m_log.append(QStringLiteral(" -> Canceling program."));
+        m_runner.Cancel();
+    } else {
+        m_log.append(QStringLiteral(" -> No Encoding in process!"));
+    }
+}
+
+} // namespace tonmill

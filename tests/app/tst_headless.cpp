@@ -1,0 +1,463 @@
+#include "app/HeadlessConvert.h"
+#include "support/TestPaths.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <csignal>
+#include <unistd.h>
+
+using namespace tonmill;
+
+namespace {
+
+const QString kSeparator = QString(142, QLatin1Char('-'));
+
+QByteArray readAll(const QString &path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<unreadable>");
+}
+
+bool writeFile(const QString &path, const QByteArray &bytes)
+{
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
+}
+
+bool run(const QString &program, const QStringList &arguments)
+{
+    QProcess p;
+    p.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    p.start(program, arguments);
+    return p.waitForFinished(120000) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
+}
+
+bool makeTone(const QString &path, double seconds)
+{
+    return run(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
+                                       QStringLiteral("-c"), QStringLiteral("2"), QStringLiteral("-b"),
+                                       QStringLiteral("16"), path, QStringLiteral("synth"), QString::number(seconds),
+                                       QStringLiteral("sine"), QStringLiteral("440")});
+}
+
+QString probe(const QString &path, const QString &entries)
+{
+    QProcess p;
+    p.start(QStringLiteral("ffprobe"), {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
+                                        entries, QStringLiteral("-of"), QStringLiteral("csv=p=0"), path});
+    p.waitForFinished(30000);
+    return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
+}
+
+struct Result {
+    int status = -1;
+    QString out;
+    QString err;
+};
+
+// Processes whose command line names the folder: what a run may have left.
+QStringList processesNaming(const QString &folder)
+{
+    QStringList found;
+    QDirIterator it(QStringLiteral("/proc"), QDir::Dirs | QDir::NoDotAndDotDot);
+    while (it.hasNext()) {
+        const QString dir = it.next();
+        bool numeric = false;
+        const qint64 pid = QFileInfo(dir).fileName().toLongLong(&numeric);
+        if (!numeric || pid == ::getpid())
+            continue;
+        QByteArray cmdline = readAll(dir + QStringLiteral("/cmdline"));
+        cmdline.replace('\0', ' ');
+        if (cmdline.contains(folder.toUtf8()))
+            found << QString::number(pid) + QLatin1Char(' ') + QString::fromUtf8(cmdline);
+    }
+    return found;
+}
+
+// None of them is left once the processes that were killed with their
+// parent have had a moment to go: the kernel ends those a little after it.
+bool noneLeft(const QString &folder)
+{
+    QElapsedTimer t;
+    t.start();
+    while (!processesNaming(folder).isEmpty()) {
+        if (t.elapsed() > 2000)
+            return false;
+        QTest::qWait(20);
+    }
+    return true;
+}
+
+// A temporary application folder with the build's tools, and a place for sources.
+struct Home {
+    QTemporaryDir dir;
+    QString app;
+
+    explicit Home(const QByteArray &settings = "[General]\r\nFFMPEG=/usr/bin/ffmpeg\r\n")
+    {
+        app = dir.filePath(QStringLiteral("app"));
+        QDir().mkpath(app);
+        QFile::link(test::builtAppDir() + QStringLiteral("/Tools"), app + QStringLiteral("/Tools"));
+        writeFile(app + QStringLiteral("/Tonmill.ini"), settings);
+    }
+
+    QString path(const QString &name) const { return dir.filePath(name); }
+
+    QProcess *start(const QStringList &arguments) const
+    {
+        auto *p = new QProcess;
+        p->start(test::builtAppDir() + QStringLiteral("/tonmill"), QStringList{QStringLiteral("--home"), app} + arguments);
+        return p;
+    }
+
+    Result convert(const QStringList &arguments) const
+    {
+        QProcess *p = start(arguments);
+        Result r;
+        if (p->waitForFinished(120000) && p->exitStatus() == QProcess::NormalExit)
+            r.status = p->exitCode();
+        r.out = QString::fromUtf8(p->readAllStandardOutput());
+        r.err = QString::fromUtf8(p->readAllStandardError());
+        delete p;
+        return r;
+    }
+};
+
+} // namespace
+
+class TestHeadless : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void argumentsAreRead();
+    void allFormatsFromThreeSources();
+    void logTagsAndNaming();
+    void reportTagsUnderGivenOnes();
+    void replaceQuestionBothWays();
+    void segmentNormalizeAndUpmix();
+    void badInputFailsCleanly();
+    void signalsAbortTheEncode();
+};
+
+void TestHeadless::argumentsAreRead()
+{
+    const HeadlessParse p = parseHeadlessArguments(
+        {QStringLiteral("tonmill"), QStringLiteral("--home"), QStringLiteral("/h"), QStringLiteral("--convert"),
+         QStringLiteral("a.wav"), QStringLiteral("--format"), QStringLiteral("mp2/mpa"), QStringLiteral("--volume=75"),
+         QStringLiteral("--segment"), QStringLiteral("1.5"), QStringLiteral("3"), QStringLiteral("--title"),
+         QString(), QStringLiteral("--wma-profile"), QStringLiteral("a96"), QStringLiteral("--keep")});
+    QVERIFY2(p.ok, qPrintable(p.error));
+    QCOMPARE(p.request.source, QStringLiteral("a.wav"));
+    QCOMPARE(p.request.format, QStringLiteral("MP2/MPA"));
+    QCOMPARE(p.request.volume, std::optional<int>(75));
+    QVERIFY(p.request.segment);
+    QCOMPARE(p.request.segmentEnd, QStringLiteral("3"));
+    QCOMPARE(p.request.title, std::optional<QString>(QString()));
+    QVERIFY(!p.request.artist.has_value());
+    QCOMPARE(p.request.wmaProfile, QStringLiteral("CD Audiophile Quality (96Kbps)"));
+    QVERIFY(p.request.keep && !p.request.replace);
+
+    const QList<QStringList> bad = {
+        {QStringLiteral("--format"), QStringLiteral("MP3")},
+        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--format"), QStringLiteral("OGG")},
+        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--volume"), QStringLiteral("loud")},
+        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--segment"), QStringLiteral("3"),
+         QStringLiteral("1")},
+        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--replace"), QStringLiteral("--keep")},
+        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--bogus")},
+        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--title")},
+    };
+    for (const QStringList &args : bad)
+        QVERIFY2(!parseHeadlessArguments(QStringList{QStringLiteral("tonmill")} + args).ok, qPrintable(args.join(' ')));
+
+    // Through the program: a usage error, and no window is needed for any of it.
+    Home home;
+    const Result r = home.convert({QStringLiteral("--convert"), QStringLiteral("x"), QStringLiteral("--format"),
+                                   QStringLiteral("OGG")});
+    QCOMPARE(r.status, 2);
+    QVERIFY(r.err.contains(QStringLiteral("unknown format \"OGG\"")));
+}
+
+void TestHeadless::allFormatsFromThreeSources()
+{
+    Home home;
+    const QString wav = home.path(QStringLiteral("tone.wav"));
+    QVERIFY(makeTone(wav, 2));
+    QVERIFY(run(QStringLiteral("ffmpeg"), {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), wav,
+                                           QStringLiteral("-c:a"), QStringLiteral("libmp3lame"), home.path(QStringLiteral("tone.mp3"))}));
+    QVERIFY(run(QStringLiteral("ffmpeg"), {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), wav,
+                                           QStringLiteral("-c:a"), QStringLiteral("ac3"), home.path(QStringLiteral("tone.ac3"))}));
+    const QList<std::pair<QString, QString>> formats = {
+        {QStringLiteral("AAC"), QStringLiteral("aac")},      {QStringLiteral("AC3"), QStringLiteral("ac3")},
+        {QStringLiteral("AMR"), QStringLiteral("amr_nb")},   {QStringLiteral("MP2/MPA"), QStringLiteral("mp2")},
+        {QStringLiteral("MP3"), QStringLiteral("mp3")},      {QStringLiteral("WAV"), QStringLiteral("pcm_s16le")},
+        {QStringLiteral("WMA"), QStringLiteral("wmav2")},
+    };
+    for (const QString &source : {QStringLiteral("tone.wav"), QStringLiteral("tone.mp3"), QStringLiteral("tone.ac3")}) {
+        const QByteArray before = readAll(home.path(source));
+        for (const auto &[format, codec] : formats) {
+            const QString output = home.path(QStringLiteral("out.") + codec);
+            const Result r = home.convert({QStringLiteral("--convert"), home.path(source), QStringLiteral("--format"),
+                                           format, QStringLiteral("--output"), output, QStringLiteral("--replace")});
+            QVERIFY2(r.status == 0, qPrintable(source + QLatin1Char(' ') + format + QLatin1Char(' ') + r.err));
+            QVERIFY2(probe(output, QStringLiteral("stream=codec_name")) == codec, qPrintable(source + QLatin1Char(' ') + format));
+            const double seconds = probe(output, QStringLiteral("format=duration")).toDouble();
+            QVERIFY2(seconds > 1.7 && seconds < 2.4, qPrintable(format + QLatin1Char(' ') + QString::number(seconds)));
+            QVERIFY(r.out.contains(QStringLiteral(" -- Output format: ") + format + QStringLiteral("\n")));
+        }
+        QCOMPARE(readAll(home.path(source)), before);
+    }
+    QVERIFY(noneLeft(home.dir.path()));
+}
+
+void TestHeadless::logTagsAndNaming()
+{
+    Home home("[General]\r\nFFMPEG=/usr/bin/ffmpeg\r\n[Options]\r\nMode=AAC\r\nMP3BitRate=192\r\nMP3Channels=0\r\n");
+    const QString source = home.path(QStringLiteral("song.wav"));
+    QVERIFY(makeTone(source, 2));
+    // The saved Mode is used when no format is given.
+    Result r = home.convert({QStringLiteral("--convert"), source});
+    QCOMPARE(r.status, 0);
+    QCOMPARE(probe(home.path(QStringLiteral("song_Konverted.aac")), QStringLiteral("stream=codec_name")), QStringLiteral("aac"));
+
+    r = home.convert({QStringLiteral("--convert"), source, QStringLiteral("--format"), QStringLiteral("MP3"),
+                      QStringLiteral("--title"), QStringLiteral("Über \"it\""), QStringLiteral("--artist"),
+                      QStringLiteral("A; $(id)"), QStringLiteral("--album"), QStringLiteral("Alb"), QStringLiteral("--year"),
+                      QStringLiteral("1999"), QStringLiteral("--notes"), QStringLiteral("N"), QStringLiteral("--genre"),
+                      QStringLiteral("Jazz"), QStringLiteral("--track"), QStringLiteral("12")});
+    QVERIFY2(r.status == 0, qPrintable(r.err));
+    QVERIFY(r.err.isEmpty());
+    const QString output = home.path(QStringLiteral("song_Konverted.mp3"));
+    const QStringList lines = r.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    QCOMPARE(lines.size(), 12);
+    QCOMPARE(lines[0], kSeparator);
+    QVERIFY(lines[1].endsWith(QStringLiteral(" -> Start encoding:")));
+    QCOMPARE(lines.mid(2, 7), (QStringList{kSeparator, QStringLiteral(" - ") + source, QStringLiteral(" - Output file:"),
+                                           QStringLiteral(" - ") + output, QStringLiteral(" -- Output format: MP3"),
+                                           QStringLiteral(" -- Sampling Frequency: 44100"),
+                                           QStringLiteral(" -- Channels: 1")}));
+    QCOMPARE(lines[9], QStringLiteral(" -- Bitrate: 192"));
+    QVERIFY(lines[10].endsWith(QStringLiteral(" -> Process Completed!")));
+    QCOMPARE(lines.last(), kSeparator);
+    QCOMPARE(probe(output, QStringLiteral("stream=channels,bit_rate")), QStringLiteral("1,192000"));
+    QVERIFY(readAll(home.app + QStringLiteral("/DirectQX.avs")).contains("Trim(Clip3,0,50)\r\nResampleAudio (44100)\r\n"));
+
+    QProcess tags;
+    tags.start(QStringLiteral("mid3v2"), {QStringLiteral("-l"), output});
+    QVERIFY(tags.waitForFinished(30000));
+    const QString listed = QString::fromUtf8(tags.readAllStandardOutput());
+    for (const QString &frame : {QStringLiteral("TIT2=Über \"it\""), QStringLiteral("TPE1=A; $(id)"), QStringLiteral("TALB=Alb"),
+                                 QStringLiteral("TDRC=1999"), QStringLiteral("TCON=Jazz"), QStringLiteral("TRCK=12"),
+                                 QStringLiteral("COMM==eng=N")})
+        QVERIFY2(listed.contains(frame), qPrintable(frame + QStringLiteral(" in ") + listed));
+}
+
+void TestHeadless::reportTagsUnderGivenOnes()
+{
+    Home home;
+    const QString wav = home.path(QStringLiteral("t.wav"));
+    QVERIFY(makeTone(wav, 1));
+    const QString source = home.path(QStringLiteral("tagged.mp3"));
+    QVERIFY(run(QStringLiteral("ffmpeg"), {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), wav,
+                                           QStringLiteral("-c:a"), QStringLiteral("libmp3lame"), QStringLiteral("-metadata"),
+                                           QStringLiteral("title=From File"), QStringLiteral("-metadata"),
+                                           QStringLiteral("artist=File Artist"), source}));
+    const Result r = home.convert({QStringLiteral("--convert"), source, QStringLiteral("--format"), QStringLiteral("MP3"),
+                                   QStringLiteral("--artist"), QStringLiteral("Given")});
+    QCOMPARE(r.status, 0);
+    QProcess tags;
+    tags.start(QStringLiteral("mid3v2"), {QStringLiteral("-l"), home.path(QStringLiteral("tagged_Konverted.mp3"))});
+    QVERIFY(tags.waitForFinished(30000));
+    const QString listed = QString::fromUtf8(tags.readAllStandardOutput());
+    QVERIFY2(listed.contains(QStringLiteral("TIT2=From File\n")) && listed.contains(QStringLiteral("TPE1=Given\n")),
+             qPrintable(listed));
+}
+
+void TestHeadless::replaceQuestionBothWays()
+{
+    Home home;
+    const QString source = home.path(QStringLiteral("s.wav"));
+    QVERIFY(makeTone(source, 2));
+    const QString output = home.path(QStringLiteral("s_Konverted.wav"));
+    QVERIFY(writeFile(output, "precious"));
+    const QStringList base = {QStringLiteral("--convert"), source, QStringLiteral("--format"), QStringLiteral("WAV")};
+
+    Result r = home.convert(base);
+    QCOMPARE(r.status, 3);
+    QVERIFY(r.err.contains(QStringLiteral("--replace")));
+    QCOMPARE(r.out, kSeparator + QLatin1Char('\n'));
+    r = home.convert(base + QStringList{QStringLiteral("--keep")});
+    QCOMPARE(r.status, 3);
+    QVERIFY(!r.err.contains(QStringLiteral("--replace")));
+    QCOMPARE(readAll(output), QByteArray("precious"));
+
+    r = home.convert(base + QStringList{QStringLiteral("--replace")});
+    QCOMPARE(r.status, 0);
+    QCOMPARE(probe(output, QStringLiteral("stream=codec_name")), QStringLiteral("pcm_s16le"));
+
+    // An empty output is no question at all.
+    QVERIFY(writeFile(output, QByteArray()));
+    r = home.convert(base);
+    QCOMPARE(r.status, 0);
+    QVERIFY(QFileInfo(output).size() > 1000);
+}
+
+void TestHeadless::segmentNormalizeAndUpmix()
+{
+    Home home("[General]\r\nFFMPEG=/usr/bin/ffmpeg\r\n[Options]\r\nAC3Channels=2\r\n");
+    const QString source = home.path(QStringLiteral("s.wav"));
+    QVERIFY(makeTone(source, 4));
+
+    Result r = home.convert({QStringLiteral("--convert"), source, QStringLiteral("--format"), QStringLiteral("MP2/MPA"),
+                             QStringLiteral("--segment"), QStringLiteral("1"), QStringLiteral("2.5")});
+    QCOMPARE(r.status, 0);
+    QVERIFY(readAll(home.app + QStringLiteral("/segment.avs")).contains("Trim(Clip3,25,63)\r\n"));
+    const double seconds = probe(home.path(QStringLiteral("s_Konverted.mp2")), QStringLiteral("format=duration")).toDouble();
+    QVERIFY2(seconds > 1.3 && seconds < 1.8, qPrintable(QString::number(seconds)));
+
+    r = home.convert({QStringLiteral("--convert"), source, QStringLiteral("--format"), QStringLiteral("WAV"),
+                      QStringLiteral("--normalize"), QStringLiteral("--volume"), QStringLiteral("50")});
+    QCOMPARE(r.status, 0);
+    QVERIFY(readAll(home.app + QStringLiteral("/DirectQX.avs")).contains("Clip4=Normalize(Clip3,volume=1)\r\nTrim(Clip4,0,100)"));
+
+    r = home.convert({QStringLiteral("--convert"), source, QStringLiteral("--format"), QStringLiteral("AC3"),
+                      QStringLiteral("--upmix")});
+    QCOMPARE(r.status, 0);
+    QVERIFY(readAll(home.app + QStringLiteral("/DirectQX.avs")).contains("return MergeChannels( fl, fr, cc, lfe, sl, sr)}"));
+    QCOMPARE(probe(home.path(QStringLiteral("s_Konverted.ac3")), QStringLiteral("stream=codec_name,channels")),
+             QStringLiteral("ac3,6"));
+}
+
+void TestHeadless::badInputFailsCleanly()
+{
+    Home home;
+    const QString tone = home.path(QStringLiteral("tone.wav"));
+    QVERIFY(makeTone(tone, 1));
+    QDir().mkpath(home.path(QStringLiteral("folder.wav")));
+    QVERIFY(writeFile(home.path(QStringLiteral("empty.mp3")), QByteArray()));
+    QVERIFY(writeFile(home.path(QStringLiteral("random.mp3")), QByteArray(20000, '\x5a') + QByteArray::number(12345)));
+    for (const QString &name : {QStringLiteral("q\"uote.wav"), QStringLiteral("d$(touch PWNED).wav"), QStringLiteral("semi;colon.wav"),
+                               QStringLiteral("new\nline.wav"), QStringLiteral("Ünïcødé ñ.wav")})
+        QVERIFY(QFile::copy(tone, home.path(name)));
+
+    struct Case {
+        QStringList arguments;
+        QString reason; // part of the one-line reason
+        bool mayWork;   // an odd but harmless name may simply convert
+    };
+    const QList<Case> cases = {
+        {{QStringLiteral("--convert"), home.path(QStringLiteral("missing.wav"))}, QStringLiteral("does not exist"), false},
+        {{QStringLiteral("--convert"), home.path(QStringLiteral("folder.wav"))}, QStringLiteral("is a folder"), false},
+        {{QStringLiteral("--convert"), home.path(QStringLiteral("empty.mp3"))}, QStringLiteral("is empty"), false},
+        {{QStringLiteral("--convert"), home.path(QStringLiteral("random.mp3"))}, QStringLiteral("tonmill-run: error:"), false},
+        {{QStringLiteral("--convert"), tone, QStringLiteral("--format"), QStringLiteral("WAV"), QStringLiteral("--output"), tone,
+          QStringLiteral("--replace")},
+         QStringLiteral("the selected file itself"), false},
+        {{QStringLiteral("--convert"), tone, QStringLiteral("--output"), QStringLiteral("/proc/out.mp3")},
+         QStringLiteral("cannot write"), false},
+        {{QStringLiteral("--convert"), home.path(QStringLiteral("q\"uote.wav"))}, QStringLiteral("tonmill-run: error:"), true},
+        {{QStringLiteral("--convert"), home.path(QStringLiteral("d$(touch PWNED).wav"))}, QString(), true},
+        {{QStringLiteral("--convert"), home.path(QStringLiteral("semi;colon.wav"))}, QString(), true},
+        {{QStringLiteral("--convert"), home.path(QStringLiteral("new\nline.wav"))}, QStringLiteral("tonmill-run: error:"), true},
+        {{QStringLiteral("--convert"), home.path(QStringLiteral("Ünïcødé ñ.wav"))}, QString(), true},
+    };
+    const QByteArray toneBytes = readAll(tone);
+    for (const Case &c : cases) {
+        const QString source = c.arguments[1];
+        const QByteArray before = readAll(source);
+        const Result r = home.convert(c.arguments);
+        const QString what = c.arguments.join(QLatin1Char(' ')) + QStringLiteral(" -> ") + r.err;
+        QVERIFY2(r.status == 0 || r.status == 1, qPrintable(what));
+        if (r.status == 0) {
+            QVERIFY2(c.mayWork, qPrintable(what));
+            QVERIFY(r.err.isEmpty());
+        } else {
+            QVERIFY2(r.err.startsWith(QStringLiteral("tonmill: ")) && r.err.count(QLatin1Char('\n')) == 1, qPrintable(what));
+            QVERIFY2(r.err.contains(c.reason), qPrintable(what));
+        }
+        QCOMPARE(readAll(source), before);
+        QVERIFY(noneLeft(home.dir.path()));
+    }
+    QCOMPARE(readAll(tone), toneBytes);
+    QVERIFY(!QFileInfo::exists(QStringLiteral("PWNED")));
+    QVERIFY(!QFileInfo::exists(home.path(QStringLiteral("PWNED"))));
+
+    // A wrong ffmpeg path and a missing media tool.
+    Home wrong("[General]\r\nFFMPEG=/nonexistent/ffmpeg\r\n");
+    Result r = wrong.convert({QStringLiteral("--convert"), tone});
+    QCOMPARE(r.status, 1);
+    QVERIFY2(r.err.contains(QStringLiteral("/nonexistent/ffmpeg")), qPrintable(r.err));
+    Home noTool;
+    QFile::remove(noTool.app + QStringLiteral("/Tools"));
+    QDir().mkpath(noTool.app + QStringLiteral("/Tools"));
+    QFile::link(test::builtAppDir() + QStringLiteral("/Tools/tonmill-run"), noTool.app + QStringLiteral("/Tools/tonmill-run"));
+    r = noTool.convert({QStringLiteral("--convert"), tone});
+    QCOMPARE(r.status, 1);
+    QVERIFY2(r.err.contains(QStringLiteral("media tool is missing")), qPrintable(r.err));
+    QCOMPARE(readAll(tone), toneBytes);
+}
+
+void TestHeadless::signalsAbortTheEncode()
+{
+    Home home;
+    const QString source = home.path(QStringLiteral("long.wav"));
+    QVERIFY(makeTone(source, 600));
+    const QStringList arguments = {QStringLiteral("--convert"), source, QStringLiteral("--format"), QStringLiteral("MP3"),
+                                   QStringLiteral("--replace")};
+
+    // In the middle of the encode: the encoder ends and says so.
+    QProcess *p = home.start(arguments);
+    QVERIFY(p->waitForStarted());
+    QString out;
+    QElapsedTimer t;
+    t.start();
+    while (!out.contains(QStringLiteral(" -- Bitrate: ")) && t.elapsed() < 30000) {
+        p->waitForReadyRead(100);
+        out += QString::fromUtf8(p->readAllStandardOutput());
+    }
+    QTest::qWait(500);
+    QVERIFY(!processesNaming(home.dir.path()).isEmpty());
+    ::kill(p->processId(), SIGINT);
+    QVERIFY(p->waitForFinished(30000));
+    out += QString::fromUtf8(p->readAllStandardOutput());
+    QCOMPARE(p->exitCode(), 128 + SIGINT);
+    QVERIFY(QRegularExpression(QStringLiteral(" -> Canceling program\\.\n\\d\\d:\\d\\d:\\d\\d -> Encoding Aborted!\n-{142}\n$"))
+                .match(out).hasMatch());
+    QVERIFY(noneLeft(home.dir.path()));
+    delete p;
+
+    // At random moments, from start-up to the encode, with either signal.
+    // Encoders that take seconds over this source, so every signal finds work to stop.
+    const QStringList formats = {QStringLiteral("AC3"), QStringLiteral("AAC"), QStringLiteral("MP3")};
+    QRandomGenerator random(20261122);
+    for (int i = 0; i < 20; ++i) {
+        const int delay = random.bounded(900);
+        const int number = (i % 2) ? SIGTERM : SIGINT;
+        QProcess *child = home.start(arguments + QStringList{QStringLiteral("--format"),
+                                                             formats[i % 3]});
+        QVERIFY(child->waitForStarted());
+        QTest::qWait(delay);
+        ::kill(child->processId(), number);
+        QVERIFY(child->waitForFinished(30000));
+        // A signal that comes before the handlers are in place ends the
+        // program the ordinary way, before it has started anything.
+        const bool endedBySignal = child->exitStatus() == QProcess::CrashExit;
+        QVERIFY2(endedBySignal || child->exitCode() == 128 + number,
+                 qPrintable(QStringLiteral("delay %1: status %2 %3").arg(delay).arg(child->exitCode())
+                                .arg(QString::fromUtf8(child->readAllStandardError()))));
+        delete child;
+        QVERIFY2(noneLeft(home.dir.path()), qPrintable(processesNaming(home.dir.path()).join('\n')));
+    }
+    QVERIFY(QFileInfo::exists(source));
+}
+
+QTEST_GUILESS_MAIN(TestHeadless)
+#include "tst_headless.moc"
