@@ -1,10 +1,10 @@
 #include "convert/AVSScripts.h"
 
 #include "platform/AppFolder.h"
+#include "platform/NumberFormat.h"
 
 #include <QFile>
 #include <array>
-#include <cmath>
 #include <initializer_list>
 
 namespace tonmill {
@@ -65,27 +65,11 @@ QString loadPlugin(const AppFolder &folder, const QString &relative)
     return QStringLiteral("LoadPlugin(") + kQ + folder.file(relative) + kQ + QStringLiteral(")");
 }
 
-std::optional<double> parseSeconds(const QString &text)
-{
-    bool ok = false;
-    const double value = text.trimmed().toDouble(&ok);
-    if (!ok || !std::isfinite(value))
-        return std::nullopt;
-    return value;
-}
-
 } // namespace
 
 QString frameNumber(double seconds)
 {
-    const double frames = seconds * 25.0;
-    if (!std::isfinite(frames))
-        return {};
-    // Rounded from the value's fifteen-digit decimal form, so that 1.22 s
-    // gives 30.5 frames and then 31, not the 30 that binary noise would give.
-    const double decimal = QString::number(frames, 'g', 15).toDouble();
-    // Adding 0.0 turns a negative zero into zero.
-    return QString::number(std::round(decimal) + 0.0, 'f', 0);
+    return formatWhole(seconds * 25.0);
 }
 
 std::optional<QStringList> fullScript(const FullScriptInputs &in, const AppFolder &folder)
@@ -120,8 +104,8 @@ std::optional<QStringList> fullScript(const FullScriptInputs &in, const AppFolde
 
 std::optional<QStringList> segmentScript(const SegmentScriptInputs &in)
 {
-    const std::optional<double> start = parseSeconds(in.start);
-    const std::optional<double> end = parseSeconds(in.end);
+    const std::optional<double> start = parseNumber(in.start);
+    const std::optional<double> end = parseNumber(in.end);
     if (!start || !end)
         return std::nullopt;
     const QString startFrame = frameNumber(*start);

@@ -1,5 +1,7 @@
 #include "process/ProgressMonitor.h"
 
+#include "platform/NumberFormat.h"
+
 #include <cmath>
 #include <limits>
 
@@ -11,27 +13,12 @@ constexpr int kWmaFormat = 7;
 constexpr qsizetype kWmaLabelLength = 63;
 constexpr qsizetype kBracketBlanks = 97;
 
-std::optional<double> numberIn(const QString &text)
-{
-    bool ok = false;
-    const double value = text.trimmed().toDouble(&ok);
-    if (!ok || !std::isfinite(value))
-        return std::nullopt;
-    return value;
-}
-
-// Whole number, halves away from zero.
-double whole(double value)
-{
-    return std::round(value) + 0.0; // + 0.0 turns -0 into 0
-}
-
 // The numeric format "0": a number becomes its whole value; any other text
 // passes through unchanged.
-QString formatWhole(const QString &text)
+QString formatWholeText(const QString &text)
 {
-    const std::optional<double> value = numberIn(text);
-    return value ? QString::number(whole(*value), 'f', 0) : text;
+    const std::optional<double> value = parseNumber(text);
+    return value ? tonmill::formatWhole(*value) : text;
 }
 
 // The numeric format "000.0": at least three digits before the point, one after.
@@ -63,11 +50,11 @@ void statusLineTick(const QString &pane, std::optional<double> duration, Progres
     for (const QString &cut : {QStringLiteral(" bitr"), QStringLiteral(" bit"), QStringLiteral(" bi"),
                                QStringLiteral(" b"), QStringLiteral(" ")})
         time.remove(cut);
-    display.txtProgress = formatWhole(time);
+    display.txtProgress = formatWholeText(time);
 
-    const std::optional<double> elapsed = numberIn(display.txtProgress);
+    const std::optional<double> elapsed = parseNumber(display.txtProgress);
     // A missing duration counts as zero, which no percentage can be made of.
-    const double total = duration && std::isfinite(*duration) ? whole(*duration) : 0;
+    const double total = duration && std::isfinite(*duration) ? roundWhole(*duration) : 0;
 
     if (!size.startsWith(QLatin1Char(' ')))
         size = QStringLiteral(" 0kb");
@@ -78,7 +65,7 @@ void statusLineTick(const QString &pane, std::optional<double> duration, Progres
     if (elapsed && *elapsed >= std::numeric_limits<int>::min() && *elapsed <= std::numeric_limits<int>::max())
         display.PB1 = static_cast<int>(*elapsed);
     if (elapsed && total != 0) {
-        const double percent = whole(100.0 * *elapsed / total);
+        const double percent = roundWhole(100.0 * *elapsed / total);
         // The percentage is shown divided by ten: 50 percent reads 005.0.
         display.Encoding = formatTenths(percent / 10) + QStringLiteral("%   Size: ") + size;
     }
@@ -89,7 +76,7 @@ void statusLineTick(const QString &pane, std::optional<double> duration, Progres
 void progressTick(const QString &rtbOutput, const QString &txtFormat, std::optional<double> duration,
                   ProgressDisplay &display)
 {
-    const std::optional<double> format = numberIn(txtFormat);
+    const std::optional<double> format = parseNumber(txtFormat);
     if (format && *format == kWmaFormat)
         wmaTick(rtbOutput, display);
     else
