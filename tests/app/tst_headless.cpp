@@ -434,6 +434,22 @@ void TestHeadless::signalsAbortTheEncode()
     QVERIFY(noneLeft(home.dir.path()));
     delete p;
 
+    // Killed outright in the middle of the encode: no child of it outlives it.
+    p = home.start(arguments);
+    QVERIFY(p->waitForStarted());
+    out.clear();
+    t.restart();
+    while (!out.contains(QStringLiteral(" -- Bitrate: ")) && t.elapsed() < 30000) {
+        p->waitForReadyRead(100);
+        out += QString::fromUtf8(p->readAllStandardOutput());
+    }
+    QTest::qWait(500);
+    QVERIFY(processesNaming(home.dir.path()).size() >= 2); // the program and its encoder
+    ::kill(p->processId(), SIGKILL);
+    QVERIFY(p->waitForFinished(30000));
+    QVERIFY2(noneLeft(home.dir.path()), qPrintable(processesNaming(home.dir.path()).join('\n')));
+    delete p;
+
     // At random moments, from start-up to the encode, with either signal.
     // Encoders that take seconds over this source, so every signal finds work to stop.
     const QStringList formats = {QStringLiteral("AC3"), QStringLiteral("AAC"), QStringLiteral("MP3")};
