@@ -37,6 +37,11 @@ void writeFile(const QString &path, const QByteArray &bytes)
 QByteArray run(const QString &program, const QStringList &arguments)
 {
     QProcess p;
+    // The readers print tag text through the locale; under a C locale they
+    // would turn every letter beyond ASCII into "?".
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
+    p.setProcessEnvironment(environment);
     p.start(program, arguments);
     if (!p.waitForFinished(60000) || p.exitStatus() != QProcess::NormalExit || p.exitCode() != 0) {
         qWarning() << program << arguments << p.readAllStandardError();
