@@ -193,6 +193,7 @@ void TestKillApp::childDiesWithKilledProgram()
     const qint64 pid = numbersAfter(seen, QStringLiteral("PID")).value(0);
     QVERIFY2(pid > 0, qPrintable(seen));
     QVERIFY(isProcessAlive(pid));
+    QVERIFY(driver.processId() > 0);
     ::kill(static_cast<pid_t>(driver.processId()), SIGKILL);
     driver.waitForFinished();
     QVERIFY(goneWithin(pid, 2000));

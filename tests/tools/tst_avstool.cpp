@@ -187,7 +187,7 @@ void TestAvsTool::signalStopsRenderCleanly()
     encoder = children.split(' ').first().toLongLong();
     QVERIFY(readFile(QStringLiteral("/proc/%1/cmdline").arg(encoder)).contains("ffmpeg"));
 
-    QVERIFY(::kill(static_cast<pid_t>(tool.processId()), SIGTERM) == 0);
+    QVERIFY(tool.processId() > 0 && ::kill(static_cast<pid_t>(tool.processId()), SIGTERM) == 0);
     QVERIFY(tool.waitForFinished(10'000));
     QCOMPARE(tool.exitStatus(), QProcess::NormalExit);
     QCOMPARE(tool.exitCode(), 128 + SIGTERM);
