@@ -268,8 +268,9 @@ bool Evaluator::bind(const QString &function, const std::vector<Param> &params, 
         given[i] = true;
     }
     for (const auto &[argName, value] : named) {
+        const QString &wanted = argName; // clang 14 cannot capture a structured binding
         const auto p = std::find_if(params.begin(), params.end(), [&](const Param &param) {
-            return param.name.compare(argName, Qt::CaseInsensitive) == 0;
+            return param.name.compare(wanted, Qt::CaseInsensitive) == 0;
         });
         if (p == params.end())
             return wrong(QStringLiteral("there is no argument named \"%1\"").arg(argName));
