@@ -1,5 +1,6 @@
 #include "platform/AppFolder.h"
 #include "settings/INIManager.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -11,21 +12,10 @@
 #include <QTest>
 
 using namespace tonmill;
+using test::readBytes;
+using test::writeBytes;
 
 namespace {
-
-QByteArray readBytes(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeBytes(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    QCOMPARE(file.write(bytes), bytes.size());
-}
 
 // A settings file as the original platform leaves it: Windows-1252, CR LF,
 // names in other letter case, comments, blank lines and a key of an older

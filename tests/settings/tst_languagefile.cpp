@@ -3,6 +3,7 @@
 #include "settings/LanguageCaptions.h"
 #include "settings/LanguageLines.h"
 #include "settings/Translations.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -12,21 +13,10 @@
 #include <QTest>
 
 using namespace tonmill;
+using test::readBytes;
+using test::writeBytes;
 
 namespace {
-
-QByteArray readBytes(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeBytes(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    QCOMPARE(file.write(bytes), bytes.size());
-}
 
 // A written language file taken apart by plain splitting, without the lookup:
 // the first line, then each section's keys and texts in file order.

@@ -4,27 +4,17 @@
 #include "settings/Translations.h"
 #include "settings/UpgradePath.h"
 #include "support/TestDialogs.h"
+#include "support/TestFiles.h"
 
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
 using namespace tonmill;
+using test::readBytes;
+using test::writeBytes;
 
 namespace {
-
-QByteArray readBytes(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeBytes(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    QCOMPARE(file.write(bytes), bytes.size());
-}
 
 const QString kUpdateQuestion = QStringLiteral("Would you like that Tonmill automatically checks for new versions?\r\n\r\n"
                                                "(You can change your option on 'Setup' dialog)");
