@@ -12,15 +12,6 @@ using namespace tonmill;
 
 namespace {
 
-CommandLine helper(const QStringList &args)
-{
-    CommandLineBuilder b;
-    b.quoted(test::testProgram(QStringLiteral("tonmill-test-child")));
-    for (const QString &a : args)
-        b.text(QStringLiteral(" ")).quoted(a);
-    return b.build();
-}
-
 // A clock that shows a fixed time which the test moves on.
 struct FixedClock {
     QTime now{14, 3, 22};
@@ -82,7 +73,7 @@ void TestActivityLog::runnerEventsBecomeLines()
     logRunnerEvents(io, log);
 
     // A run that ends by itself.
-    io.ExecuteCommand(helper({QStringLiteral("silent"), QStringLiteral("0")}));
+    io.ExecuteCommand(test::testChildLine({QStringLiteral("silent"), QStringLiteral("0")}));
     QCOMPARE(log.text(), QStringLiteral("14:03:22 -> Process Completed!\r\n"));
 
     // A program that cannot start, and no command line at all.
@@ -103,7 +94,7 @@ void TestActivityLog::runnerEventsBecomeLines()
     cStdIO cancelled(registry);
     logRunnerEvents(cancelled, aborted);
     connect(&cancelled, &cStdIO::GotData, this, [&] { cancelled.Cancel(); });
-    cancelled.ExecuteCommand(helper({QStringLiteral("sleep"), QStringLiteral("30000")}));
+    cancelled.ExecuteCommand(test::testChildLine({QStringLiteral("sleep"), QStringLiteral("30000")}));
     QCOMPARE(aborted.text(), QStringLiteral("14:03:22 -> Encoding Aborted!\r\n"));
 
     // A child that outlives every attempt to end it cannot be made here; the
@@ -130,7 +121,7 @@ void TestActivityLog::writeToEncoderLogsEachOutcome()
     ActivityLog sent(clock.clock());
     qint32 result = 0;
     QTimer::singleShot(50, this, [&] { result = writeToEncoder(io, sent, QStringLiteral("abc")); });
-    const QString echoed = io.ExecuteCommand(helper({QStringLiteral("readhex"), QStringLiteral("5")}));
+    const QString echoed = io.ExecuteCommand(test::testChildLine({QStringLiteral("readhex"), QStringLiteral("5")}));
     QCOMPARE(result, 3);
     QCOMPARE(echoed, QStringLiteral("GOT 6162630d0a\n"));
     QCOMPARE(sent.text(), QStringLiteral("14:03:22 -> Successfully wrote 3 bytes!\r\n"));
@@ -145,7 +136,7 @@ void TestActivityLog::writeToEncoderLogsEachOutcome()
         QTest::qWait(300); // lets the runner's process notice the exit
         result = writeToEncoder(io, failed, QStringLiteral("abc"));
     });
-    io.ExecuteCommand(helper({QStringLiteral("write"), QStringLiteral("10")}));
+    io.ExecuteCommand(test::testChildLine({QStringLiteral("write"), QStringLiteral("10")}));
     QVERIFY(tried);
     QCOMPARE(result, -1);
     QCOMPARE(failed.text(), QStringLiteral("14:03:22 -> Failed to write!\r\n"));

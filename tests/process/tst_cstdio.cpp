@@ -15,15 +15,6 @@ using namespace tonmill;
 
 namespace {
 
-CommandLine helper(const QStringList &args)
-{
-    CommandLineBuilder b;
-    b.quoted(test::testProgram(QStringLiteral("tonmill-test-child")));
-    for (const QString &a : args)
-        b.text(QStringLiteral(" ")).quoted(a);
-    return b.build();
-}
-
 // The bytes that "tonmill-test-child write N" produces.
 QString pattern(long long n)
 {
@@ -79,7 +70,7 @@ void TestCStdIO::chunksArriveInOrderAndWhole()
 
     // Far more than a pipe holds, with a last line written just before exit.
     const long long size = 1'000'000;
-    const QString result = io.ExecuteCommand(helper({QStringLiteral("write"), QString::number(size), QStringLiteral("LAST LINE\n")}));
+    const QString result = io.ExecuteCommand(test::testChildLine({QStringLiteral("write"), QString::number(size), QStringLiteral("LAST LINE\n")}));
 
     const QString expected = pattern(size) + QStringLiteral("LAST LINE\n");
     QCOMPARE(result.size(), expected.size());
@@ -101,7 +92,7 @@ void TestCStdIO::silentChildCompletesEmpty()
     cStdIO io(registry);
     QSignalSpy data(&io, &cStdIO::GotData);
     QSignalSpy complete(&io, &cStdIO::Complete);
-    const QString result = io.ExecuteCommand(helper({QStringLiteral("silent"), QStringLiteral("100")}));
+    const QString result = io.ExecuteCommand(test::testChildLine({QStringLiteral("silent"), QStringLiteral("100")}));
     QVERIFY(result.isEmpty());
     QCOMPARE(data.count(), 0);
     QCOMPARE(complete.count(), 1);
@@ -123,7 +114,7 @@ void TestCStdIO::stateErrors()
 
     // 400 from inside GotData, 402 when the command line is changed mid-run;
     // the first run carries on to its end.
-    const CommandLine first = helper({QStringLiteral("write"), QStringLiteral("10000"), QStringLiteral("END\n")});
+    const CommandLine first = test::testChildLine({QStringLiteral("write"), QStringLiteral("10000"), QStringLiteral("END\n")});
     bool tried = false;
     QString nestedResult = QStringLiteral("unset");
     CommandLine seenDuringRun;
@@ -131,8 +122,8 @@ void TestCStdIO::stateErrors()
         if (tried)
             return;
         tried = true;
-        nestedResult = io.ExecuteCommand(helper({QStringLiteral("silent"), QStringLiteral("0")}));
-        io.setCommandLine(helper({QStringLiteral("silent"), QStringLiteral("0")}));
+        nestedResult = io.ExecuteCommand(test::testChildLine({QStringLiteral("silent"), QStringLiteral("0")}));
+        io.setCommandLine(test::testChildLine({QStringLiteral("silent"), QStringLiteral("0")}));
         seenDuringRun = io.commandLine();
     });
     QSignalSpy complete(&io, &cStdIO::Complete);
@@ -150,7 +141,7 @@ void TestCStdIO::stateErrors()
     // Cancel while ready does nothing: the next run completes normally.
     io.Cancel();
     QSignalSpy cancelled(&io, &cStdIO::CancelSuccess);
-    io.ExecuteCommand(helper({QStringLiteral("silent"), QStringLiteral("0")}));
+    io.ExecuteCommand(test::testChildLine({QStringLiteral("silent"), QStringLiteral("0")}));
     QCOMPARE(complete.count(), 2);
     QCOMPARE(cancelled.count(), 0);
 }
@@ -188,7 +179,7 @@ void TestCStdIO::cancelEndsTheChild()
             sinceCancel.start();
             io.Cancel();
         });
-        const QString result = io.ExecuteCommand(helper({mode, QStringLiteral("30000")}));
+        const QString result = io.ExecuteCommand(test::testChildLine({mode, QStringLiteral("30000")}));
         QVERIFY2(pid > 0, qPrintable(mode));
         QVERIFY(result.startsWith(QStringLiteral("PID ")));
         QCOMPARE(success.count(), 1);
@@ -209,7 +200,7 @@ void TestCStdIO::writeDataSendsLineWithCrLf()
         results << io.WriteData(QStringLiteral("abc"));
         results << io.WriteData(QString());
     });
-    const QString result = io.ExecuteCommand(helper({QStringLiteral("readhex"), QStringLiteral("7")}));
+    const QString result = io.ExecuteCommand(test::testChildLine({QStringLiteral("readhex"), QStringLiteral("7")}));
     QCOMPARE(results, (QList<qint32>{3, 0}));
     QCOMPARE(result, QStringLiteral("GOT 6162630d0a0d0a\n"));
 }
@@ -222,9 +213,9 @@ void TestCStdIO::completeHandlerStartsNextRun()
     int completes = 0;
     connect(&io, &cStdIO::Complete, this, [&] {
         if (++completes == 1)
-            results << io.ExecuteCommand(helper({QStringLiteral("args"), QStringLiteral("second")}));
+            results << io.ExecuteCommand(test::testChildLine({QStringLiteral("args"), QStringLiteral("second")}));
     });
-    results.prepend(io.ExecuteCommand(helper({QStringLiteral("args"), QStringLiteral("first")})));
+    results.prepend(io.ExecuteCommand(test::testChildLine({QStringLiteral("args"), QStringLiteral("first")})));
     QCOMPARE(completes, 2);
     QCOMPARE(results.size(), 2);
     QCOMPARE(results[0], QStringLiteral("ARGC 1\nARG 6669727374\n")); // "first"
@@ -237,7 +228,7 @@ void TestCStdIO::hostileArgumentStaysOneArgument()
     const QString hostile = QStringLiteral("a\"b $(touch x) `touch y`; touch z\nrm -rf q 'é'");
     ProcessRegistry registry;
     cStdIO io(registry);
-    const CommandLine line = helper({QStringLiteral("args"), hostile});
+    const CommandLine line = test::testChildLine({QStringLiteral("args"), hostile});
     QVERIFY(line.text.contains(hostile));
     const QString saved = QDir::currentPath();
     QDir::setCurrent(dir.path());

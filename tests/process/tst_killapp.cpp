@@ -24,15 +24,6 @@ QString child()
     return test::testProgram(QStringLiteral("tonmill-test-child"));
 }
 
-CommandLine helper(const QStringList &args)
-{
-    CommandLineBuilder b;
-    b.quoted(child());
-    for (const QString &a : args)
-        b.text(QStringLiteral(" ")).quoted(a);
-    return b.build();
-}
-
 bool goneWithin(qint64 pid, int ms)
 {
     QElapsedTimer t;
@@ -109,7 +100,7 @@ void TestKillApp::killByNameEndsOnlyOurOwn()
     QSignalSpy complete(&io, &cStdIO::Complete);
     QElapsedTimer t;
     t.start();
-    io.ExecuteCommand(helper({QStringLiteral("sleep"), QStringLiteral("30000")}));
+    io.ExecuteCommand(test::testChildLine({QStringLiteral("sleep"), QStringLiteral("30000")}));
     QVERIFY(t.elapsed() < 10000);
     QCOMPARE(complete.count(), 1); // the child ended; nobody cancelled
     QVERIFY(ours > 0 && ours != stranger.pid());
@@ -172,7 +163,7 @@ void TestKillApp::cancelEndsWhatTheChildStarted()
         io.Cancel();
     });
     QSignalSpy success(&io, &cStdIO::CancelSuccess);
-    io.ExecuteCommand(helper({QStringLiteral("spawn"), QStringLiteral("30000")}));
+    io.ExecuteCommand(test::testChildLine({QStringLiteral("spawn"), QStringLiteral("30000")}));
     QCOMPARE(success.count(), 1);
     QVERIFY(grandchild > 0);
     QVERIFY(goneWithin(grandchild, 1000));

@@ -13,15 +13,6 @@ using namespace tonmill;
 
 namespace {
 
-CommandLine helper(const QStringList &args)
-{
-    CommandLineBuilder b;
-    b.quoted(test::testProgram(QStringLiteral("tonmill-test-child")));
-    for (const QString &a : args)
-        b.text(QStringLiteral(" ")).quoted(a);
-    return b.build();
-}
-
 // Records the control's events; its connections end with it.
 struct Recorder {
     QObject context;
@@ -76,7 +67,7 @@ void TestReadOutput::refusals()
     QVERIFY(!reader.processing());
 
     // A second command from inside a chunk handler is refused; the first goes on.
-    reader.setSetCommand(helper({QStringLiteral("write"), QStringLiteral("600")}));
+    reader.setSetCommand(test::testChildLine({QStringLiteral("write"), QStringLiteral("600")}));
     Recorder nested(reader);
     bool tried = false;
     connect(&reader, &ReadOutput::GotChunk, this, [&] {
@@ -97,13 +88,13 @@ void TestReadOutput::chunksThenClosingChunkThenComplete()
     ReadOutput reader(registry);
     {
         Recorder rec(reader);
-        reader.setSetCommand(helper({QStringLiteral("silent"), QStringLiteral("50")}));
+        reader.setSetCommand(test::testChildLine({QStringLiteral("silent"), QStringLiteral("50")}));
         reader.ProcessCommand();
         QCOMPARE(rec.events, (QStringList{QStringLiteral("starting"), QStringLiteral("last"), QStringLiteral("complete")}));
         QCOMPARE(rec.chunks, QStringList{QString()});
     }
     Recorder rec(reader);
-    reader.setSetCommand(helper({QStringLiteral("write"), QStringLiteral("1000"), QStringLiteral("TAIL\n")}));
+    reader.setSetCommand(test::testChildLine({QStringLiteral("write"), QStringLiteral("1000"), QStringLiteral("TAIL\n")}));
     reader.ProcessCommand();
     QCOMPARE(rec.events.first(), QStringLiteral("starting"));
     QCOMPARE(rec.events.mid(rec.events.size() - 2), (QStringList{QStringLiteral("last"), QStringLiteral("complete")}));
@@ -129,7 +120,7 @@ void TestReadOutput::cancelEndsTheChild()
             reader.CancelProcess();
         }
     });
-    reader.setSetCommand(helper({QStringLiteral("stubborn"), QStringLiteral("30000")}));
+    reader.setSetCommand(test::testChildLine({QStringLiteral("stubborn"), QStringLiteral("30000")}));
     QElapsedTimer t;
     t.start();
     reader.ProcessCommand();
@@ -163,7 +154,7 @@ void TestReadOutput::consolePaneText()
     ReadOutput reader(registry);
     ConsolePane live(QStringLiteral("/opt/tonmill"));
     live.attach(reader);
-    reader.setSetCommand(helper({QStringLiteral("args"), QStringLiteral("x")}));
+    reader.setSetCommand(test::testChildLine({QStringLiteral("args"), QStringLiteral("x")}));
     reader.ProcessCommand();
     QCOMPARE(live.text(), reader.SetCommand().text + QStringLiteral("\r\nARGC 1\r\nARG 78\r\n\r\nC:\\> "));
 }

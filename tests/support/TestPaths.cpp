@@ -19,4 +19,13 @@ QString builtAppDir()
     return qEnvironmentVariable("TONMILL_APP_DIR");
 }
 
+CommandLine testChildLine(const QStringList &arguments)
+{
+    CommandLineBuilder b;
+    b.quoted(testProgram(QStringLiteral("tonmill-test-child")));
+    for (const QString &a : arguments)
+        b.text(QStringLiteral(" ")).quoted(a);
+    return b.build();
+}
+
 } // namespace tonmill::test

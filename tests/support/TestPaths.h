@@ -1,6 +1,9 @@
 #pragma once
 
+#include "process/CommandLine.h"
+
 #include <QString>
+#include <QStringList>
 
 namespace tonmill::test {
 
@@ -10,5 +13,7 @@ QString testBinDir();
 QString testProgram(const QString &name);
 // The build tree's application folder (the tonmill executable and Tools/).
 QString builtAppDir();
+// tonmill-test-child with the arguments, each written in double quotes.
+CommandLine testChildLine(const QStringList &arguments);
 
 } // namespace tonmill::test

@@ -50,6 +50,14 @@ ParsedLine failed(const QString &error)
     return parsed;
 }
 
+ParsedLine succeeded(const EncodeRequest &request)
+{
+    ParsedLine parsed;
+    parsed.ok = true;
+    parsed.request = request;
+    return parsed;
+}
+
 // Options of the lines that take one value each.
 bool takesValue(const QString &option, std::initializer_list<const char *> options)
 {
@@ -135,10 +143,7 @@ ParsedLine parseFfmpeg(const QStringList &words)
             r.bitRate = qint64(std::llround(*kbps * 1000));
         }
     }
-    ParsedLine parsed;
-    parsed.ok = true;
-    parsed.request = r;
-    return parsed;
+    return succeeded(r);
 }
 
 ParsedLine parseQuEnc(const QStringList &words)
@@ -177,10 +182,7 @@ ParsedLine parseQuEnc(const QStringList &words)
         return failed(QStringLiteral("the line names no input file"));
     if (r.output.isEmpty())
         return failed(QStringLiteral("the line names no output file"));
-    ParsedLine parsed;
-    parsed.ok = true;
-    parsed.request = r;
-    return parsed;
+    return succeeded(r);
 }
 
 ParsedLine parseWmaScript(const QStringList &words)
@@ -234,10 +236,7 @@ ParsedLine parseWmaScript(const QStringList &words)
         if (!v.isEmpty())
             r.metadata.append({key, v});
     }
-    ParsedLine parsed;
-    parsed.ok = true;
-    parsed.request = r;
-    return parsed;
+    return succeeded(r);
 }
 
 } // namespace
