@@ -1,7 +1,9 @@
 // How much the piped runner slows a talkative child: the same child writes
 // 20 MB once to /dev/null and once through cStdIO, several times each, and the
-// medians are compared.
-//   tonmill-bench-runner [MB] [ROUNDS]
+// medians are compared. Two times are taken through the runner: when the child
+// has written its last byte and exited, and when ExecuteCommand returns with
+// the whole output decoded and gathered.
+//   tonmill-bench-runner [MB] [ROUNDS] [encoder|burst]
 // The child is this program started again with --child. "encoder" children
 // compute each block before writing it, as an encoder does; "burst" children
 // write as fast as the kernel takes it, which shows the runner's own cost.
@@ -10,16 +12,28 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QProcess>
+#include <QTemporaryDir>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <unistd.h>
 
 namespace {
 
-int child(long long bytes, bool encoder)
+double nowMs()
+{
+    timespec t{};
+    clock_gettime(CLOCK_MONOTONIC, &t);
+    return static_cast<double>(t.tv_sec) * 1e3 + static_cast<double>(t.tv_nsec) / 1e6;
+}
+
+// Writes the child's own end time, so that the parent can tell when the child
+// was done apart from when the runner had delivered everything.
+int child(long long bytes, bool encoder, const char *endFile)
 {
     char block[4096];
     unsigned state = 12345;
@@ -35,7 +49,28 @@ int child(long long bytes, bool encoder)
         if (::write(1, block, n) < 0)
             return 1;
     }
+    if (FILE *f = std::fopen(endFile, "w")) {
+        std::fprintf(f, "%.3f\n", nowMs());
+        std::fclose(f);
+    }
     return 0;
+}
+
+// What only holding the output as text costs on this machine: the runner
+// returns the whole output, which for ASCII takes two bytes per byte read.
+double textFloorMs(long long bytes)
+{
+    const double t0 = nowMs();
+    QString text(static_cast<qsizetype>(bytes), Qt::Uninitialized);
+    std::fill(text.begin(), text.end(), QLatin1Char('a'));
+    const double elapsed = nowMs() - t0;
+    return text.isEmpty() ? 0.0 : elapsed;
+}
+
+double childEnd(const QString &endFile)
+{
+    QFile f(endFile);
+    return f.open(QIODevice::ReadOnly) ? f.readAll().trimmed().toDouble() : 0.0;
 }
 
 double median(std::vector<double> v)
@@ -48,8 +83,8 @@ double median(std::vector<double> v)
 
 int main(int argc, char **argv)
 {
-    if (argc >= 4 && std::strcmp(argv[1], "--child") == 0)
-        return child(std::atoll(argv[2]), std::strcmp(argv[3], "encoder") == 0);
+    if (argc >= 5 && std::strcmp(argv[1], "--child") == 0)
+        return child(std::atoll(argv[2]), std::strcmp(argv[3], "encoder") == 0, argv[4]);
 
     QCoreApplication app(argc, argv);
     const long long megabytes = argc > 1 ? std::atoll(argv[1]) : 20;
@@ -57,36 +92,48 @@ int main(int argc, char **argv)
     const QString self = QCoreApplication::applicationFilePath();
     const QString bytes = QString::number(megabytes * 1024 * 1024);
 
+    const QStringList kinds = argc > 3 ? QStringList{QString::fromLatin1(argv[3])}
+                                       : QStringList{QStringLiteral("encoder"), QStringLiteral("burst")};
+    QTemporaryDir scratch;
+    const QString endFile = scratch.filePath(QStringLiteral("end"));
+
     tonmill::ProcessRegistry registry;
     tonmill::cStdIO runner(registry);
-    std::printf("child writes %lld MB; median of %d rounds\n", megabytes, rounds);
-    for (const char *kind : {"encoder", "burst"}) {
-        const QStringList args{QStringLiteral("--child"), bytes, QString::fromLatin1(kind)};
-        std::vector<double> direct, piped;
+    std::printf("child writes %lld MB; median of %d rounds, ms from start\n", megabytes, rounds);
+    for (const QString &kind : kinds) {
+        const QStringList args{QStringLiteral("--child"), bytes, kind, endFile};
+        std::vector<double> direct, childDone, returned;
         for (int i = 0; i < rounds; ++i) {
             QProcess p;
             p.setStandardOutputFile(QProcess::nullDevice());
-            QElapsedTimer t;
-            t.start();
+            double t0 = nowMs();
             p.start(self, args);
             p.waitForFinished(-1);
-            direct.push_back(t.elapsed());
+            direct.push_back(childEnd(endFile) - t0);
 
             tonmill::CommandLine line{self, self, args, QStringLiteral("bench")};
             long long received = 0;
             auto c = QObject::connect(&runner, &tonmill::cStdIO::GotData,
                                       [&](const QString &d) { received += d.size(); });
-            t.restart();
+            t0 = nowMs();
             runner.ExecuteCommand(line);
-            piped.push_back(t.elapsed());
+            returned.push_back(nowMs() - t0);
+            childDone.push_back(childEnd(endFile) - t0);
             QObject::disconnect(c);
             if (received != megabytes * 1024 * 1024) {
                 std::printf("runner delivered %lld bytes, expected %lld\n", received, megabytes * 1024 * 1024);
                 return 1;
             }
         }
-        const double d = median(direct), p = median(piped);
-        std::printf("%-8s /dev/null %7.0f ms   through cStdIO %7.0f ms   ratio %.3f\n", kind, d, p, p / d);
+        const double d = median(direct), c = median(childDone), r = median(returned);
+        std::printf("%-8s to /dev/null: child done %6.0f | through cStdIO: child done %6.0f (ratio %.3f), "
+                    "output gathered %6.0f (ratio %.3f)\n",
+                    qPrintable(kind), d, c, c / d, r, r / d);
     }
+    std::vector<double> textOnly;
+    for (int i = 0; i < rounds; ++i)
+        textOnly.push_back(textFloorMs(megabytes * 1024 * 1024));
+    std::printf("without any child, filling a new %lld MB text as the runner returns it: %.0f\n", megabytes * 2,
+                median(textOnly));
     return 0;
 }

@@ -7,6 +7,8 @@
 #include <QCoreApplication>
 #include <QProcess>
 
+#include <utility>
+
 namespace tonmill {
 
 namespace {
@@ -139,7 +141,8 @@ QString cStdIO::ExecuteCommand(const CommandLine &commandLine)
     }
 
     const bool cancelled = m_cancelRequested;
-    const QString output = m_output;
+    // The next run starts empty anyway; the text is not held until then.
+    const QString output = std::exchange(m_output, QString());
     m_ready = true;
     if (!cancelled) {
         m_process = nullptr;
