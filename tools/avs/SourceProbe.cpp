@@ -2,7 +2,9 @@
 
 #include "tools/avs/AvsBuiltins.h"
 #include "tools/avs/ToolProcess.h"
+#include "tools/avs/WavHeader.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -47,6 +49,13 @@ std::optional<SourceInfo> SourceProbe::probe(const QString &path, QString *error
     if (!file.isFile() || !file.isReadable()) {
         *error = QStringLiteral("the source \"%1\" is not a readable file").arg(path);
         return std::nullopt;
+    }
+    // A plain WAV says all that is needed in its header; starting ffprobe
+    // would cost more than a short encode.
+    QFile wav(path);
+    if (wav.open(QIODevice::ReadOnly)) {
+        if (const std::optional<SourceInfo> info = readWavHeader(wav.read(kWavHeadBytes), wav.size()))
+            return info;
     }
     const QString url = inputUrl(file.absoluteFilePath());
     const ToolResult run = runTool(m_ffprobe,

@@ -13,7 +13,8 @@ struct SourceInfo {
     bool isFloat = false;
 };
 
-// What ffprobe says about a file's first audio stream.
+// What a file's first audio stream holds: read from a plain WAV's header,
+// or else asked of ffprobe.
 class SourceProbe {
 public:
     explicit SourceProbe(QString ffprobePath);

@@ -15,7 +15,8 @@ namespace tonmill::run {
 
 namespace {
 constexpr int kGraceMs = 3000;
-constexpr int kLineSpacingMs = 200;
+// Three times the 30 ms a polling reader sleeps between reads.
+constexpr int kLineSpacingMs = 100;
 } // namespace
 
 EncoderRun::EncoderRun(EncodeRequest request, AudioSource source, QString ffmpegPath, QObject *parent)

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "tools/avs/SourceProbe.h"
+
+#include <QByteArrayView>
+
+#include <optional>
+
+namespace tonmill::avs {
+
+// The stream facts of a plain PCM or float WAV file, read from its header:
+// `head` is the start of the file (the chunks up to the data chunk's header)
+// and `fileSize` the size of the whole file. Nothing when the file is anything
+// else (another codec, RF64, a length the file does not hold, a header that
+// does not add up), so that the caller asks ffprobe instead.
+std::optional<SourceInfo> readWavHeader(QByteArrayView head, qint64 fileSize);
+
+// How much of a file's start readWavHeader looks at.
+constexpr qsizetype kWavHeadBytes = 64 * 1024;
+
+} // namespace tonmill::avs
