@@ -124,9 +124,10 @@ void TestWavHeader::declinesWhatItCannotVouchFor()
     QVERIFY(!readWavHeader(cut, cut.size()));
     // A streamed recording's length fields are 0xFFFFFFFF.
     QVERIFY(!readWavHeader(edited(data + 4, le32(0xFFFFFFFF)), bytes.size()));
-    // An empty data chunk, another codec, RF64, nine channels, a block size
+    // An empty data chunk or one shorter than a frame, another codec, RF64, nine channels, a block size
     // that does not match the channels and bits, a rate of zero.
     QVERIFY(!readWavHeader(edited(data + 4, le32(0)), bytes.size()));
+    QVERIFY(!readWavHeader(edited(data + 4, le32(3)), bytes.size()));
     QVERIFY(!readWavHeader(edited(fmt + 8, le16(2)), bytes.size()));
     QVERIFY(!readWavHeader(edited(0, "RF64"), bytes.size()));
     QVERIFY(!readWavHeader(edited(fmt + 10, le16(9)), bytes.size()));

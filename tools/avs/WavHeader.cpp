@@ -69,13 +69,15 @@ std::optional<SourceInfo> readWavHeader(QByteArrayView head, qint64 fileSize)
         if (id == "data") {
             // A length beyond the file is a cut-off or streamed recording,
             // whose real length only a decoder can tell.
-            if (!format || !plausible(*format) || size == 0 || body + qint64(size) > fileSize)
+            if (!format || !plausible(*format) || body + qint64(size) > fileSize)
+                return std::nullopt;
+            const qint64 frames = size / quint32(format->blockAlign);
+            if (frames == 0)
                 return std::nullopt;
             SourceInfo info;
             info.channels = format->channels;
             info.sampleRate = format->sampleRate;
             info.isFloat = format->code == kFormatFloat;
-            const qint64 frames = size / quint32(format->blockAlign);
             info.durationSeconds = double(frames) / format->sampleRate;
             return info;
         }
