@@ -2,7 +2,9 @@
 // 20 MB once to /dev/null and once through cStdIO, several times each, and the
 // medians are compared. Two times are taken through the runner: when the child
 // has written its last byte and exited, and when ExecuteCommand returns with
-// the whole output decoded and gathered.
+// the whole output decoded and gathered. For reference the child also writes
+// into a pipe that cat reads, the plainest reader there is: what any reader of a
+// pipe costs the child on this machine, before a runner does anything at all.
 //   tonmill-bench-runner [MB] [ROUNDS] [encoder|burst]
 // The child is this program started again with --child. "encoder" children
 // compute each block before writing it, as an encoder does; "burst" children
@@ -72,6 +74,24 @@ double childEnd(const QString &endFile)
     return f.open(QIODevice::ReadOnly) ? f.readAll().trimmed().toDouble() : 0.0;
 }
 
+// Time until the child is done when cat drains its output into /dev/null; cat
+// is started before the clock so that only the pipe is measured.
+double throughCatMs(const QString &self, const QStringList &args, const QString &endFile)
+{
+    QProcess reader;
+    QProcess writer;
+    writer.setStandardOutputProcess(&reader);
+    reader.setStandardOutputFile(QProcess::nullDevice());
+    reader.start(QStringLiteral("cat"), {});
+    if (!reader.waitForStarted(-1))
+        return 0.0;
+    const double t0 = nowMs();
+    writer.start(self, args);
+    writer.waitForFinished(-1);
+    reader.waitForFinished(-1);
+    return childEnd(endFile) - t0;
+}
+
 double median(std::vector<double> v)
 {
     std::sort(v.begin(), v.end());
@@ -101,7 +121,7 @@ int main(int argc, char **argv)
     std::printf("child writes %lld MB; median of %d rounds, ms from start\n", megabytes, rounds);
     for (const QString &kind : kinds) {
         const QStringList args{QStringLiteral("--child"), bytes, kind, endFile};
-        std::vector<double> direct, childDone, returned;
+        std::vector<double> direct, viaCat, childDone, returned;
         for (int i = 0; i < rounds; ++i) {
             QProcess p;
             p.setStandardOutputFile(QProcess::nullDevice());
@@ -109,6 +129,7 @@ int main(int argc, char **argv)
             p.start(self, args);
             p.waitForFinished(-1);
             direct.push_back(childEnd(endFile) - t0);
+            viaCat.push_back(throughCatMs(self, args, endFile));
 
             tonmill::CommandLine line{self, self, args, QStringLiteral("bench")};
             long long received = 0;
@@ -124,10 +145,10 @@ int main(int argc, char **argv)
                 return 1;
             }
         }
-        const double d = median(direct), c = median(childDone), r = median(returned);
-        std::printf("%-8s to /dev/null: child done %6.0f | through cStdIO: child done %6.0f (ratio %.3f), "
-                    "output gathered %6.0f (ratio %.3f)\n",
-                    qPrintable(kind), d, c, c / d, r, r / d);
+        const double d = median(direct), p = median(viaCat), c = median(childDone), r = median(returned);
+        std::printf("%-8s to /dev/null: child done %6.0f | through cat: child done %6.0f (ratio %.3f) | "
+                    "through cStdIO: child done %6.0f (ratio %.3f), output gathered %6.0f (ratio %.3f)\n",
+                    qPrintable(kind), d, p, p / d, c, c / d, r, r / d);
     }
     std::vector<double> textOnly;
     for (int i = 0; i < rounds; ++i)
