@@ -57,7 +57,12 @@ std::optional<SourceInfo> SourceProbe::probe(const QString &path, QString *error
         if (const std::optional<SourceInfo> info = readWavHeader(wav.read(kWavHeadBytes), wav.size()))
             return info;
     }
-    const QString url = inputUrl(file.absoluteFilePath());
+    return askFfprobe(path, error);
+}
+
+std::optional<SourceInfo> SourceProbe::askFfprobe(const QString &path, QString *error) const
+{
+    const QString url = inputUrl(QFileInfo(path).absoluteFilePath());
     const ToolResult run = runTool(m_ffprobe,
                                    {QStringLiteral("-v"), QStringLiteral("error"),
                                     QStringLiteral("-select_streams"), QStringLiteral("a:0"),

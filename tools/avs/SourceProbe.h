@@ -21,6 +21,8 @@ public:
     // Nothing, with a one-line reason, when the file is missing, unreadable or
     // has no audio.
     std::optional<SourceInfo> probe(const QString &path, QString *error) const;
+    // The same, asked of ffprobe whatever the file is.
+    std::optional<SourceInfo> askFfprobe(const QString &path, QString *error) const;
 
     // How ffmpeg and ffprobe are given a local file: the file: prefix keeps a
     // name such as "-x.wav" or "concat:a|b" a plain file.
