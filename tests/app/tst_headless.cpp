@@ -1,4 +1,5 @@
 #include "app/HeadlessConvert.h"
+#include "support/TestFiles.h"
 #include "support/TestPaths.h"
 
 #include <QDir>
@@ -16,6 +17,7 @@
 #include <unistd.h>
 
 using namespace tonmill;
+using test::probeEntries;
 
 namespace {
 
@@ -47,15 +49,6 @@ bool makeTone(const QString &path, double seconds)
                                        QStringLiteral("-c"), QStringLiteral("2"), QStringLiteral("-b"),
                                        QStringLiteral("16"), path, QStringLiteral("synth"), QString::number(seconds),
                                        QStringLiteral("sine"), QStringLiteral("440")});
-}
-
-QString probe(const QString &path, const QString &entries)
-{
-    QProcess p;
-    p.start(QStringLiteral("ffprobe"), {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
-                                        entries, QStringLiteral("-of"), QStringLiteral("csv=p=0"), path});
-    p.waitForFinished(30000);
-    return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
 }
 
 struct Result {
@@ -208,8 +201,8 @@ void TestHeadless::allFormatsFromThreeSources()
             const Result r = home.convert({QStringLiteral("--convert"), home.path(source), QStringLiteral("--format"),
                                            format, QStringLiteral("--output"), output, QStringLiteral("--replace")});
             QVERIFY2(r.status == 0, qPrintable(source + QLatin1Char(' ') + format + QLatin1Char(' ') + r.err));
-            QVERIFY2(probe(output, QStringLiteral("stream=codec_name")) == codec, qPrintable(source + QLatin1Char(' ') + format));
-            const double seconds = probe(output, QStringLiteral("format=duration")).toDouble();
+            QVERIFY2(probeEntries(output, QStringLiteral("stream=codec_name")) == codec, qPrintable(source + QLatin1Char(' ') + format));
+            const double seconds = probeEntries(output, QStringLiteral("format=duration")).toDouble();
             QVERIFY2(seconds > 1.7 && seconds < 2.4, qPrintable(format + QLatin1Char(' ') + QString::number(seconds)));
             QVERIFY(r.out.contains(QStringLiteral(" -- Output format: ") + format + QStringLiteral("\n")));
         }
@@ -226,7 +219,7 @@ void TestHeadless::logTagsAndNaming()
     // The saved Mode is used when no format is given.
     Result r = home.convert({QStringLiteral("--convert"), source});
     QCOMPARE(r.status, 0);
-    QCOMPARE(probe(home.path(QStringLiteral("song_Konverted.aac")), QStringLiteral("stream=codec_name")), QStringLiteral("aac"));
+    QCOMPARE(probeEntries(home.path(QStringLiteral("song_Konverted.aac")), QStringLiteral("stream=codec_name")), QStringLiteral("aac"));
 
     r = home.convert({QStringLiteral("--convert"), source, QStringLiteral("--format"), QStringLiteral("MP3"),
                       QStringLiteral("--title"), QStringLiteral("Über \"it\""), QStringLiteral("--artist"),
@@ -247,7 +240,7 @@ void TestHeadless::logTagsAndNaming()
     QCOMPARE(lines[9], QStringLiteral(" -- Bitrate: 192"));
     QVERIFY(lines[10].endsWith(QStringLiteral(" -> Process Completed!")));
     QCOMPARE(lines.last(), kSeparator);
-    QCOMPARE(probe(output, QStringLiteral("stream=channels,bit_rate")), QStringLiteral("1,192000"));
+    QCOMPARE(probeEntries(output, QStringLiteral("stream=channels,bit_rate")), QStringLiteral("1,192000"));
     QVERIFY(readAll(home.app + QStringLiteral("/DirectQX.avs")).contains("Trim(Clip3,0,50)\r\nResampleAudio (44100)\r\n"));
 
     QProcess tags;
@@ -301,7 +294,7 @@ void TestHeadless::replaceQuestionBothWays()
 
     r = home.convert(base + QStringList{QStringLiteral("--replace")});
     QCOMPARE(r.status, 0);
-    QCOMPARE(probe(output, QStringLiteral("stream=codec_name")), QStringLiteral("pcm_s16le"));
+    QCOMPARE(probeEntries(output, QStringLiteral("stream=codec_name")), QStringLiteral("pcm_s16le"));
 
     // An empty output is no question at all.
     QVERIFY(writeFile(output, QByteArray()));
@@ -320,7 +313,7 @@ void TestHeadless::segmentNormalizeAndUpmix()
                              QStringLiteral("--segment"), QStringLiteral("1"), QStringLiteral("2.5")});
     QCOMPARE(r.status, 0);
     QVERIFY(readAll(home.app + QStringLiteral("/segment.avs")).contains("Trim(Clip3,25,63)\r\n"));
-    const double seconds = probe(home.path(QStringLiteral("s_Konverted.mp2")), QStringLiteral("format=duration")).toDouble();
+    const double seconds = probeEntries(home.path(QStringLiteral("s_Konverted.mp2")), QStringLiteral("format=duration")).toDouble();
     QVERIFY2(seconds > 1.3 && seconds < 1.8, qPrintable(QString::number(seconds)));
 
     r = home.convert({QStringLiteral("--convert"), source, QStringLiteral("--format"), QStringLiteral("WAV"),
@@ -332,7 +325,7 @@ void TestHeadless::segmentNormalizeAndUpmix()
                       QStringLiteral("--upmix")});
     QCOMPARE(r.status, 0);
     QVERIFY(readAll(home.app + QStringLiteral("/DirectQX.avs")).contains("return MergeChannels( fl, fr, cc, lfe, sl, sr)}"));
-    QCOMPARE(probe(home.path(QStringLiteral("s_Konverted.ac3")), QStringLiteral("stream=codec_name,channels")),
+    QCOMPARE(probeEntries(home.path(QStringLiteral("s_Konverted.ac3")), QStringLiteral("stream=codec_name,channels")),
              QStringLiteral("ac3,6"));
 }
 

@@ -8,6 +8,7 @@
 #include "platform/ProcessRegistry.h"
 #include "process/cStdIO.h"
 #include "support/TestDialogs.h"
+#include "support/TestFiles.h"
 #include "support/TestPaths.h"
 
 #include <QDir>
@@ -23,6 +24,7 @@
 #include <unistd.h>
 
 using namespace tonmill;
+using test::probeEntries;
 
 namespace {
 
@@ -49,15 +51,6 @@ bool makeTone(const QString &path, double seconds)
                                                      QString::number(seconds), QStringLiteral("sine"),
                                                      QStringLiteral("440")})
            == 0;
-}
-
-QString probe(const QString &path, const QString &entries)
-{
-    QProcess p;
-    p.start(QStringLiteral("ffprobe"), {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
-                                        entries, QStringLiteral("-of"), QStringLiteral("default=nw=1:nk=1"), path});
-    p.waitForFinished(30000);
-    return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
 }
 
 // The log's lines without their CR LF.
@@ -279,7 +272,7 @@ void TestConvertJob::mp3JobLogsScriptsRunsAndTags()
     QVERIFY(script.contains(QStringLiteral("\r\nTrim(Clip3,0,75)\r\nResampleAudio (44100)\r\nConvertToYV12()\r\n")));
     QVERIFY(!QFileInfo::exists(f.app + QStringLiteral("/segment.avs")));
 
-    QCOMPARE(probe(output, QStringLiteral("stream=codec_name")), QStringLiteral("mp3"));
+    QCOMPARE(probeEntries(output, QStringLiteral("stream=codec_name")), QStringLiteral("mp3"));
     QCOMPARE(readAll(f.form.txtPath), source);
 
     // Tags as an independent reader sees them: a 2.4 tag at the start, a 1.1 tag at the end.
@@ -312,7 +305,7 @@ void TestConvertJob::emptyOutputIsOverwrittenWithoutQuestion()
     f.job->btnConvert_Click(); // TestDialogs fails the test on any prompt
     QVERIFY(f.dialogs.messages().isEmpty());
     QCOMPARE(f.job->result().outcome, ConvertResult::Outcome::Ended);
-    QCOMPARE(probe(f.form.lblOutputPath, QStringLiteral("stream=codec_name")), QStringLiteral("pcm_s16le"));
+    QCOMPARE(probeEntries(f.form.lblOutputPath, QStringLiteral("stream=codec_name")), QStringLiteral("pcm_s16le"));
     QVERIFY(f.log.text().contains(QStringLiteral(" -- Bitrate: 1411\r\n -- PCM: pcm_s16le\r\n")));
     // 0 % writes silence.
     QProcess volume;
@@ -335,7 +328,7 @@ void TestConvertJob::wmaReadsTheSourceAndSegmentWins()
     QVERIFY(f.log.text().contains(QStringLiteral(" -- Output format: WMA\r\n -- Profile: CD Quality (64Kbps)\r\n")));
     QVERIFY(!f.form.lblWMAprogressVisible);
     const QString output = f.path(QStringLiteral("tone_Konverted.wma"));
-    QCOMPARE(probe(output, QStringLiteral("stream=codec_name")), QStringLiteral("wmav2"));
+    QCOMPARE(probeEntries(output, QStringLiteral("stream=codec_name")), QStringLiteral("wmav2"));
 
     // Normalised and cut: both scripts are written and the cut is what is encoded.
     f.form.chkNormalize = true;
@@ -347,7 +340,7 @@ void TestConvertJob::wmaReadsTheSourceAndSegmentWins()
     QCOMPARE(f.job->result().outcome, ConvertResult::Outcome::Ended);
     QVERIFY(readAll(f.app + QStringLiteral("/DirectQX.avs")).contains("Clip4=Normalize(Clip3,volume=1)\r\nTrim(Clip4,0,75)\r\nConvertToYV12()"));
     QVERIFY(readAll(f.app + QStringLiteral("/segment.avs")).contains("Trim(Clip3,13,38)\r\nResampleAudio (44100)\r\n"));
-    const double seconds = probe(output, QStringLiteral("format=duration")).toDouble();
+    const double seconds = probeEntries(output, QStringLiteral("format=duration")).toDouble();
     QVERIFY2(seconds > 0.8 && seconds < 1.4, qPrintable(QString::number(seconds)));
 }
 

@@ -9,5 +9,8 @@ namespace tonmill::test {
 QByteArray readBytes(const QString &path);
 // Replaces the file's content; a failure fails the running test.
 void writeBytes(const QString &path, const QByteArray &bytes);
+// What ffprobe, a reader independent of the program, says of the file's
+// entries (such as "stream=codec_name,channels"): the values, comma-separated.
+QString probeEntries(const QString &path, const QString &entries);
 
 } // namespace tonmill::test

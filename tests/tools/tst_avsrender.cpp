@@ -3,6 +3,7 @@
 // rate and channels (read here and by ffprobe), the cut's samples, the
 // normalised peak, and what the up-mix puts in each of its six channels.
 #include "platform/ChildProcess.h"
+#include "support/TestFiles.h"
 #include "support/TestPaths.h"
 #include "tools/avs/AvsScript.h"
 
@@ -16,6 +17,7 @@
 #include <cmath>
 
 using namespace tonmill;
+using test::probeEntries;
 
 namespace {
 
@@ -228,7 +230,6 @@ private Q_SLOTS:
 
 private:
     QString source(const QString &name) const { return m_dir.filePath(name); }
-    double duration(const QString &path) const;
     bool makeSox(const QString &name, const QStringList &effects, int channels);
     bool makeFfmpeg(const QString &name, const QString &lavfi, const QStringList &codec);
     // Writes the script with CR LF ends and renders it; the WAV, or an empty
@@ -240,14 +241,6 @@ private:
     QString m_lastError;
     const QString m_fancy = QStringLiteral("Ça va, l'été – Ünïcode.wav");
 };
-
-double TestAvsRender::duration(const QString &path) const
-{
-    const Output o = runProgram(QStringLiteral("ffprobe"), {QStringLiteral("-v"), QStringLiteral("error"),
-                                                            QStringLiteral("-show_entries"), QStringLiteral("format=duration"),
-                                                            QStringLiteral("-of"), QStringLiteral("default=nw=1:nk=1"), path});
-    return o.exitCode == 0 ? o.out.trimmed().toDouble() : -1;
-}
 
 bool TestAvsRender::makeSox(const QString &name, const QStringList &effects, int channels)
 {
@@ -358,7 +351,9 @@ void TestAvsRender::programScripts()
     QFETCH(int, channels);
     QFETCH(bool, segment);
     const QString path = source(file);
-    const double length = duration(path.endsWith(QLatin1String(".avs")) ? source(QStringLiteral("mono.wav")) : path);
+    const double length = probeEntries(path.endsWith(QLatin1String(".avs")) ? source(QStringLiteral("mono.wav")) : path,
+                                       QStringLiteral("format=duration"))
+                              .toDouble();
     QVERIFY(length > 3.9);
 
     // The full script: the source and one frame of silence.
