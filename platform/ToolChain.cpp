@@ -7,11 +7,29 @@
 #include <QCoreApplication>
 #include <QFileInfo>
 #include <QProcess>
+#include <QRegularExpression>
 
 namespace tonmill {
 
 namespace {
 constexpr int kWaitSliceMs = 30;
+}
+
+bool isLaunchFailureStatus(int exitCode)
+{
+    return exitCode == kHelperProgramMissing || exitCode == kHelperProgramNotExecutable;
+}
+
+QString helperReason(const QString &line)
+{
+    static const QRegularExpression pattern(QStringLiteral("^[\\w.-]+: error: (.+)$"));
+    const QRegularExpressionMatch m = pattern.match(line.trimmed());
+    return m.hasMatch() ? m.captured(1) : QString();
+}
+
+QString partialOutputName(const QString &output)
+{
+    return output + QStringLiteral(".part");
 }
 
 CommandLine throughStandIns(const CommandLine &line, const AppFolder &folder)

@@ -5,6 +5,22 @@
 namespace tonmill {
 
 class AppFolder;
+
+// Exit statuses with which a helper in Tools/ says that the program it stands
+// in for could not be run, as env, nohup and timeout do: 127 when the program
+// does not exist, 126 when it exists but cannot be executed. A run that ends
+// so is a failed launch, not a finished one.
+constexpr int kHelperProgramNotExecutable = 126;
+constexpr int kHelperProgramMissing = 127;
+bool isLaunchFailureStatus(int exitCode);
+
+// A helper that fails writes, as its last line, "<name>: error: <reason>".
+// The reason of such a line; empty for any other line.
+QString helperReason(const QString &line);
+
+// The name an encoder's output has until it is finished; renamed to the
+// output only when complete, removed whenever the encode does not finish.
+QString partialOutputName(const QString &output);
 class ProcessRegistry;
 
 // The encoders the program names (ffmpeg with its old options, QuEnc, the WMA

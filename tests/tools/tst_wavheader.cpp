@@ -5,12 +5,13 @@
 #include "support/TestFiles.h"
 #include "tools/avs/SourceProbe.h"
 #include "tools/avs/ToolProcess.h"
-#include "tools/avs/WavHeader.h"
+#include "media/WavHeader.h"
 
 #include <QTemporaryDir>
 #include <QTest>
 #include <QtEndian>
 
+using namespace tonmill;
 using namespace tonmill::avs;
 using tonmill::test::readBytes;
 using tonmill::test::writeBytes;

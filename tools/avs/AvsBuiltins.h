@@ -1,5 +1,6 @@
 #pragma once
 
+#include "media/WavHeader.h"
 #include "tools/avs/AvsValue.h"
 
 #include <QString>
@@ -45,7 +46,7 @@ struct Builtin {
 // there is none.
 const Builtin *findBuiltin(const QString &name);
 
-// The most channels a clip may have.
-constexpr int kMaxChannels = 8;
+// The most channels a clip may have: as many as a source may.
+constexpr int kMaxChannels = kMaxAudioChannels;
 
 } // namespace tonmill::avs

@@ -2,7 +2,7 @@
 
 #include "tools/avs/AvsBuiltins.h"
 #include "tools/avs/ToolProcess.h"
-#include "tools/avs/WavHeader.h"
+#include "media/WavHeader.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,17 +1,14 @@
 #pragma once
 
+#include "media/WavHeader.h"
+
 #include <QString>
 
 #include <optional>
 
 namespace tonmill::avs {
 
-struct SourceInfo {
-    int channels = 0;
-    int sampleRate = 0;
-    double durationSeconds = 0;
-    bool isFloat = false;
-};
+using SourceInfo = AudioStreamInfo;
 
 // What a file's first audio stream holds: read from a plain WAV's header,
 // or else asked of ffprobe.

@@ -1,10 +1,8 @@
-#include "tools/avs/WavHeader.h"
-
-#include "tools/avs/AvsBuiltins.h"
+#include "media/WavHeader.h"
 
 #include <QtEndian>
 
-namespace tonmill::avs {
+namespace tonmill {
 
 namespace {
 
@@ -45,7 +43,7 @@ std::optional<Format> readFormat(QByteArrayView body)
 
 bool plausible(const Format &f)
 {
-    if (f.channels < 1 || f.channels > kMaxChannels || f.sampleRate < 1)
+    if (f.channels < 1 || f.channels > kMaxAudioChannels || f.sampleRate < 1)
         return false;
     if (f.code == kFormatPcm && f.bits != 8 && f.bits != 16 && f.bits != 24 && f.bits != 32)
         return false;
@@ -56,7 +54,7 @@ bool plausible(const Format &f)
 
 } // namespace
 
-std::optional<SourceInfo> readWavHeader(QByteArrayView head, qint64 fileSize)
+std::optional<AudioStreamInfo> readWavHeader(QByteArrayView head, qint64 fileSize)
 {
     if (head.size() < 12 || !head.startsWith("RIFF") || head.sliced(8, 4) != "WAVE")
         return std::nullopt;
@@ -74,7 +72,7 @@ std::optional<SourceInfo> readWavHeader(QByteArrayView head, qint64 fileSize)
             const qint64 frames = size / quint32(format->blockAlign);
             if (frames == 0)
                 return std::nullopt;
-            SourceInfo info;
+            AudioStreamInfo info;
             info.channels = format->channels;
             info.sampleRate = format->sampleRate;
             info.isFloat = format->code == kFormatFloat;
@@ -94,4 +92,4 @@ std::optional<SourceInfo> readWavHeader(QByteArrayView head, qint64 fileSize)
     return std::nullopt;
 }
 
-} // namespace tonmill::avs
+} // namespace tonmill

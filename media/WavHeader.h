@@ -1,21 +1,30 @@
 #pragma once
 
-#include "tools/avs/SourceProbe.h"
-
 #include <QByteArrayView>
 
 #include <optional>
 
-namespace tonmill::avs {
+namespace tonmill {
+
+// What a source's first audio stream holds.
+struct AudioStreamInfo {
+    int channels = 0;
+    int sampleRate = 0;
+    double durationSeconds = 0;
+    bool isFloat = false;
+};
+
+// The most channels a source may have.
+constexpr int kMaxAudioChannels = 8;
 
 // The stream facts of a plain PCM or float WAV file, read from its header:
 // `head` is the start of the file (the chunks up to the data chunk's header)
 // and `fileSize` the size of the whole file. Nothing when the file is anything
 // else (another codec, RF64, a length the file does not hold, a header that
 // does not add up), so that the caller asks ffprobe instead.
-std::optional<SourceInfo> readWavHeader(QByteArrayView head, qint64 fileSize);
+std::optional<AudioStreamInfo> readWavHeader(QByteArrayView head, qint64 fileSize);
 
 // How much of a file's start readWavHeader looks at.
 constexpr qsizetype kWavHeadBytes = 64 * 1024;
 
-} // namespace tonmill::avs
+} // namespace tonmill
