@@ -1,5 +1,7 @@
 #include "app/ActivityLog.h"
 
+#include "platform/Dialogs.h"
+#include "process/ReadOutput.h"
 #include "process/cStdIO.h"
 
 namespace tonmill {
@@ -33,6 +35,17 @@ void logRunnerEvents(cStdIO &runner, ActivityLog &log)
                      [&log] { log.append(QStringLiteral(" -> Cancel failed to end program!")); });
     QObject::connect(&runner, &cStdIO::Error, &log, [&log](qint16 number, const QString &description) {
         log.append(QStringLiteral(" -> Error #") + QString::number(number) + QStringLiteral(": ") + description);
+    });
+}
+
+void handleReaderErrors(ReadOutput &reader, Dialogs &dialogs, ActivityLog &log)
+{
+    QObject::connect(&reader, &ReadOutput::Error, &log, [&dialogs, &log](const QString &description, qint32 number) {
+        log.append(QStringLiteral(" -> Error #") + QString::number(number) + QStringLiteral(": ") + description);
+        const QString crLf = QStringLiteral("\r\n");
+        dialogs.message({QStringLiteral("Error!") + crLf + QStringLiteral("Description: ") + description + crLf
+                             + QStringLiteral("LastDLLError: ") + QString::number(number),
+                         QStringLiteral("Error"), DialogButtons::Ok, DialogIcon::Critical});
     });
 }
 

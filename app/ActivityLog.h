@@ -8,6 +8,8 @@
 
 namespace tonmill {
 
+class Dialogs;
+class ReadOutput;
 class cStdIO;
 
 // The text of the activity log panel rtbLog: time-stamped lines, each ended by
@@ -40,6 +42,11 @@ private:
 
 // Logs the end of every run of the runner: completed, aborted, cancel failed, errors.
 void logRunnerEvents(cStdIO &runner, ActivityLog &log);
+
+// The main form's handler of the output reader's errors: a critical message
+// box titled "Error" that gives the description and the number, and the
+// number in the log.
+void handleReaderErrors(ReadOutput &reader, Dialogs &dialogs, ActivityLog &log);
 
 // Sends a typed line to the encoder that is running and logs the outcome;
 // with no run active nothing is sent. Returns the runner's count, or -1.

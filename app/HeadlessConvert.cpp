@@ -12,17 +12,15 @@
 #include "options/OptionState.h"
 #include "platform/AppFolder.h"
 #include "platform/ProcessRegistry.h"
-#include "platform/ScriptedDialogs.h"
+#include "platform/Dialogs.h"
 #include "process/ConsolePane.h"
 #include "process/ReadOutput.h"
 #include "process/cStdIO.h"
 #include "settings/INIManager.h"
 
 #include <QCoreApplication>
-#include <QDateTime>
 #include <QElapsedTimer>
 #include <QFileInfo>
-#include <QRegularExpression>
 #include <QSocketNotifier>
 #include <QTimer>
 
@@ -184,6 +182,24 @@ private:
     bool m_shown = false;
 };
 
+// The prompts of a run without a window: the replace question is answered as
+// the command line says; any other box has only OK to press.
+class HeadlessDialogs : public Dialogs {
+public:
+    explicit HeadlessDialogs(bool replace) : m_replace(replace) {}
+
+    DialogAnswer message(const MessageRequest &request) override
+    {
+        if (request.buttons == DialogButtons::YesNo)
+            return m_replace ? DialogAnswer::Yes : DialogAnswer::No;
+        return DialogAnswer::Ok;
+    }
+    QString fileName(const FileRequest &request) override { return request.fileName; }
+
+private:
+    bool m_replace;
+};
+
 bool takesValue(const QString &option)
 {
     static const QStringList options = {
@@ -225,21 +241,17 @@ QString wmaProfileName(const QString &given)
 }
 
 // Loads a source as the Open command does: the media report, then the tag
-// editor from it. True when the report was written anew for this source.
-bool openSource(const AppFolder &folder, ProcessRegistry &registry, MainFormState &form, const OptionState &options,
-                Dialogs &dialogs, const QString &path)
+// editor from it. Why the report failed; empty when it did not.
+QString openSource(const AppFolder &folder, ProcessRegistry &registry, MainFormState &form, const OptionState &options,
+                   Dialogs &dialogs, ActivityLog &log, const QString &path)
 {
     ReadOutput reader(registry);
     ConsolePane pane(folder.path());
     pane.attach(reader);
-    MediaReport report(folder, reader, pane);
-    const QFileInfo before(report.reportFile());
-    const QDateTime writtenBefore = before.exists() ? before.lastModified() : QDateTime();
-
+    handleReaderErrors(reader, dialogs, log);
+    MediaReport report(folder, reader, pane, log);
     FileSelection(form, options, dialogs, report, folder).loadSource(path);
-
-    const QFileInfo after(report.reportFile());
-    return after.exists() && (!writtenBefore.isValid() || after.lastModified() != writtenBefore);
+    return report.lastFailure();
 }
 
 void applyTags(const HeadlessRequest &r, MainFormState &form)
@@ -259,7 +271,8 @@ void applyTags(const HeadlessRequest &r, MainFormState &form)
     }
 }
 
-// Why a finished job left no usable output; empty when it did.
+// Why a finished job left no usable output, in the log's words; empty when
+// it did.
 QString failureReason(const ConvertResult &result)
 {
     using Outcome = ConvertResult::Outcome;
@@ -267,8 +280,10 @@ QString failureReason(const ConvertResult &result)
     case Outcome::None:
         return QStringLiteral("no output format is chosen");
     case Outcome::Refused:
-    case Outcome::LaunchFailed:
         return result.message;
+    case Outcome::LaunchFailed:
+    case Outcome::Failed:
+        return result.failure.isEmpty() ? result.message : result.failure;
     case Outcome::Kept:
         return QStringLiteral("the existing output file was kept: ") + result.output;
     case Outcome::Aborted:
@@ -276,17 +291,7 @@ QString failureReason(const ConvertResult &result)
     case Outcome::Ended:
         break;
     }
-    const bool written = QFileInfo(result.output).size() > 0;
-    if (written && result.scriptHostStatus == 0)
-        return {};
-    if (result.scriptHostStatus != 0)
-        return QStringLiteral("the AC3 encoder ended with status %1").arg(result.scriptHostStatus);
-    const QStringList lines = result.encoderOutput.split(QRegularExpression(QStringLiteral("[\r\n]")), Qt::SkipEmptyParts);
-    for (auto it = lines.crbegin(); it != lines.crend(); ++it) {
-        if (!it->trimmed().isEmpty())
-            return QStringLiteral("the encoder wrote no output file: ") + it->trimmed();
-    }
-    return QStringLiteral("the encoder wrote no output file");
+    return {};
 }
 
 } // namespace
@@ -307,6 +312,24 @@ QString headlessUsage()
         "               [--output FILE] [--volume PERCENT] [--normalize] [--upmix] [--segment START END]\n"
         "               [--title T] [--artist A] [--album A] [--year Y] [--notes N] [--genre G] [--track N]\n"
         "               [--wma-profile NAME] [--replace | --keep]\n");
+}
+
+QString headlessHelp()
+{
+    return headlessUsage()
+           + QStringLiteral(
+               "\nConverts SOURCE without a window, as the Convert button does, and prints the activity log.\n"
+               "Exit status:\n"
+               "  0        converted\n"
+               "  1        failed; the cause is the last line on standard error\n"
+               "  2        bad arguments\n"
+               "  3        the output file exists and was kept (give --replace to overwrite it)\n"
+               "  128+N    ended by signal N (SIGINT, SIGTERM), the encoder aborted\n");
+}
+
+bool wantsHelp(const QStringList &arguments)
+{
+    return arguments.mid(1).contains(QStringLiteral("--help")) || arguments.mid(1).contains(QStringLiteral("-h"));
 }
 
 HeadlessParse parseHeadlessArguments(const QStringList &arguments)
@@ -430,13 +453,9 @@ int runHeadlessConvert(const QStringList &arguments)
     const QString settings = folder.file(QStringLiteral("\\Tonmill.ini"));
     if (ReadIniValue(QStringLiteral("General"), QStringLiteral("FFMPEG"), settings).isEmpty())
         return fail(Failed, QStringLiteral("no ffmpeg path is set: key FFMPEG of section [General] in ") + settings);
-    const QString mediaTool = folder.file(QStringLiteral("\\Tools\\MediaInfo\\mediainfo"));
-    if (!QFileInfo(mediaTool).isExecutable())
-        return fail(Failed, QStringLiteral("the media tool is missing: ") + mediaTool);
 
     ProcessRegistry registry;
-    ScriptedDialogs dialogs;
-    dialogs.answer(r.replace ? DialogAnswer::Yes : DialogAnswer::No);
+    HeadlessDialogs dialogs(r.replace);
     ActivityLog log;
     LogPrinter printer(log);
     cStdIO runner(registry);
@@ -479,13 +498,18 @@ int runHeadlessConvert(const QStringList &arguments)
     pendingAbort.start();
 
     const QString source = QFileInfo(r.source).absoluteFilePath();
-    const bool reported = openSource(folder, registry, form, options, dialogs, source);
+    // A source that cannot be described can still be converted, without tags
+    // from it; the log and this line say why. One that is no file at all is
+    // refused by the job, with its own line.
+    if (QFileInfo(source).isFile() && QFileInfo(source).size() > 0) {
+        if (const QString why = openSource(folder, registry, form, options, dialogs, log, source); !why.isEmpty())
+            printTo(stderr, QStringLiteral("tonmill: ") + oneLine(why) + QLatin1Char('\n'));
+    } else {
+        form.txtPath = source;
+    }
     QCoreApplication::processEvents();
     if (termination.received() != 0)
         return fail(128 + termination.received(), QStringLiteral("interrupted before the encoding began"));
-    const QFileInfo sourceInfo(source);
-    if (!reported && sourceInfo.isFile() && sourceInfo.size() > 0)
-        return fail(Failed, QStringLiteral("the media tool could not describe the source: ") + source);
 
     applyTags(r, form);
     if (r.volume)

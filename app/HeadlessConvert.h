@@ -44,13 +44,19 @@ bool wantsHeadlessConvert(const QStringList &arguments);
 HeadlessParse parseHeadlessArguments(const QStringList &arguments);
 
 QString headlessUsage();
+// The usage, what the command does and its exit statuses.
+QString headlessHelp();
+// True when the arguments ask for the help text.
+bool wantsHelp(const QStringList &arguments);
 
 // Runs the conversion the arguments ask for through the same job as the
 // window's Convert button, inside the running application object. Log lines
 // go to standard output, progress to standard error when that is a terminal,
 // and a one-line reason to standard error when the result is not a finished,
-// non-empty output file. The exit status: 0 done, 1 failed, 2 bad arguments,
-// 3 the existing output was kept, 128 + the signal's number when aborted.
+// non-empty output file, in the log's words. A source the media tool cannot
+// describe is converted all the same, with one line saying so. The exit
+// status: 0 done, 1 failed, 2 bad arguments, 3 the existing output was kept,
+// 128 + the signal's number when aborted.
 int runHeadlessConvert(const QStringList &arguments);
 
 } // namespace tonmill

@@ -6,13 +6,19 @@
 #include <QApplication>
 #include <QDate>
 
+#include <cstdio>
+
 int main(int argc, char *argv[])
 {
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);
-    // A conversion from the command line runs without a window, so it needs
-    // no display.
+    // Help and a conversion from the command line need no window, so they
+    // need no display.
+    if (tonmill::wantsHelp(arguments)) {
+        std::fputs(tonmill::headlessHelp().toLocal8Bit().constData(), stdout);
+        return 0;
+    }
     if (tonmill::wantsHeadlessConvert(arguments)) {
         QCoreApplication app(argc, argv);
         QCoreApplication::setApplicationName(QStringLiteral("Tonmill"));

@@ -36,6 +36,13 @@ const std::array<const char *, 15> kUpMix = {
     "6==Audiochannels(last)?GetChannel(last,1,3,2,5,6,4):last",
 };
 
+QString loadPlugin(const AppFolder &folder, const QString &relative)
+{
+    return QStringLiteral("LoadPlugin(") + kQ + folder.file(relative) + kQ + QStringLiteral(")");
+}
+
+} // namespace
+
 QString sourceLine(const QString &source)
 {
     const QString tail = source.right(3);
@@ -60,13 +67,6 @@ QString sourceLine(const QString &source)
     return {};
 }
 
-QString loadPlugin(const AppFolder &folder, const QString &relative)
-{
-    return QStringLiteral("LoadPlugin(") + kQ + folder.file(relative) + kQ + QStringLiteral(")");
-}
-
-} // namespace
-
 QString frameNumber(double seconds)
 {
     return formatWhole(seconds * 25.0);
@@ -74,7 +74,9 @@ QString frameNumber(double seconds)
 
 std::optional<QStringList> fullScript(const FullScriptInputs &in, const AppFolder &folder)
 {
-    const QString lastFrame = frameNumber(in.duration);
+    // Frame 0 would mean "to the end" of the 2,000,000-frame clip: a source
+    // shorter than one frame still ends after its first.
+    const QString lastFrame = frameNumber(std::max(in.duration, 1.0 / 25.0));
     if (lastFrame.isEmpty())
         return std::nullopt;
     QStringList lines;

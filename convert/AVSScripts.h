@@ -30,7 +30,13 @@ struct SegmentScriptInputs {
 // rounded half away from zero; empty for a value that is not finite.
 QString frameNumber(double seconds);
 
-// The lines of DirectQX.avs; nothing when the duration is not finite. Its
+// The full script's source line for a source: chosen by its last three
+// characters, compared case-sensitively; empty for an extension the table
+// does not know.
+QString sourceLine(const QString &source);
+
+// The lines of DirectQX.avs; nothing when the duration is not finite. The
+// last frame is at least 1, since Trim reads 0 as the clip's end. Its
 // source line depends on the source's last three characters, compared
 // case-sensitively; for an extension the table does not know, no source line
 // is written.

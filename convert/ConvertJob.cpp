@@ -11,6 +11,7 @@
 #include "platform/ProcessRegistry.h"
 #include "platform/ToolChain.h"
 #include "process/KillApp.h"
+#include "platform/NumberFormat.h"
 #include "process/ProgressMonitor.h"
 #include "process/cStdIO.h"
 #include "settings/INIManager.h"
@@ -19,8 +20,10 @@
 #include <QDateTime>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QThread>
 
+#include <cstring>
 #include <sys/stat.h>
 
 namespace tonmill {
@@ -31,6 +34,11 @@ const QString kCrLf = QStringLiteral("\r\n");
 const QString kSeparator = QString(142, QLatin1Char('-'));
 constexpr int kTimer3IntervalMs = 2;
 constexpr int kReadyPollMs = 10;
+// How much of what an encoder prints the job keeps, for its last lines.
+constexpr qsizetype kEncoderTailSize = 4096;
+constexpr int kFailureLines = 5;
+// One frame of the scripts, in seconds.
+constexpr double kFrameSeconds = 1.0 / 25.0;
 
 QString noSourceText()
 {
@@ -41,6 +49,11 @@ QString replaceQuestion()
 {
     return QStringLiteral("The 'Output' file name already exists!") + kCrLf + kCrLf
            + QStringLiteral("Do you want to replace it?");
+}
+
+QString failedText()
+{
+    return QStringLiteral("The conversion failed!");
 }
 
 QString launchFailedText()
@@ -76,9 +89,35 @@ QString outputPathFor(const QString &txtPath, const QString &lblOutputPath, bool
 {
     if (!chkSameOutput)
         return lblOutputPath;
-    // Four characters are cut whatever the extension's length: a dot and
-    // three letters are assumed.
-    return txtPath.left(std::max<qsizetype>(0, txtPath.size() - 4)) + QStringLiteral("_Konverted.") + OutExtension;
+    // The extension is what follows the last dot of the file's own name; a
+    // name that starts with its only dot (".hidden") has none.
+    const qsizetype nameStart =
+        std::max(txtPath.lastIndexOf(QLatin1Char('/')), txtPath.lastIndexOf(QLatin1Char('\\'))) + 1;
+    const qsizetype dot = txtPath.lastIndexOf(QLatin1Char('.'));
+    const qsizetype end = dot > nameStart ? dot : txtPath.size();
+    return txtPath.left(end) + QStringLiteral("_Konverted.") + OutExtension;
+}
+
+QString encoderFailure(const EncoderEnd &end, const QString &outputTail, qint64 outputSize)
+{
+    if (end.endedBySignal)
+        return QStringLiteral("the encoder was ended by signal %1 (%2)")
+            .arg(end.exitCode)
+            .arg(QString::fromLocal8Bit(::strsignal(end.exitCode)));
+    if (end.exitCode != 0) {
+        const QString reason = helperReason(lastLineOf(outputTail));
+        return reason.isEmpty() ? QStringLiteral("the encoder ended with status %1").arg(end.exitCode) : reason;
+    }
+    if (outputSize < 0)
+        return QStringLiteral("the encoder wrote no output file");
+    if (outputSize == 0)
+        return QStringLiteral("the encoder's output file is empty");
+    return {};
+}
+
+double runawayLimit(double expectedSeconds)
+{
+    return expectedSeconds * 1.1 + 10.0;
 }
 
 QString sourceRefusal(const QString &txtPath, const QString &output)
@@ -114,7 +153,10 @@ ConvertJob::ConvertJob(const AppFolder &folder, Dialogs &dialogs, ActivityLog &l
     m_timer3.setInterval(kTimer3IntervalMs);
     connect(&m_timer3, &QTimer::timeout, this, &ConvertJob::Timer3_Timer);
     // The output pane holds only the encoder's latest chunk.
-    connect(&m_runner, &cStdIO::GotData, this, [this](const QString &data) { m_form.rtbOutput = data; });
+    connect(&m_runner, &cStdIO::GotData, this, [this](const QString &data) {
+        m_form.rtbOutput = data;
+        onEncoderOutput(data);
+    });
 }
 
 bool ConvertJob::encoding() const
@@ -159,6 +201,7 @@ void ConvertJob::Timer3_Timer()
 void ConvertJob::btnConvert_Click()
 {
     m_result = {};
+    m_encoderTail.clear();
     if (m_form.txtPath.isEmpty()) {
         message(noSourceText());
         applyIdleControls();
@@ -175,11 +218,13 @@ void ConvertJob::btnConvert_Click()
         return;
     }
 
-    // Busy: the bar measures the source's whole seconds.
-    m_sourceSeconds = m_duration ? m_duration(m_form.txtPath) : 0;
+    // Busy: the bar measures the source's whole seconds. Measuring may take
+    // a moment, during which the window runs on.
+    m_form.btnConvertEnabled = false;
+    const SourceLength length = m_duration ? m_duration(m_form.txtPath) : SourceLength{};
+    m_sourceSeconds = length.seconds;
     m_form.PB1Max = qRound(m_sourceSeconds);
     m_form.progress.PB1 = 0;
-    m_form.btnConvertEnabled = false;
 
     // The tool paths are read afresh at every click and used as stored.
     const QString settings = m_folder.file(QStringLiteral("\\Tonmill.ini"));
@@ -196,24 +241,43 @@ void ConvertJob::btnConvert_Click()
     inputs.genre = m_form.cmbGenre.text;
     inputs.track = m_form.txtTrack;
 
+    // A source that cannot be read is not worth a question about the output.
+    if (!length.ok()) {
+        showBusy();
+        logHeader(output);
+        failed(QStringLiteral("\"%1\" cannot be read as audio: %2").arg(m_form.txtPath, length.error));
+        failurePath();
+        return;
+    }
+
     if (!outputMayBeWritten(output)) {
         m_result.outcome = ConvertResult::Outcome::Kept;
         closing();
         return;
     }
 
+    showBusy();
+    logHeader(output);
+    switch (encode(inputs)) {
+    case Step::LaunchFailed:
+        errorPath();
+        return;
+    case Step::Failed:
+        failurePath();
+        return;
+    case Step::Done:
+        closing();
+        return;
+    }
+}
+
+void ConvertJob::showBusy()
+{
     m_form.EncodingVisible = true;
     m_form.PB1Visible = true;
     m_form.btnAbortVisible = true;
     m_form.btnExitEnabled = false;
     m_form.mnuArquivoEnabled = false;
-
-    logHeader(output);
-    if (encode(inputs) == Step::Failed) {
-        errorPath();
-        return;
-    }
-    closing();
 }
 
 bool ConvertJob::outputMayBeWritten(const QString &output)
@@ -256,8 +320,12 @@ ConvertJob::Step ConvertJob::encode(EncoderInputs &inputs)
     const bool ac3 = isFormat(format, "2");
     if (wma)
         m_form.lblWMAprogressVisible = true;
-    if (!writeScripts(inputs))
-        return Step::Failed;
+    if (!writeScripts(inputs)) {
+        m_result.failure = QStringLiteral("the decoding script cannot be written in \"%1\"").arg(m_folder.path());
+        return Step::LaunchFailed;
+    }
+    if (const QString why = unreadableSourceType(inputs); !why.isEmpty())
+        return failed(why);
     logOptionLines();
 
     if (!ac3)
@@ -267,19 +335,96 @@ ConvertJob::Step ConvertJob::encode(EncoderInputs &inputs)
         QThread::msleep(kReadyPollMs);
     }
     CommandLine line = encoderCommandLine(inputs, m_options, m_folder);
-    if (line.isEmpty())
-        return Step::Failed;
+    if (line.isEmpty()) {
+        m_result.failure = QStringLiteral("no encoder line can be made of these options");
+        return Step::LaunchFailed;
+    }
     // The names under which the way out of the job, and Abort, end the encoder.
     line.imageName = ac3 ? QStringLiteral("QuEnc.exe") : wma ? QStringLiteral("Cscript.exe") : QStringLiteral("ffmpeg.exe");
-    if (ac3)
-        return runScriptHost(line);
 
-    const Step step = runPiped(line);
+    m_encoderTail.clear();
+    m_stopReason.clear();
+    m_abortRequested = false;
+    m_runawayLimit = m_sourceSeconds > 0 ? runawayLimit(expectedSeconds()) : 0;
+    m_watching = true;
+    const EncoderEnd end = ac3 ? runScriptHost(line) : runPiped(line);
+    m_watching = false;
     if (wma)
         m_form.lblWMAprogressVisible = false;
-    if (step == Step::Done && isFormat(format, "5"))
+    const Step step = finishRun(end, inputs.output);
+    if (step == Step::Done && isFormat(format, "5") && m_result.outcome == ConvertResult::Outcome::Ended)
         writeMp3Tags(inputs.output);
     return step;
+}
+
+ConvertJob::Step ConvertJob::finishRun(const EncoderEnd &end, const QString &output)
+{
+    if (end.launchFailed) {
+        m_result.failure = end.launchFailure;
+        return Step::LaunchFailed;
+    }
+    if (!m_stopReason.isEmpty())
+        return failed(m_stopReason);
+    if (end.stopped) {
+        m_result.outcome = ConvertResult::Outcome::Aborted;
+        QFile::remove(partialOutputName(output));
+        return Step::Done;
+    }
+    const QFileInfo written(output);
+    const QString cause = encoderFailure(end, m_encoderTail, written.exists() ? written.size() : -1);
+    if (!cause.isEmpty())
+        return failed(cause);
+    m_result.outcome = ConvertResult::Outcome::Ended;
+    return Step::Done;
+}
+
+ConvertJob::Step ConvertJob::failed(const QString &cause)
+{
+    m_result.failure = cause;
+    return Step::Failed;
+}
+
+// The source line of the full script depends on the source's extension; a
+// source it has no line for would fail inside the script interpreter with a
+// message about the script rather than the file.
+QString ConvertJob::unreadableSourceType(const EncoderInputs &inputs) const
+{
+    const bool fullScriptIsRead = inputs.input == m_folder.file(QStringLiteral("\\DirectQX.avs"));
+    if (!fullScriptIsRead || !sourceLine(m_form.txtPath).isEmpty())
+        return {};
+    return QStringLiteral("\"%1\" cannot be read: the decoding script has no source filter for files ending in \"%2\"")
+        .arg(m_form.txtPath, m_form.txtPath.right(3));
+}
+
+double ConvertJob::expectedSeconds() const
+{
+    if (!m_form.chkSegment)
+        return m_sourceSeconds;
+    // A segment holds its frames, the end one included, but never more than
+    // the source; an end of 0 runs to the source's end.
+    const double start = parseNumber(m_form.txtCutS).value_or(0);
+    const double end = parseNumber(m_form.txtCutE).value_or(0);
+    const double last = end > 0 ? end + kFrameSeconds : m_sourceSeconds;
+    return std::clamp(last - start, kFrameSeconds, std::max(m_sourceSeconds, kFrameSeconds));
+}
+
+void ConvertJob::onEncoderOutput(const QString &chunk)
+{
+    if (!m_watching)
+        return;
+    m_encoderTail = (m_encoderTail + chunk).right(kEncoderTailSize);
+    if (m_runawayLimit <= 0 || !m_stopReason.isEmpty())
+        return;
+    const std::optional<double> seconds = encodedSeconds(chunk);
+    if (!seconds || *seconds <= m_runawayLimit)
+        return;
+    m_stopReason = QStringLiteral("the encoder went on past the sound's end (%1 s written where %2 s were expected) and was stopped")
+                       .arg(*seconds, 0, 'f', 1)
+                       .arg(expectedSeconds(), 0, 'f', 1);
+    if (m_scriptHostRunning)
+        KillByName(m_registry, QStringLiteral("QuEnc.exe"));
+    else
+        m_runner.Cancel();
 }
 
 bool ConvertJob::writeScripts(EncoderInputs &inputs)
@@ -341,41 +486,50 @@ void ConvertJob::logOptionLines()
     }
 }
 
-ConvertJob::Step ConvertJob::runPiped(const CommandLine &line)
+EncoderEnd ConvertJob::runPiped(const CommandLine &line)
 {
-    bool refused = false;
-    bool cancelled = false;
+    EncoderEnd end;
+    std::optional<qint16> refusal;
     const QList<QMetaObject::Connection> watch = {
-        connect(&m_runner, &cStdIO::Error, this, [&refused](qint16, const QString &) { refused = true; }),
-        connect(&m_runner, &cStdIO::CancelSuccess, this, [&cancelled] { cancelled = true; }),
-        connect(&m_runner, &cStdIO::CancelFail, this, [&cancelled] { cancelled = true; }),
+        connect(&m_runner, &cStdIO::Error, this, [&refusal](qint16 number, const QString &) { refusal = number; }),
+        connect(&m_runner, &cStdIO::CancelSuccess, this, [&end] { end.stopped = true; }),
+        connect(&m_runner, &cStdIO::CancelFail, this, [&end] { end.stopped = true; }),
     };
-    m_runner.setCommandLine(throughStandIns(line, m_folder));
-    if (!refused)
-        m_result.encoderOutput = m_runner.ExecuteCommand();
+    const CommandLine routed = throughStandIns(line, m_folder);
+    m_runner.setCommandLine(routed);
+    if (!refusal)
+        m_runner.ExecuteCommand();
     for (const QMetaObject::Connection &c : watch)
         disconnect(c);
-    if (refused)
-        return Step::Failed;
-    m_result.outcome = cancelled ? ConvertResult::Outcome::Aborted : ConvertResult::Outcome::Ended;
-    return Step::Done;
+    if (refusal) {
+        end.launchFailed = true;
+        end.launchFailure = *refusal == cStdIO::CreateProcessFailed && !m_runner.launchFailure().isEmpty()
+                                ? m_runner.launchFailure()
+                                : cannotStart(routed.program);
+        return end;
+    }
+    end.exitCode = m_runner.exitCode();
+    end.endedBySignal = m_runner.endedBySignal();
+    return end;
 }
 
-ConvertJob::Step ConvertJob::runScriptHost(CommandLine line)
+EncoderEnd ConvertJob::runScriptHost(const CommandLine &line)
 {
-    // The script host's Run reports no failure of its own: a run that cannot
-    // start simply ends with nothing written.
     m_scriptHostRunning = true;
-    m_result.outcome = ConvertResult::Outcome::Ended;
-    m_result.scriptHostStatus = ScriptHostRun(m_registry, throughStandIns(line, m_folder));
+    const ScriptHostEnd run = ScriptHostRun(m_registry, throughStandIns(line, m_folder),
+                                            [this](const QString &chunk) { onEncoderOutput(chunk); });
     m_scriptHostRunning = false;
-    return Step::Done;
+    EncoderEnd end;
+    end.launchFailed = !run.launchFailure.isEmpty();
+    end.launchFailure = run.launchFailure;
+    end.stopped = m_abortRequested || !m_stopReason.isEmpty();
+    end.exitCode = run.exitCode;
+    end.endedBySignal = run.endedBySignal;
+    return end;
 }
 
 void ConvertJob::writeMp3Tags(const QString &output)
 {
-    if (m_result.outcome != ConvertResult::Outcome::Ended || QFileInfo(output).size() <= 0)
-        return;
     const auto record = [this] {
         ID3TagInfo info;
         info.Artist = m_form.txtArtist;
@@ -409,6 +563,9 @@ void ConvertJob::errorPath()
     KillByName(m_registry, QStringLiteral("ffmpeg.exe"));
     KillByName(m_registry, QStringLiteral("Cscript.exe"));
     m_runner.Cancel();
+    QFile::remove(partialOutputName(m_result.output));
+    if (!m_result.failure.isEmpty())
+        m_log.append(QStringLiteral(" -> Error: ") + m_result.failure);
     m_log.appendLine(launchFailedText());
     m_log.appendLine(pressAgainText());
     m_result.outcome = ConvertResult::Outcome::LaunchFailed;
@@ -417,11 +574,26 @@ void ConvertJob::errorPath()
     applyIdleControls();
 }
 
+void ConvertJob::failurePath()
+{
+    m_log.append(QStringLiteral(" -> Error: ") + m_result.failure);
+    const QStringList lines = m_encoderTail.split(QRegularExpression(QStringLiteral("[\r\n]")), Qt::SkipEmptyParts);
+    for (qsizetype i = std::max<qsizetype>(0, lines.size() - kFailureLines); i < lines.size(); ++i)
+        m_log.appendLine(QStringLiteral(" | ") + lines[i]);
+    // Nothing unfinished stays behind, and an empty output is no output.
+    QFile::remove(partialOutputName(m_result.output));
+    if (QFileInfo(m_result.output).isFile() && QFileInfo(m_result.output).size() == 0)
+        QFile::remove(m_result.output);
+    m_result.outcome = ConvertResult::Outcome::Failed;
+    closing();
+    message(failedText() + kCrLf + kCrLf + m_result.failure);
+}
+
 void ConvertJob::btnAbort_Click()
 {
     if (m_form.cmbFormat.text.compare(QLatin1String("ac3"), Qt::CaseInsensitive) == 0) {
         if (m_scriptHostRunning)
-            m_result.outcome = ConvertResult::Outcome::Aborted;
+            m_abortRequested = true;
         KillByName(m_registry, QStringLiteral("QuEnc.exe"));
         return;
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "convert/SourceDuration.h"
 #include "platform/AppFolder.h"
 
 #include <QObject>
@@ -25,24 +26,45 @@ struct ConvertResult {
         None,         // no click yet
         Refused,      // no usable source, or the output would be the source
         Kept,         // the existing output was kept: nothing was encoded
-        LaunchFailed, // the job stopped on its error path
-        Ended,        // the encoder ran to its end by itself
+        LaunchFailed, // the encoder could not be started: the error path
+        Failed,       // the source could not be read, or the encoder failed
+        Ended,        // the encoder ran to its end and left its output
         Aborted,      // the encoder was ended by Abort
     };
     Outcome outcome = Outcome::None;
     QString output;
-    // Everything the piped encoder printed.
-    QString encoderOutput;
-    // The AC3 encoder's exit status; -1 when it did not end by itself.
-    int scriptHostStatus = 0;
+    // Why the job failed (LaunchFailed, Failed), in the log's words.
+    QString failure;
     // The text of the last message box the job showed.
     QString message;
 };
 
 // The output path of a job: the chosen one, or with chkSameOutput checked
-// the source less its last four characters, "_Konverted." and the extension.
+// the source less its extension (whatever its length), "_Konverted." and the
+// extension: D:\m\song.mp3 with AAC gives D:\m\song_Konverted.aac.
 QString outputPathFor(const QString &txtPath, const QString &lblOutputPath, bool chkSameOutput,
                       const QString &OutExtension);
+
+// How an encoder run ended, whichever runner ran it.
+struct EncoderEnd {
+    // It could not be started, or its helper found the program missing.
+    bool launchFailed = false;
+    QString launchFailure;
+    // Ended by Abort (or by the job itself).
+    bool stopped = false;
+    // The exit status, or with endedBySignal the number of the signal.
+    int exitCode = 0;
+    bool endedBySignal = false;
+};
+
+// Why an encoder run that ended by itself failed, given the end of what it
+// printed and its output file (size -1 when there is none); empty when it did
+// not. A helper's own reason is taken as it stands.
+QString encoderFailure(const EncoderEnd &end, const QString &outputTail, qint64 outputSize);
+
+// The seconds an encode may reach before it counts as a runaway: what the
+// scripts should yield, plus 10 %, plus 10 seconds.
+double runawayLimit(double expectedSeconds);
 
 // Why a source cannot be converted to the output, as the message shown for
 // it; empty when it can. The source must be a non-empty file, and the output
@@ -56,8 +78,8 @@ QString sourceRefusal(const QString &txtPath, const QString &output);
 class ConvertJob : public QObject {
     Q_OBJECT
 public:
-    // The source's length in seconds; 0 when it is not known.
-    using DurationProbe = std::function<double(const QString &source)>;
+    // The source's length in seconds, or why it cannot be read as audio.
+    using DurationProbe = std::function<SourceLength(const QString &source)>;
 
     ConvertJob(const AppFolder &folder, Dialogs &dialogs, ActivityLog &log, cStdIO &runner,
                ProcessRegistry &registry, OptionState &options, MainFormState &form, DurationProbe duration,
@@ -75,20 +97,27 @@ Q_SIGNALS:
     void progressChanged();
 
 private:
-    enum class Step { Done, Failed };
+    enum class Step { Done, LaunchFailed, Failed };
 
     void message(const QString &text);
     void applyIdleControls();
     bool outputMayBeWritten(const QString &output);
+    void showBusy();
     void logHeader(const QString &output);
     Step encode(EncoderInputs &inputs);
     bool writeScripts(EncoderInputs &inputs);
+    QString unreadableSourceType(const EncoderInputs &inputs) const;
     void logOptionLines();
-    Step runPiped(const CommandLine &line);
-    Step runScriptHost(CommandLine line);
+    EncoderEnd runPiped(const CommandLine &line);
+    EncoderEnd runScriptHost(const CommandLine &line);
+    Step finishRun(const EncoderEnd &end, const QString &output);
+    Step failed(const QString &cause);
+    void onEncoderOutput(const QString &chunk);
+    double expectedSeconds() const;
     void writeMp3Tags(const QString &output);
     void closing();
     void errorPath();
+    void failurePath();
     void Timer3_Timer();
     void setTimer3(bool enabled);
 
@@ -103,6 +132,13 @@ private:
     double m_sourceSeconds = 0;
     QTimer m_timer3;
     bool m_scriptHostRunning = false;
+    bool m_abortRequested = false;
+    // While an encoder of this job runs: the end of what it printed, and the
+    // length past which it counts as a runaway (0: not watched).
+    bool m_watching = false;
+    QString m_encoderTail;
+    double m_runawayLimit = 0;
+    QString m_stopReason;
     ConvertResult m_result;
 };
 

@@ -1,25 +1,101 @@
 #include "convert/SourceDuration.h"
 
-#include "platform/AppFolder.h"
+#include "media/WavHeader.h"
 #include "platform/ChildProcess.h"
+#include "platform/ToolChain.h"
 #include "settings/INIManager.h"
 
 #include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 #include <QStandardPaths>
 
 #include <cmath>
+#include <limits>
 
 namespace tonmill {
 
 namespace {
-// A probe reads the container's header only; anything slower is a stuck tool.
-constexpr int kProbeTimeoutMs = 15000;
+
+// Reading the packets of a long film from a slow disk takes a while; a source
+// that never ends (a device, a pipe) must not hold the job for ever.
+constexpr int kMeasureTimeoutMs = 300'000;
+
+struct ToolRun {
+    bool finished = false; // ended by itself, in time
+    int exitCode = -1;
+    QByteArray out;
+    QByteArray err;
+    QString failure; // why it did not finish
+};
+
+// Runs a measuring tool to its end. The window keeps running meanwhile: the
+// job runs on its thread and the wait yields to the event loop.
+ToolRun runToEnd(const QString &program, const QStringList &arguments)
+{
+    ToolRun run;
+    QProcess process;
+    process.setStandardInputFile(QProcess::nullDevice());
+    makeChildDieWithParent(process);
+    process.start(program, arguments);
+    if (!process.waitForStarted(-1)) {
+        run.failure = cannotStart(program, process.errorString());
+        return run;
+    }
+    QElapsedTimer waited;
+    waited.start();
+    const bool ended = waitYielding(process, [&] {
+        // Read as it comes, so that a long packet list never fills the pipe.
+        run.out += process.readAllStandardOutput();
+        run.err += process.readAllStandardError();
+        return waited.elapsed() <= kMeasureTimeoutMs;
+    });
+    if (!ended) {
+        process.kill();
+        process.waitForFinished(-1);
+        run.failure = QStringLiteral("it took longer than %1 s to read").arg(kMeasureTimeoutMs / 1000);
+        return run;
+    }
+    run.out += process.readAllStandardOutput();
+    run.err += process.readAllStandardError();
+    run.finished = process.exitStatus() == QProcess::NormalExit;
+    run.exitCode = process.exitCode();
+    if (!run.finished)
+        run.failure = QStringLiteral("%1 was ended by signal %2").arg(QFileInfo(program).fileName()).arg(process.exitCode());
+    return run;
 }
 
+// A tool's last word on a file, without the file's name that it puts first.
+QString reasonFrom(const QByteArray &errorOutput, const QString &input)
+{
+    QString why = lastLineOf(QString::fromUtf8(errorOutput));
+    if (why.startsWith(input + QStringLiteral(": ")))
+        why = why.mid(input.size() + 2);
+    return why;
+}
+
+SourceLength unreadable(const QString &why)
+{
+    SourceLength length;
+    length.error = why.isEmpty() ? QStringLiteral("the tools could not say why") : why;
+    return length;
+}
+
+std::optional<double> plainWavSeconds(const QString &source)
+{
+    QFile file(source);
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    const std::optional<AudioStreamInfo> info = readWavHeader(file.read(kWavHeadBytes), file.size());
+    return info ? std::optional<double>(info->durationSeconds) : std::nullopt;
+}
+
+} // namespace
+
 SourceDuration::SourceDuration(const AppFolder &folder)
-    : m_settingsFile(folder.file(QStringLiteral("\\Tonmill.ini")))
+    : m_folder(folder)
 {
 }
 
@@ -33,41 +109,98 @@ QString SourceDuration::ffprobeFor(const QString &ffmpegPath)
     return QStandardPaths::findExecutable(QStringLiteral("ffprobe"));
 }
 
-double SourceDuration::parseDuration(const QString &probeOutput)
+std::optional<double> SourceDuration::lengthFromPackets(const QString &probeOutput)
 {
+    std::optional<double> timeBase;
+    qint64 first = std::numeric_limits<qint64>::max();
+    qint64 end = std::numeric_limits<qint64>::min();
     for (const QString &line : probeOutput.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
-        bool ok = false;
-        const double seconds = line.trimmed().toDouble(&ok);
-        if (ok && std::isfinite(seconds) && seconds > 0)
-            return seconds;
+        const QStringList fields = line.trimmed().split(QLatin1Char(','));
+        if (fields.size() == 2 && fields[0] == QLatin1String("stream")) {
+            const QStringList ratio = fields[1].split(QLatin1Char('/'));
+            bool numOk = false;
+            bool denOk = false;
+            const double num = ratio.value(0).toDouble(&numOk);
+            const double den = ratio.value(1).toDouble(&denOk);
+            if (ratio.size() == 2 && numOk && denOk && num > 0 && den > 0)
+                timeBase = num / den;
+        } else if (fields.size() == 3 && fields[0] == QLatin1String("packet")) {
+            bool ptsOk = false;
+            bool durationOk = false;
+            const qint64 pts = fields[1].toLongLong(&ptsOk);
+            const qint64 duration = fields[2].toLongLong(&durationOk);
+            if (!ptsOk)
+                continue; // a packet without a time says nothing of the length
+            first = std::min(first, pts);
+            end = std::max(end, pts + (durationOk && duration > 0 ? duration : 0));
+        }
     }
-    return 0;
+    if (!timeBase || end == std::numeric_limits<qint64>::min())
+        return std::nullopt;
+    // Samples before time 0 (an encoder's priming) are dropped by the decoder;
+    // a stream that starts later is counted from its start.
+    const double seconds = double(end - std::max<qint64>(first, 0)) * *timeBase;
+    return std::isfinite(seconds) && seconds > 0 ? std::optional<double>(seconds) : std::nullopt;
 }
 
-double SourceDuration::operator()(const QString &source) const
+SourceLength SourceDuration::operator()(const QString &source) const
 {
-    const QString ffprobe = ffprobeFor(ReadIniValue(QStringLiteral("General"), QStringLiteral("FFMPEG"), m_settingsFile));
-    if (ffprobe.isEmpty() || !QFileInfo(source).isFile())
-        return 0;
-    QProcess probe;
-    probe.setStandardErrorFile(QProcess::nullDevice());
-    makeChildDieWithParent(probe);
+    const QString ffmpeg =
+        ReadIniValue(QStringLiteral("General"), QStringLiteral("FFMPEG"), m_folder.file(QStringLiteral("\\Tonmill.ini")));
+    if (source.endsWith(QLatin1String(".avs"), Qt::CaseInsensitive))
+        return askInterpreter(source, ffmpeg);
+    if (const std::optional<double> seconds = plainWavSeconds(source)) {
+        SourceLength length;
+        length.seconds = *seconds;
+        return length;
+    }
+    return measurePackets(source, ffmpeg);
+}
+
+SourceLength SourceDuration::measurePackets(const QString &source, const QString &ffmpeg) const
+{
+    const QString ffprobe = ffprobeFor(ffmpeg);
+    if (ffprobe.isEmpty())
+        return unreadable(QStringLiteral("ffprobe was found neither beside \"%1\" nor on the search path").arg(ffmpeg));
     // "file:" keeps a name that begins with "-" or holds a ":" from being read
     // as an option or another protocol.
-    probe.start(ffprobe, {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
-                          QStringLiteral("format=duration"), QStringLiteral("-of"),
-                          QStringLiteral("default=noprint_wrappers=1:nokey=1"),
-                          QStringLiteral("file:") + QFileInfo(source).absoluteFilePath()});
-    if (!probe.waitForStarted(-1))
-        return 0;
-    if (!probe.waitForFinished(kProbeTimeoutMs)) {
-        probe.kill();
-        probe.waitForFinished(-1);
-        return 0;
-    }
-    if (probe.exitStatus() != QProcess::NormalExit || probe.exitCode() != 0)
-        return 0;
-    return parseDuration(QString::fromUtf8(probe.readAllStandardOutput()));
+    const QString input = QStringLiteral("file:") + QFileInfo(source).absoluteFilePath();
+    const ToolRun run = runToEnd(ffprobe, {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-select_streams"),
+                                           QStringLiteral("a:0"), QStringLiteral("-show_entries"),
+                                           QStringLiteral("stream=time_base:packet=pts,duration"), QStringLiteral("-of"),
+                                           QStringLiteral("csv"), input});
+    if (!run.failure.isEmpty())
+        return unreadable(run.failure);
+    if (run.exitCode != 0)
+        return unreadable(reasonFrom(run.err, input));
+    const QString list = QString::fromUtf8(run.out);
+    if (!list.contains(QLatin1String("stream,")))
+        return unreadable(QStringLiteral("it holds no audio"));
+    const std::optional<double> seconds = lengthFromPackets(list);
+    if (!seconds)
+        return unreadable(QStringLiteral("no audio could be read from it"));
+    SourceLength length;
+    length.seconds = *seconds;
+    return length;
+}
+
+SourceLength SourceDuration::askInterpreter(const QString &script, const QString &ffmpeg) const
+{
+    const QString interpreter = m_folder.file(QStringLiteral("Tools/tonmill-avs"));
+    const ToolRun run = runToEnd(interpreter, {QStringLiteral("--ffmpeg"), ffmpeg, QStringLiteral("--length"), script});
+    if (!run.failure.isEmpty())
+        return unreadable(run.failure);
+    if (run.exitCode != 0)
+        return unreadable(reasonFrom(run.err, QStringLiteral("tonmill-avs")));
+    bool ok = false;
+    const double seconds = QString::fromUtf8(run.out).trimmed().toDouble(&ok);
+    // A script whose sources do not say how long they are cannot be cut to
+    // its length.
+    if (!ok || !std::isfinite(seconds) || seconds <= 0)
+        return unreadable(QStringLiteral("the script interpreter cannot tell its length"));
+    SourceLength length;
+    length.seconds = seconds;
+    return length;
 }
 
 } // namespace tonmill

@@ -1,29 +1,51 @@
 #pragma once
 
+#include "platform/AppFolder.h"
+
 #include <QString>
+
+#include <optional>
 
 namespace tonmill {
 
-class AppFolder;
+// What the job learns of a source before it converts it.
+struct SourceLength {
+    double seconds = 0;
+    // Why the source cannot be read as audio, in ffmpeg's words where it
+    // gave some; empty when it can.
+    QString error;
 
-// The length of a source in seconds, asked of ffprobe synchronously: the
-// ffprobe beside the configured ffmpeg, else the one on the search path.
-// 0 when the length cannot be learnt, as a player reports for a file it
-// cannot load.
+    bool ok() const { return error.isEmpty(); }
+};
+
+// The length of a source's sound in seconds, taken from the stream itself:
+// headers lie (a VBR MP3 without a frame count is guessed from its first
+// frames, a cut-off file claims its full length, a streamed file claims
+// nothing), so every source is measured by reading its audio packets, which
+// costs a small fraction of decoding them. A plain WAV whose header matches
+// the file's size is read from its header; a script (.avs) is asked of the
+// script interpreter in Tools/. The measuring tools are the ffprobe beside
+// the configured ffmpeg, else the one on the search path.
 class SourceDuration {
 public:
     explicit SourceDuration(const AppFolder &folder);
 
-    double operator()(const QString &source) const;
+    SourceLength operator()(const QString &source) const;
 
     // The ffprobe to ask, for an ffmpeg path as the settings hold it; empty
     // when there is none.
     static QString ffprobeFor(const QString &ffmpegPath);
-    // The seconds in ffprobe's "format=duration" output; 0 when it holds none.
-    static double parseDuration(const QString &probeOutput);
+    // The seconds of sound that ffprobe's packet list spans, from its CSV
+    // output ("stream,TIME_BASE" and "packet,PTS,DURATION" lines): from the
+    // first sample the decoder keeps to the end of the last packet. Nothing
+    // when the list names no audio stream or holds no timed packet.
+    static std::optional<double> lengthFromPackets(const QString &probeOutput);
 
 private:
-    QString m_settingsFile;
+    SourceLength measurePackets(const QString &source, const QString &ffmpeg) const;
+    SourceLength askInterpreter(const QString &script, const QString &ffmpeg) const;
+
+    AppFolder m_folder;
 };
 
 } // namespace tonmill

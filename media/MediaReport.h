@@ -7,6 +7,7 @@
 
 namespace tonmill {
 
+class ActivityLog;
 class ConsolePane;
 class ReadOutput;
 
@@ -24,19 +25,29 @@ QString fileInfoDisplayText(QString reportText);
 // normalised text in the console pane and writes fileData.ini.
 class MediaReport {
 public:
-    MediaReport(const AppFolder &folder, ReadOutput &reader, ConsolePane &pane);
+    MediaReport(const AppFolder &folder, ReadOutput &reader, ConsolePane &pane, ActivityLog &log);
 
     CommandLine commandFor(const QString &sourcePath) const;
-    // Nothing happens for an empty path. When the tool cannot run, or the
-    // report cannot be written, the routine stops where it is.
-    void RunMediaReport(const QString &txtPath);
+    // Nothing happens for an empty path. Otherwise the previous report goes
+    // first, so that a report that fails leaves none rather than another
+    // file's: when the tool cannot run, fails, or prints no report, the log
+    // says so and why, and no fileData.ini is left. The source can still be
+    // converted. True when a report was written.
+    bool RunMediaReport(const QString &txtPath);
+    // Why the last report failed, as logged; empty when it did not.
+    const QString &lastFailure() const { return m_lastFailure; }
 
     QString reportFile() const { return m_folder.file(QStringLiteral("fileData.ini")); }
 
 private:
+    QString failureOfRun(const QString &readerError) const;
+    bool fail(const QString &txtPath, const QString &why);
+
     AppFolder m_folder;
     ReadOutput &m_reader;
     ConsolePane &m_pane;
+    ActivityLog &m_log;
+    QString m_lastFailure;
 };
 
 } // namespace tonmill

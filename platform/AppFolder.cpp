@@ -46,9 +46,12 @@ QString AppFolder::file(const QString &relative) const
 
 AppFolder AppFolder::fromArguments(const QStringList &arguments, const QString &executableDir)
 {
-    const qsizetype at = arguments.indexOf(QStringLiteral("--home"));
-    if (at >= 0 && at + 1 < arguments.size())
-        return AppFolder(arguments.at(at + 1));
+    for (qsizetype i = 1; i < arguments.size(); ++i) {
+        if (arguments[i] == QLatin1String("--home") && i + 1 < arguments.size())
+            return AppFolder(arguments[i + 1]);
+        if (arguments[i].startsWith(QLatin1String("--home=")))
+            return AppFolder(arguments[i].mid(7));
+    }
     return AppFolder(executableDir);
 }
 

@@ -20,7 +20,8 @@ public:
     // each known component folded to its one spelling on disk.
     QString file(const QString &relative) const;
 
-    // "--home DIR" when the arguments hold it, otherwise the executable's folder.
+    // "--home DIR" or "--home=DIR" when the arguments (the program's name
+    // first) hold it, otherwise the executable's folder.
     static AppFolder fromArguments(const QStringList &arguments, const QString &executableDir);
 
 private:

@@ -1,5 +1,6 @@
 #include "platform/ChildProcess.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QProcess>
 
@@ -20,6 +21,22 @@ void makeChildDieWithParent(QProcess &process)
         if (::getppid() != parent)
             ::_exit(127);
     });
+}
+
+bool waitYielding(QProcess &process, const std::function<bool()> &between)
+{
+    constexpr int kSliceMs = 20;
+    // The end may be noticed by the event loop rather than by the wait, and a
+    // wait on a process already known to have ended returns false at once:
+    // the state decides.
+    while (process.state() != QProcess::NotRunning) {
+        if (process.waitForFinished(kSliceMs))
+            break;
+        if (between && !between())
+            return false;
+        QCoreApplication::processEvents();
+    }
+    return true;
 }
 
 namespace {

@@ -2,6 +2,8 @@
 
 #include <QtGlobal>
 
+#include <functional>
+
 class QProcess;
 
 namespace tonmill {
@@ -10,6 +12,11 @@ namespace tonmill {
 // that it can be ended together with whatever it starts) and is killed by the
 // kernel the moment this program dies, however it dies.
 void makeChildDieWithParent(QProcess &process);
+
+// Waits for a started process to end while the event loop runs on, in short
+// slices; between slices it calls `between` (to read output, say), which ends
+// the wait early by returning false. True when the process has ended.
+bool waitYielding(QProcess &process, const std::function<bool()> &between = {});
 
 // True while the process exists and has not yet ended (a zombie has ended).
 bool isProcessAlive(qint64 pid);

@@ -4,16 +4,12 @@
 #include "platform/ChildProcess.h"
 #include "platform/ProcessRegistry.h"
 
-#include <QCoreApplication>
 #include <QFileInfo>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QStringDecoder>
 
 namespace tonmill {
-
-namespace {
-constexpr int kWaitSliceMs = 30;
-}
 
 bool isLaunchFailureStatus(int exitCode)
 {
@@ -25,6 +21,28 @@ QString helperReason(const QString &line)
     static const QRegularExpression pattern(QStringLiteral("^[\\w.-]+: error: (.+)$"));
     const QRegularExpressionMatch m = pattern.match(line.trimmed());
     return m.hasMatch() ? m.captured(1) : QString();
+}
+
+QString lastLineOf(const QString &text)
+{
+    const QStringList lines = text.split(QLatin1Char('\n'));
+    for (auto it = lines.crbegin(); it != lines.crend(); ++it) {
+        if (!it->trimmed().isEmpty())
+            return it->trimmed();
+    }
+    return {};
+}
+
+QString cannotStart(const QString &program, const QString &why)
+{
+    const QString text = QStringLiteral("cannot start \"%1\"").arg(program);
+    return why.isEmpty() ? text : text + QStringLiteral(": ") + why;
+}
+
+QString launchFailureReason(const QString &program, const QString &outputTail)
+{
+    const QString reason = helperReason(lastLineOf(outputTail));
+    return reason.isEmpty() ? cannotStart(program) : reason;
 }
 
 QString partialOutputName(const QString &output)
@@ -40,21 +58,43 @@ CommandLine throughStandIns(const CommandLine &line, const AppFolder &folder)
     return routed;
 }
 
-int ScriptHostRun(ProcessRegistry &registry, const CommandLine &line)
+ScriptHostEnd ScriptHostRun(ProcessRegistry &registry, const CommandLine &line,
+                            const std::function<void(const QString &)> &output)
 {
+    ScriptHostEnd end;
     QProcess process;
-    process.setStandardOutputFile(QProcess::nullDevice());
-    process.setStandardErrorFile(QProcess::nullDevice());
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.setStandardInputFile(QProcess::nullDevice());
     makeChildDieWithParent(process);
     process.start(line.program, line.arguments);
-    if (!process.waitForStarted(-1))
-        return -1;
+    if (!process.waitForStarted(-1)) {
+        end.launchFailure = cannotStart(line.program, process.errorString());
+        return end;
+    }
+    end.started = true;
     const qint64 pid = process.processId();
     registry.add(pid, line.imageName.isEmpty() ? QFileInfo(line.program).fileName() : line.imageName);
-    while (!process.waitForFinished(kWaitSliceMs))
-        QCoreApplication::processEvents();
+    QStringDecoder decoder(QStringDecoder::Utf8);
+    QString tail;
+    const auto take = [&] {
+        const QString text = decoder(process.readAll());
+        if (text.isEmpty())
+            return;
+        tail = (tail + text).right(kOutputTailSize);
+        if (output)
+            output(text);
+    };
+    waitYielding(process, [&] {
+        take();
+        return true;
+    });
+    take();
     registry.remove(pid);
-    return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    end.endedBySignal = process.exitStatus() == QProcess::CrashExit;
+    end.exitCode = process.exitCode();
+    if (!end.endedBySignal && isLaunchFailureStatus(end.exitCode))
+        end.launchFailure = launchFailureReason(line.arguments.value(0, line.program), tail);
+    return end;
 }
 
 } // namespace tonmill

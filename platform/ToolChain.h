@@ -2,6 +2,8 @@
 
 #include "process/CommandLine.h"
 
+#include <functional>
+
 namespace tonmill {
 
 class AppFolder;
@@ -18,6 +20,19 @@ bool isLaunchFailureStatus(int exitCode);
 // The reason of such a line; empty for any other line.
 QString helperReason(const QString &line);
 
+// The last line of a text that is not blank; empty when there is none.
+QString lastLineOf(const QString &text);
+
+// "cannot start "PROGRAM"", with ": WHY" when a reason is given.
+QString cannotStart(const QString &program, const QString &why = {});
+
+// Why a run that ended with a launch-failure status could not run its
+// program: the helper's reason from the end of its output (the last
+// kOutputTailSize characters are enough), or else that the program could not
+// be started.
+QString launchFailureReason(const QString &program, const QString &outputTail);
+constexpr qsizetype kOutputTailSize = 1024;
+
 // The name an encoder's output has until it is finished; renamed to the
 // output only when complete, removed whenever the encode does not finish.
 QString partialOutputName(const QString &output);
@@ -33,11 +48,22 @@ class ProcessRegistry;
 // imageName unchanged, so ending processes by name still finds it.
 CommandLine throughStandIns(const CommandLine &line, const AppFolder &folder);
 
+// How a run of the script host ended.
+struct ScriptHostEnd {
+    bool started = false;
+    // The exit status, or with endedBySignal the number of the signal.
+    int exitCode = -1;
+    bool endedBySignal = false;
+    // Why the program could not be run: it could not be started, or its
+    // helper ended with a launch-failure status. Empty otherwise.
+    QString launchFailure;
+};
+
 // The script host's Run with wait-on-return: runs the (routed) line to its
 // end while yielding to the event loop, registered under the line's image
 // name so that ending by name ("QuEnc.exe") reaches it. Its output is not
-// shown. The exit status; -1 when it could not be started or did not end by
-// itself.
-int ScriptHostRun(ProcessRegistry &registry, const CommandLine &line);
+// shown; each piece of it goes to `output` when one is given.
+ScriptHostEnd ScriptHostRun(ProcessRegistry &registry, const CommandLine &line,
+                            const std::function<void(const QString &)> &output = {});
 
 } // namespace tonmill

@@ -2,6 +2,8 @@
 
 #include "platform/NumberFormat.h"
 
+#include <QRegularExpression>
+
 #include <cmath>
 #include <limits>
 
@@ -72,6 +74,16 @@ void statusLineTick(const QString &pane, std::optional<double> duration, Progres
 }
 
 } // namespace
+
+std::optional<double> encodedSeconds(const QString &output)
+{
+    static const QRegularExpression progress(
+        QStringLiteral(R"((?:\btime=\s*|Encoding WMA: (?:\d+% \()?)(\d+(?:\.\d+)?))"));
+    std::optional<double> seconds;
+    for (auto it = progress.globalMatch(output); it.hasNext();)
+        seconds = it.next().captured(1).toDouble();
+    return seconds;
+}
 
 void progressTick(const QString &rtbOutput, const QString &txtFormat, std::optional<double> duration,
                   ProgressDisplay &display)

@@ -23,4 +23,9 @@ struct ProgressDisplay {
 void progressTick(const QString &rtbOutput, const QString &txtFormat, std::optional<double> duration,
                   ProgressDisplay &display);
 
+// The seconds of sound an encoder reports as written in the last progress
+// line of a piece of its output: the status line's "time=" or the WMA
+// encoder's own line. Nothing when the piece holds no progress line.
+std::optional<double> encodedSeconds(const QString &output);
+
 } // namespace tonmill

@@ -2,6 +2,7 @@
 
 #include "platform/ChildProcess.h"
 #include "platform/ProcessRegistry.h"
+#include "platform/ToolChain.h"
 #include "process/cKillProcess.h"
 
 #include <QCoreApplication>
@@ -48,6 +49,9 @@ void ReadOutput::ProcessCommand()
         return;
     }
     m_processing = true;
+    m_exitCode = 0;
+    m_endedBySignal = false;
+    m_launchFailure.clear();
 
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
@@ -56,6 +60,7 @@ void ReadOutput::ProcessCommand()
     process.start(m_command.program, m_command.arguments);
     if (!process.waitForStarted(-1)) {
         m_processing = false;
+        m_launchFailure = cannotStart(m_command.program, process.errorString());
         Q_EMIT Error(QStringLiteral("CreateProcess failed."),
                      process.error() == QProcess::FailedToStart ? ENOENT : EIO);
         return;
@@ -67,6 +72,8 @@ void ReadOutput::ProcessCommand()
     m_cancelRequested = false;
 
     bool cancelled = false;
+    bool launchFailed = false;
+    QString tail; // the end of what the child wrote, for a launch failure's reason
     for (;;) {
         QCoreApplication::processEvents();
         if (m_cancelRequested) {
@@ -81,12 +88,21 @@ void ReadOutput::ProcessCommand()
         }
         if (process.bytesAvailable() == 0) {
             // The child has ended and everything it wrote has been read.
+            m_endedBySignal = process.exitStatus() == QProcess::CrashExit;
+            m_exitCode = process.exitCode();
+            if (!m_endedBySignal && isLaunchFailureStatus(m_exitCode)) {
+                m_launchFailure = launchFailureReason(m_command.program, tail);
+                launchFailed = true;
+                break;
+            }
             Q_EMIT GotChunk(QString(), true);
             Q_EMIT Complete();
             cancelled = m_cancelRequested;
             break;
         }
-        Q_EMIT GotChunk(m_decoder(process.read(kChunkSize)), false);
+        const QString chunk = m_decoder(process.read(kChunkSize));
+        tail = (tail + chunk).right(kOutputTailSize);
+        Q_EMIT GotChunk(chunk, false);
     }
 
     if (cancelled && !CloseProcess(pid, 0))
@@ -97,6 +113,8 @@ void ReadOutput::ProcessCommand()
     m_registry.remove(pid);
     m_processing = false;
     m_cancelRequested = false;
+    if (launchFailed)
+        Q_EMIT Error(QStringLiteral("CreateProcess failed."), m_exitCode == kHelperProgramMissing ? ENOENT : EACCES);
 }
 
 } // namespace tonmill

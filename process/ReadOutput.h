@@ -15,6 +15,9 @@ class ProcessRegistry;
 // console pane that shows the media tool's report. The command is executed
 // directly, never through a shell. ProcessCommand returns when the run is over;
 // while it waits it yields to the event loop, so the window stays alive.
+// A child that ends with the helpers' launch-failure status (126 or 127, the
+// media tool stand-in finding no MediaInfo) is reported as "CreateProcess
+// failed." in place of the closing chunk and Complete.
 class ReadOutput : public QObject {
     Q_OBJECT
 public:
@@ -38,6 +41,13 @@ public:
 
     bool processing() const { return m_processing; }
 
+    // How the last run that started ended: its exit status, or with
+    // endedBySignal the number of the signal that ended it.
+    int exitCode() const { return m_exitCode; }
+    bool endedBySignal() const { return m_endedBySignal; }
+    // Why the last "CreateProcess failed." came: the program and what was wrong.
+    const QString &launchFailure() const { return m_launchFailure; }
+
 Q_SIGNALS:
     void Error(const QString &description, qint32 lastDllError);
     void GotChunk(const QString &sChunk, bool lastChunk);
@@ -51,6 +61,9 @@ private:
     QStringDecoder m_decoder;
     bool m_processing = false;
     bool m_cancelRequested = false;
+    int m_exitCode = 0;
+    bool m_endedBySignal = false;
+    QString m_launchFailure;
 };
 
 } // namespace tonmill

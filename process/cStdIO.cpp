@@ -2,6 +2,7 @@
 
 #include "platform/ChildProcess.h"
 #include "platform/ProcessRegistry.h"
+#include "platform/ToolChain.h"
 #include "process/cKillProcess.h"
 
 #include <QCoreApplication>
@@ -108,12 +109,16 @@ QString cStdIO::ExecuteCommand(const CommandLine &commandLine)
         return {};
     }
 
+    m_exitCode = 0;
+    m_endedBySignal = false;
+    m_launchFailure.clear();
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
     makeChildDieWithParent(process);
     process.start(m_commandLine.program, m_commandLine.arguments);
     if (!process.waitForStarted(-1)) {
         m_ready = true;
+        m_launchFailure = cannotStart(m_commandLine.program, process.errorString());
         raiseError(CreateProcessFailed);
         return {};
     }
@@ -147,10 +152,19 @@ QString cStdIO::ExecuteCommand(const CommandLine &commandLine)
     if (!cancelled) {
         m_process = nullptr;
         m_registry.remove(pid);
+        m_endedBySignal = process.exitStatus() == QProcess::CrashExit;
+        m_exitCode = process.exitCode();
+        if (!m_endedBySignal && isLaunchFailureStatus(m_exitCode)) {
+            m_launchFailure = launchFailureReason(m_commandLine.arguments.value(0, m_commandLine.program), output.right(kOutputTailSize));
+            raiseError(CreateProcessFailed);
+            return {};
+        }
         Q_EMIT Complete();
     } else {
         const bool ended = cKillProcess(m_registry).KillProcess(pid);
         process.waitForFinished(ended ? 1000 : 0);
+        m_endedBySignal = process.exitStatus() == QProcess::CrashExit;
+        m_exitCode = process.exitCode();
         m_process = nullptr;
         m_registry.remove(pid);
         if (ended)

@@ -16,6 +16,11 @@ class ProcessRegistry;
 // has gone, but yields to the event loop on every round, so timers, buttons and
 // the handlers of these signals run nested inside it. Failures are reported
 // through Error, never thrown.
+//
+// The encoders run through a helper in Tools/, so a program that cannot be
+// started is often found only by the helper: a child that ends with the
+// helpers' launch-failure status (126 or 127) is reported as Error 406, like a
+// child that could not be started at all, and never as Complete.
 class cStdIO : public QObject {
     Q_OBJECT
 public:
@@ -50,6 +55,13 @@ public:
     // The id of the running child, 0 when none.
     qint64 processId() const;
 
+    // How the last run that started ended: its exit status, or with
+    // endedBySignal the number of the signal that ended it.
+    int exitCode() const { return m_exitCode; }
+    bool endedBySignal() const { return m_endedBySignal; }
+    // Why the last Error 406 came: the program and what was wrong with it.
+    const QString &launchFailure() const { return m_launchFailure; }
+
 Q_SIGNALS:
     void GotData(const QString &data);
     void CancelSuccess();
@@ -69,6 +81,9 @@ private:
     QProcess *m_process = nullptr;
     bool m_ready = true;
     bool m_cancelRequested = false;
+    int m_exitCode = 0;
+    bool m_endedBySignal = false;
+    QString m_launchFailure;
 };
 
 } // namespace tonmill

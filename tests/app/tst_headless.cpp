@@ -350,16 +350,16 @@ void TestHeadless::badInputFailsCleanly()
         {{QStringLiteral("--convert"), home.path(QStringLiteral("missing.wav"))}, QStringLiteral("does not exist"), false},
         {{QStringLiteral("--convert"), home.path(QStringLiteral("folder.wav"))}, QStringLiteral("is a folder"), false},
         {{QStringLiteral("--convert"), home.path(QStringLiteral("empty.mp3"))}, QStringLiteral("is empty"), false},
-        {{QStringLiteral("--convert"), home.path(QStringLiteral("random.mp3"))}, QStringLiteral("tonmill-run: error:"), false},
+        {{QStringLiteral("--convert"), home.path(QStringLiteral("random.mp3"))}, QStringLiteral("cannot be read as audio"), false},
         {{QStringLiteral("--convert"), tone, QStringLiteral("--format"), QStringLiteral("WAV"), QStringLiteral("--output"), tone,
           QStringLiteral("--replace")},
          QStringLiteral("the selected file itself"), false},
         {{QStringLiteral("--convert"), tone, QStringLiteral("--output"), QStringLiteral("/proc/out.mp3")},
          QStringLiteral("cannot write"), false},
-        {{QStringLiteral("--convert"), home.path(QStringLiteral("q\"uote.wav"))}, QStringLiteral("tonmill-run: error:"), true},
+        {{QStringLiteral("--convert"), home.path(QStringLiteral("q\"uote.wav"))}, QStringLiteral("cannot run the script"), true},
         {{QStringLiteral("--convert"), home.path(QStringLiteral("d$(touch PWNED).wav"))}, QString(), true},
         {{QStringLiteral("--convert"), home.path(QStringLiteral("semi;colon.wav"))}, QString(), true},
-        {{QStringLiteral("--convert"), home.path(QStringLiteral("new\nline.wav"))}, QStringLiteral("tonmill-run: error:"), true},
+        {{QStringLiteral("--convert"), home.path(QStringLiteral("new\nline.wav"))}, QStringLiteral("cannot run the script"), true},
         {{QStringLiteral("--convert"), home.path(QStringLiteral("Ünïcødé ñ.wav"))}, QString(), true},
     };
     const QByteArray toneBytes = readAll(tone);
@@ -382,20 +382,6 @@ void TestHeadless::badInputFailsCleanly()
     QCOMPARE(readAll(tone), toneBytes);
     QVERIFY(!QFileInfo::exists(QStringLiteral("PWNED")));
     QVERIFY(!QFileInfo::exists(home.path(QStringLiteral("PWNED"))));
-
-    // A wrong ffmpeg path and a missing media tool.
-    Home wrong("[General]\r\nFFMPEG=/nonexistent/ffmpeg\r\n");
-    Result r = wrong.convert({QStringLiteral("--convert"), tone});
-    QCOMPARE(r.status, 1);
-    QVERIFY2(r.err.contains(QStringLiteral("/nonexistent/ffmpeg")), qPrintable(r.err));
-    Home noTool;
-    QFile::remove(noTool.app + QStringLiteral("/Tools"));
-    QDir().mkpath(noTool.app + QStringLiteral("/Tools"));
-    QFile::link(test::builtAppDir() + QStringLiteral("/Tools/tonmill-run"), noTool.app + QStringLiteral("/Tools/tonmill-run"));
-    r = noTool.convert({QStringLiteral("--convert"), tone});
-    QCOMPARE(r.status, 1);
-    QVERIFY2(r.err.contains(QStringLiteral("media tool is missing")), qPrintable(r.err));
-    QCOMPARE(readAll(tone), toneBytes);
 }
 
 void TestHeadless::signalsAbortTheEncode()

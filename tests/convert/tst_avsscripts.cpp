@@ -186,6 +186,11 @@ void TestAVSScripts::fullScriptOptions()
     aac.rate = QStringLiteral("16100");
     QCOMPARE(fullScript(aac, folder)->at(7), QStringLiteral("ResampleAudio (16100)"));
 
+    // Less than one frame still ends after the first: 0 would mean the end.
+    FullScriptInputs tiny = noUpmix;
+    tiny.duration = 0.01;
+    QCOMPARE(fullScript(tiny, folder)->at(6), QStringLiteral("Trim(Clip3,0,1)"));
+
     // A duration that is no number makes no script.
     FullScriptInputs broken = noUpmix;
     broken.duration = qQNaN();

@@ -129,14 +129,17 @@ private Q_SLOTS:
 
 void TestConvertJob::outputNaming()
 {
-    QCOMPARE(outputPathFor(QStringLiteral("D:\\m\\song.mp3"), QString(), true, QStringLiteral("aac")),
-             QStringLiteral("D:\\m\\song_Konverted.aac"));
-    // Four characters go whatever the extension's length.
-    QCOMPARE(outputPathFor(QStringLiteral("C:\\a\\b.flac"), QString(), true, QStringLiteral("mp3")),
-             QStringLiteral("C:\\a\\b._Konverted.mp3"));
+    // The whole extension goes, whatever its length; only the file's own name has one.
+    const QList<std::pair<QString, QString>> beside = {
+        {"D:\\m\\song.mp3", "D:\\m\\song_Konverted.aac"}, {"/m/song.wv", "/m/song_Konverted.aac"},
+        {"/m/b.flac", "/m/b_Konverted.aac"},                  {"/m/a.tar.gz", "/m/a.tar_Konverted.aac"},
+        {"/m.d/song", "/m.d/song_Konverted.aac"},             {"/m/.hidden", "/m/.hidden_Konverted.aac"},
+        {"ab", "ab_Konverted.aac"},
+    };
+    for (const auto &[source, output] : beside)
+        QCOMPARE(outputPathFor(source, QString(), true, QStringLiteral("aac")), output);
     QCOMPARE(outputPathFor(QStringLiteral("/a/b.wav"), QStringLiteral("/c/d.mp3"), false, QStringLiteral("aac")),
              QStringLiteral("/c/d.mp3"));
-    QCOMPARE(outputPathFor(QStringLiteral("ab"), QString(), true, QStringLiteral("wav")), QStringLiteral("_Konverted.wav"));
 }
 
 void TestConvertJob::emptySourceShowsMessageOnly()
@@ -359,7 +362,9 @@ void TestConvertJob::errorPathLogsAndShowsLaunchFailure()
         QCOMPARE(f.dialogs.messages().last().text, launchFailed);
         QCOMPARE(f.dialogs.messages().last().buttons, DialogButtons::Ok);
         const QStringList lines = logLines(f.log);
-        QVERIFY(lines[lines.size() - 3].endsWith(QStringLiteral(" -> Error #406: CreateProcess failed.")));
+        QVERIFY(lines[lines.size() - 4].endsWith(QStringLiteral(" -> Error #406: CreateProcess failed.")));
+        QVERIFY2(lines[lines.size() - 3].endsWith(QStringLiteral(" -> Error: cannot start \"") + f.app + QStringLiteral("/Tools/tonmill-run\": execvp: No such file or directory")),
+                 qPrintable(lines[lines.size() - 3]));
         QCOMPARE(lines.mid(lines.size() - 2),
                  (QStringList{QStringLiteral("PROCESS LAUNCH FAILED!"), QStringLiteral("Please, press 'Convert' button again!")}));
         QVERIFY(!QFileInfo::exists(f.path(QStringLiteral("tone_Konverted.mp3"))));
@@ -375,8 +380,8 @@ void TestConvertJob::errorPathLogsAndShowsLaunchFailure()
         f.dialogs.answer(DialogAnswer::Ok);
         f.job->btnConvert_Click();
         QCOMPARE(f.dialogs.messages().last().text, launchFailed);
-        QVERIFY(f.log.text().endsWith(QStringLiteral(" -- Profile: Narrow Band\r\nPROCESS LAUNCH FAILED!\r\n"
-                                                     "Please, press 'Convert' button again!\r\n")));
+        QVERIFY(f.log.text().endsWith(QStringLiteral(" -> Error: no encoder line can be made of these options\r\n"
+                                                     "PROCESS LAUNCH FAILED!\r\nPlease, press 'Convert' button again!\r\n")));
     }
 }
 
@@ -431,7 +436,9 @@ void TestConvertJob::abortEndsTheEncoder()
             QVERIFY(f.log.text().endsWith(QStringLiteral(" -- Bitrate: 384\r\n") + kSeparator + kCrLf));
         else
             QVERIFY2(aborted.match(f.log.text()).hasMatch(), qPrintable(f.log.text().right(300)));
-        QVERIFY(!QFileInfo(f.path(QStringLiteral("long_Konverted.") + QLatin1String(extension))).size());
+        const QString output = f.path(QStringLiteral("long_Konverted.") + QLatin1String(extension));
+        QVERIFY(!QFileInfo(output).size());
+        QVERIFY(!QFileInfo::exists(output + QStringLiteral(".part")));
     }
 }
 

@@ -1,3 +1,4 @@
+#include "app/ActivityLog.h"
 #include "media/FileSelection.h"
 #include "media/MediaReport.h"
 #include "options/MainFormState.h"
@@ -32,7 +33,8 @@ struct Selection {
     ProcessRegistry registry;
     ReadOutput reader{registry};
     ConsolePane pane{home.folder.path()};
-    MediaReport report{home.folder, reader, pane};
+    ActivityLog log;
+    MediaReport report{home.folder, reader, pane, log};
     MainFormState form;
     OptionState options;
     test::TestDialogs dialogs;

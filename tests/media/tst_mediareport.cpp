@@ -1,3 +1,4 @@
+#include "app/ActivityLog.h"
 #include "media/MediaReport.h"
 #include "platform/ProcessRegistry.h"
 #include "process/ConsolePane.h"
@@ -14,7 +15,7 @@ class TestMediaReport : public QObject {
 private Q_SLOTS:
     void normalisationSteps();
     void fileInfoText();
-    void emptyPathAndMissingToolLeaveTheOldReport();
+    void emptyPathKeepsAndFailedRunRemovesTheReport();
 };
 
 void TestMediaReport::normalisationSteps()
@@ -68,7 +69,7 @@ void TestMediaReport::fileInfoText()
                             "+++++++++\r\n + Audio +\r\n+++++++++\r\nChannel(s) = 2 channels"));
 }
 
-void TestMediaReport::emptyPathAndMissingToolLeaveTheOldReport()
+void TestMediaReport::emptyPathKeepsAndFailedRunRemovesTheReport()
 {
     QTemporaryDir home;
     const AppFolder folder(home.path());
@@ -76,7 +77,8 @@ void TestMediaReport::emptyPathAndMissingToolLeaveTheOldReport()
     ReadOutput reader(registry);
     ConsolePane pane(folder.path());
     pane.attach(reader);
-    MediaReport report(folder, reader, pane);
+    ActivityLog log;
+    MediaReport report(folder, reader, pane, log);
     QCOMPARE(report.commandFor(QStringLiteral("/m/it's é.mp3")).text,
              QStringLiteral("\"") + home.path() + QStringLiteral("/Tools/MediaInfo/mediainfo\" \"/m/it's é.mp3\""));
     QCOMPARE(report.commandFor(QStringLiteral("/m/it's é.mp3")).arguments, QStringList{QStringLiteral("/m/it's é.mp3")});
@@ -86,12 +88,18 @@ void TestMediaReport::emptyPathAndMissingToolLeaveTheOldReport()
     old.write("[General]\r\nTitle=Old\r\n");
     old.close();
     pane.setText(QStringLiteral("kept"));
-    report.RunMediaReport(QString());
+    QVERIFY(!report.RunMediaReport(QString()));
     QCOMPARE(pane.text(), QStringLiteral("kept"));
-    // This folder has no Tools/MediaInfo: the tool cannot start.
-    report.RunMediaReport(QStringLiteral("/m/a.mp3"));
-    QVERIFY(old.open(QIODevice::ReadOnly));
-    QCOMPARE(old.readAll(), QByteArray("[General]\r\nTitle=Old\r\n"));
+    QVERIFY(QFile::exists(report.reportFile()));
+    QVERIFY(log.text().isEmpty());
+    // This folder has no Tools/MediaInfo: the tool cannot start, and the old
+    // report, which is another file's, goes.
+    QVERIFY(!report.RunMediaReport(QStringLiteral("/m/a.mp3")));
+    QVERIFY(!QFile::exists(report.reportFile()));
+    QVERIFY2(log.text().contains(QStringLiteral(" -> \"/m/a.mp3\" could not be described: cannot start \"") + home.path()
+                                 + QStringLiteral("/Tools/MediaInfo/mediainfo\"")),
+             qPrintable(log.text()));
+    QCOMPARE(report.lastFailure(), log.text().section(QStringLiteral(" -> "), 1).trimmed());
 }
 
 QTEST_GUILESS_MAIN(TestMediaReport)

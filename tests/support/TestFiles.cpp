@@ -28,4 +28,24 @@ QString probeEntries(const QString &path, const QString &entries)
     return QString::fromUtf8(p.readAllStandardOutput()).trimmed();
 }
 
+double decodedSeconds(const QString &path)
+{
+    // One channel at a fixed rate, so that the byte count is the sample count.
+    constexpr int kRate = 48000;
+    QProcess p;
+    p.start(QStringLiteral("ffmpeg"), {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-nostdin"),
+                                       QStringLiteral("-i"), QStringLiteral("file:") + path, QStringLiteral("-map"),
+                                       QStringLiteral("0:a:0"), QStringLiteral("-ac"), QStringLiteral("1"),
+                                       QStringLiteral("-ar"), QString::number(kRate), QStringLiteral("-f"),
+                                       QStringLiteral("s16le"), QStringLiteral("pipe:1")});
+    qint64 bytes = 0;
+    while (p.state() != QProcess::NotRunning || p.bytesAvailable() > 0) {
+        p.waitForReadyRead(100);
+        bytes += p.readAllStandardOutput().size();
+    }
+    if (p.exitStatus() != QProcess::NormalExit || p.exitCode() != 0)
+        return -1;
+    return double(bytes) / 2.0 / kRate;
+}
+
 } // namespace tonmill::test

@@ -12,5 +12,8 @@ void writeBytes(const QString &path, const QByteArray &bytes);
 // What ffprobe, a reader independent of the program, says of the file's
 // entries (such as "stream=codec_name,channels"): the values, comma-separated.
 QString probeEntries(const QString &path, const QString &entries);
+// How long the file's first audio stream lasts as ffmpeg decodes it, counted
+// in samples; -1 when it cannot be decoded.
+double decodedSeconds(const QString &path);
 
 } // namespace tonmill::test

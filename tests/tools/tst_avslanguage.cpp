@@ -216,8 +216,8 @@ void TestAvsLanguage::upMixBlock()
 
 void TestAvsLanguage::trimCountsFrames()
 {
-    // The program's source, cut and padded by AudioDub: one frame is 1764
-    // samples at 44.1 kHz.
+    // The program's source with AudioDub's 2000000 frames of video: one frame
+    // is 1764 samples at 44.1 kHz.
     const QString dub = QStringLiteral("Clip1 = BlankClip(length=1500, fps=25, audio_rate=44100, channels=2)\n"
                                        "Clip2 = BlankClip(Length = 2000000, fps = 25)\n"
                                        "Clip3 = AudioDub(Clip2, Clip1)\n");
@@ -229,10 +229,10 @@ void TestAvsLanguage::trimCountsFrames()
     };
     // Frames 310 to 750 inclusive: 441 frames from 12.4 s.
     QCOMPARE(span(QStringLiteral("Trim(Clip3,310,750)")), std::make_pair(qint64(310 * 1764), qint64(441 * 1764)));
-    // Past the 60 s source: the source and one frame of silence.
-    QCOMPARE(span(QStringLiteral("Trim(Clip3,0,1500)")), std::make_pair(qint64(0), qint64(1501 * 1764)));
-    // 0 is the end of the clip, a negative end a frame count.
-    QCOMPARE(span(QStringLiteral("Trim(Clip3,10,0)")), std::make_pair(qint64(10 * 1764), qint64((2000000 - 10) * 1764LL)));
+    // Past the 60 s source, or to the video's end (0): it ends with the source.
+    QCOMPARE(span(QStringLiteral("Trim(Clip3,0,1500)")), std::make_pair(qint64(0), qint64(1500 * 1764)));
+    QCOMPARE(span(QStringLiteral("Trim(Clip3,10,0)")), std::make_pair(qint64(10 * 1764), qint64(1490 * 1764)));
+    // A negative end is a frame count.
     QCOMPARE(span(QStringLiteral("Trim(Clip3,10,-5)")), std::make_pair(qint64(10 * 1764), qint64(5 * 1764)));
     // An end before the start keeps the start frame.
     QCOMPARE(span(QStringLiteral("Trim(Clip3,750,310)")), std::make_pair(qint64(750 * 1764), qint64(1764)));
@@ -240,7 +240,7 @@ void TestAvsLanguage::trimCountsFrames()
     QCOMPARE(span(QStringLiteral("Trim(Clip1,1400,1600)")), std::make_pair(qint64(1400 * 1764), qint64(100 * 1764)));
 
     // Trim of a trim is one cut of the source; what lay past the first cut
-    // stays silence.
+    // stays cut off, and AudioDub adds no silence to a shorter audio clip.
     Run r = run(dub + QStringLiteral("Trim(Clip3,1000,1100).Trim(50,80)\n"));
     QVERIFY2(r.clip, qPrintable(r.error));
     QCOMPARE(r.clip->inputs.front()->op, ClipNode::Op::Silence);
@@ -252,7 +252,8 @@ void TestAvsLanguage::trimCountsFrames()
     QCOMPARE(r.clip->inputs.front()->op, ClipNode::Op::Silence);
     QCOMPARE(r.clip->start, 1000 * 1764);
     QCOMPARE(r.clip->end, 1100 * 1764);
-    QCOMPARE(r.clip->samples, 200 * 1764);
+    QCOMPARE(r.clip->samples, 100 * 1764);
+    QCOMPARE(r.clip->frames, 200);
 }
 
 void TestAvsLanguage::mistakesGiveOneLine_data()

@@ -1,7 +1,7 @@
 // tonmill-avs when things go wrong: one line on stderr, a non-zero exit, no
 // file left behind (an earlier output stays as it was) and no process left,
 // for bad sources, bad scripts and bad arguments, and when it is stopped by a
-// signal in the middle of a render.
+// signal in the middle of a render; and its --length answer.
 #include "platform/ChildProcess.h"
 #include "support/TestPaths.h"
 
@@ -109,8 +109,9 @@ void TestAvsTool::failuresLeaveNothing_data()
     QTest::newRow("unknown function")
         << QStringLiteral("Clip1 = DirectShowSource(\"%1\",25)\r\n\r\nClip1.Sharpen(0.5)\r\n").arg(tone) << QStringList()
         << QStringLiteral("DirectQX.avs, line 3: unknown function \"Sharpen\"");
-    QTest::newRow("syntax error")
-        << QStringLiteral("Clip1 = DirectShowSource(\"%1\",25)\r\nClip2 = BlankClip(Length = 2000000, fps = 25\r\n").arg(tone) << QStringList()
+    QTest::newRow("syntax error, asked the length")
+        << QStringLiteral("Clip1 = DirectShowSource(\"%1\",25)\r\nClip2 = BlankClip(Length = 2000000, fps = 25\r\n").arg(tone)
+        << QStringList{QStringLiteral("--ffmpeg"), QStringLiteral("/usr/bin/ffmpeg"), QStringLiteral("--length"), QStringLiteral("SCRIPT")}
         << QStringLiteral("DirectQX.avs, line 2: syntax error: expected \",\" or \")\" in the arguments of BlankClip but found the end of the line");
     const QString good = QStringLiteral("Clip1 = DirectShowSource(\"%1\",25)\r\n").arg(tone) + dub;
     QTest::newRow("no ffmpeg")
@@ -121,7 +122,7 @@ void TestAvsTool::failuresLeaveNothing_data()
         << QStringLiteral("cannot write into the folder \"%1\"").arg(path(QStringLiteral("none")));
     QTest::newRow("usage")
         << good << QStringList{QStringLiteral("SCRIPT"), QStringLiteral("OUTPUT")}
-        << QStringLiteral("usage: tonmill-avs --ffmpeg PATH SCRIPT OUTPUT.wav | --ffmpeg PATH --graph SCRIPT");
+        << QStringLiteral("usage: tonmill-avs --ffmpeg PATH SCRIPT OUTPUT.wav | --ffmpeg PATH --graph SCRIPT | --ffmpeg PATH --length SCRIPT");
 }
 
 void TestAvsTool::failuresLeaveNothing()
@@ -155,12 +156,15 @@ void TestAvsTool::failuresLeaveNothing()
 
 void TestAvsTool::signalStopsRenderCleanly()
 {
-    // An hour of mostly padding: long enough to be caught in the middle.
+    // An hour of silence: long enough to be caught in the middle.
     const QString scriptPath = path(QStringLiteral("long.avs"));
-    writeFile(scriptPath, QStringLiteral("Clip1 = DirectShowSource(\"%1\",25)\r\nClip2 = BlankClip(Length = 2000000, fps = 25)\r\n"
-                                         "Clip3 = AudioDub(Clip2, Clip1)\r\nTrim(Clip3,0,90000)\r\nResampleAudio (8000)\r\n")
-                              .arg(path(QStringLiteral("tone.wav")))
-                              .toUtf8());
+    writeFile(scriptPath, "Clip1 = BlankClip(length=90000, fps=25, channels=2)\r\nResampleAudio (Clip1, 8000)\r\n");
+    QProcess length;
+    makeChildDieWithParent(length);
+    length.start(m_tool, {QStringLiteral("--ffmpeg"), QStringLiteral("/usr/bin/ffmpeg"), QStringLiteral("--length"), scriptPath});
+    QVERIFY(length.waitForFinished(-1));
+    QCOMPARE(length.exitCode(), 0);
+    QCOMPARE(length.readAllStandardOutput(), QByteArray("3600.000000\n"));
     const QString output = path(QStringLiteral("long.wav"));
     writeFile(output, kOldOutput);
     const QStringList before = QDir(m_dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);

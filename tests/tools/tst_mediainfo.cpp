@@ -1,7 +1,10 @@
 // Tools/MediaInfo/mediainfo prints the system MediaInfo's report with the
 // stream headings numbered from 0, the rest of the report untouched.
+#include "platform/ToolChain.h"
 #include "support/TestPaths.h"
 
+#include <QDir>
+#include <QFile>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QRegularExpression>
@@ -16,14 +19,14 @@ struct Ran {
     QString err;
 };
 
-Ran run(const QString &program, const QStringList &arguments, bool utf8Locale = false)
+// setting: "NAME=value" entries that change the environment.
+Ran run(const QString &program, const QStringList &arguments, const QStringList &setting = {})
 {
     QProcess p;
-    if (utf8Locale) {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
-        p.setProcessEnvironment(env);
-    }
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    for (const QString &entry : setting)
+        env.insert(entry.section(QLatin1Char('='), 0, 0), entry.section(QLatin1Char('='), 1));
+    p.setProcessEnvironment(env);
     p.start(program, arguments);
     Ran r;
     if (!p.waitForFinished(60000))
@@ -58,7 +61,7 @@ private Q_SLOTS:
     void initTestCase();
     void reportHasNumberedHeadingsAndAlignedLabels();
     void severalAudioStreamsCountFromZero();
-    void missingFileIsOneLine();
+    void failuresAreOneLine();
 
 private:
     QTemporaryDir m_dir;
@@ -117,7 +120,7 @@ void TestMediaInfo::reportHasNumberedHeadingsAndAlignedLabels()
     QCOMPARE(channels, QStringLiteral("2 channels"));
 
     // Apart from the headings the report is the system tool's own.
-    const Ran system = run(QStringLiteral("mediainfo"), {m_wav}, true);
+    const Ran system = run(QStringLiteral("mediainfo"), {m_wav}, {QStringLiteral("LC_ALL=C.UTF-8")});
     QString ours = r.out;
     ours.replace(QStringLiteral("General #0\n"), QStringLiteral("General\n"));
     ours.replace(QStringLiteral("Audio #0\n"), QStringLiteral("Audio\n"));
@@ -132,16 +135,35 @@ void TestMediaInfo::severalAudioStreamsCountFromZero()
              (QStringList{QStringLiteral("General #0"), QStringLiteral("Audio #0"), QStringLiteral("Audio #1")}));
 }
 
-void TestMediaInfo::missingFileIsOneLine()
+void TestMediaInfo::failuresAreOneLine()
 {
+    // The system's MediaInfo is looked for on the search path, as a shell would.
+    const QString noTool = m_dir.filePath(QStringLiteral("no tool"));
+    const QString unusableTool = m_dir.filePath(QStringLiteral("unusable tool"));
+    QVERIFY(QDir().mkpath(noTool) && QDir().mkpath(unusableTool));
+    QFile notExecutable(unusableTool + QStringLiteral("/mediainfo"));
+    QVERIFY(notExecutable.open(QIODevice::WriteOnly));
+    notExecutable.close();
     const QString missing = m_dir.filePath(QStringLiteral("not here.wav"));
-    const Ran r = run(tool(), {missing});
-    QVERIFY(r.exitCode != 0);
-    QVERIFY(r.out.isEmpty());
-    const QStringList lines = r.err.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-    QCOMPARE(lines.size(), 1);
-    QVERIFY2(lines.first().contains(missing) && lines.first().contains(QLatin1String("does not exist")),
-             qPrintable(lines.first()));
+    const struct {
+        QString file;
+        QString path; // empty: this test's own
+        int status;
+        QString reason;
+    } cases[] = {
+        {missing, {}, 1, QStringLiteral("\"%1\" does not exist").arg(missing)},
+        {m_wav, noTool, tonmill::kHelperProgramMissing, QStringLiteral("MediaInfo is not installed")},
+        {m_wav, unusableTool, tonmill::kHelperProgramNotExecutable, unusableTool + QStringLiteral("/mediainfo")},
+    };
+    for (const auto &c : cases) {
+        const Ran r = run(tool(), {c.file}, c.path.isEmpty() ? QStringList() : QStringList{QStringLiteral("PATH=") + c.path});
+        QCOMPARE(r.exitCode, c.status);
+        QVERIFY(r.out.isEmpty());
+        const QStringList lines = r.err.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        QCOMPARE(lines.size(), 1);
+        QVERIFY2(lines.first().startsWith(QLatin1String("mediainfo: error: ")) && lines.first().contains(c.reason),
+                 qPrintable(lines.first()));
+    }
 }
 
 QTEST_GUILESS_MAIN(TestMediaInfo)

@@ -1,6 +1,7 @@
 // What goes wrong is said in one line, nothing that looks finished is left
 // behind, and no process outlives the run: for bad sources, bad scripts,
-// unwritable folders, a termination signal and an abort by name.
+// unwritable folders, an ffmpeg that cannot start, fails or is killed, a
+// termination signal and an abort by name.
 #include "convert/AVSScripts.h"
 #include "platform/AppFolder.h"
 #include "platform/ChildProcess.h"
@@ -12,6 +13,7 @@
 
 #include <QDir>
 #include <QDirIterator>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -25,11 +27,21 @@ using namespace tonmill;
 
 namespace {
 
-CommandLine mp3Line(const QString &in, const QString &out)
+const QString kFfmpeg = QStringLiteral("/usr/bin/ffmpeg");
+
+CommandLine mp3Line(const QString &in, const QString &out, const QString &ffmpeg = kFfmpeg)
 {
     return CommandLineBuilder()
-        .quoted(QStringLiteral("/usr/bin/ffmpeg")).text(QStringLiteral(" -y -i ")).quoted(in)
+        .quoted(ffmpeg).text(QStringLiteral(" -y -i ")).quoted(in)
         .text(QStringLiteral(" -vn -acodec mp3 -vol 256 -ac 2 -ab 128 -f mp3 ")).quoted(out)
+        .build();
+}
+
+CommandLine wavLine(const QString &in, const QString &out, const QString &ffmpeg = kFfmpeg)
+{
+    return CommandLineBuilder()
+        .quoted(ffmpeg).text(QStringLiteral(" -y -i ")).quoted(in)
+        .text(QStringLiteral(" -vn -acodec pcm_s16le -ac 1 -ar 44100 -f wav ")).quoted(out)
         .build();
 }
 
@@ -89,7 +101,7 @@ private Q_SLOTS:
     void initTestCase();
     void badInputSaysWhatInOneLine_data();
     void badInputSaysWhatInOneLine();
-    void terminationEndsTheEncoder();
+    void terminationEndsTheEncoderAtOnce();
     void scriptHostRunWaitsAndAbortByNameEndsIt();
 
 private:
@@ -111,9 +123,14 @@ void TestRunFailures::initTestCase()
 
 void TestRunFailures::badInputSaysWhatInOneLine_data()
 {
+    QTest::addColumn<QString>("ffmpeg");
+    QTest::addColumn<QString>("searchPath"); // empty: this test's own
     QTest::addColumn<QString>("source");
     QTest::addColumn<QString>("output");
+    QTest::addColumn<bool>("killEncoder"); // SIGKILL ffmpeg once it is at work
+    QTest::addColumn<int>("status");
     QTest::addColumn<QString>("expected");
+    QTest::addColumn<QStringList>("ffmpegSaid"); // the lines before the error line; empty: not checked
 
     const QString dir = m_dir.path();
     // Random bytes behind a name that promises audio.
@@ -151,65 +168,143 @@ void TestRunFailures::badInputSaysWhatInOneLine_data()
     const QString corruptScript = scriptFor(QStringLiteral("corrupt-job"), corrupt);
     const QString missingScript = scriptFor(QStringLiteral("missing-job"), dir + QStringLiteral("/gone.wav"));
 
-    QTest::newRow("corrupt source") << corrupt << dir + QStringLiteral("/c.mp3")
-                                    << QStringLiteral("cannot read the source \"%1\"").arg(corrupt);
-    QTest::newRow("missing source") << dir + QStringLiteral("/nothing.wav") << dir + QStringLiteral("/m.mp3")
-                                    << QStringLiteral("does not exist");
-    QTest::newRow("corrupt source in a script") << corruptScript << dir + QStringLiteral("/cs.mp3")
-                                                << QStringLiteral("\"%1\" could not be read").arg(corrupt);
-    QTest::newRow("missing source in a script") << missingScript << dir + QStringLiteral("/ms.mp3")
-                                                << QStringLiteral("gone.wav\" does not exist");
-    QTest::newRow("unknown script function") << script << dir + QStringLiteral("/s.mp3")
-                                             << QStringLiteral("FrobnicateSource");
-    QTest::newRow("missing output folder") << m_long << dir + QStringLiteral("/no/such/folder/o.mp3")
-                                           << QStringLiteral("does not exist");
-    QTest::newRow("unwritable output folder (/proc)") << m_long << QStringLiteral("/proc/tonmill-test.mp3")
-                                                      << QStringLiteral("cannot write to the output folder \"/proc\"");
+    auto row = [](const char *name, const QString &source, const QString &output, const QString &expected,
+                  int status = 1, const QString &ffmpeg = kFfmpeg, const QString &searchPath = {},
+                  bool killEncoder = false, const QStringList &ffmpegSaid = {}) {
+        QTest::newRow(name) << ffmpeg << searchPath << source << output << killEncoder << status << expected << ffmpegSaid;
+    };
+    row("corrupt source", corrupt, dir + QStringLiteral("/c.mp3"), QStringLiteral("cannot read the source \"%1\"").arg(corrupt));
+    row("missing source", dir + QStringLiteral("/nothing.wav"), dir + QStringLiteral("/m.mp3"), QStringLiteral("does not exist"));
+    row("corrupt source in a script", corruptScript, dir + QStringLiteral("/cs.mp3"),
+        QStringLiteral("\"%1\" could not be read").arg(corrupt));
+    row("missing source in a script", missingScript, dir + QStringLiteral("/ms.mp3"), QStringLiteral("gone.wav\" does not exist"));
+    row("unknown script function", script, dir + QStringLiteral("/s.mp3"), QStringLiteral("FrobnicateSource"));
+    row("missing output folder", m_long, dir + QStringLiteral("/no/such/folder/o.mp3"), QStringLiteral("does not exist"));
+    row("unwritable output folder (/proc)", m_long, QStringLiteral("/proc/tonmill-test.mp3"),
+        QStringLiteral("cannot write to the output folder \"/proc\""));
     // A superuser writes anywhere, so this case shows only for other users.
     if (::geteuid() != 0)
-        QTest::newRow("unwritable output folder (mode)") << m_long << readOnly + QStringLiteral("/o.mp3")
-                                                         << QStringLiteral("cannot write to the output folder");
+        row("unwritable output folder (mode)", m_long, readOnly + QStringLiteral("/o.mp3"), QStringLiteral("cannot write to the output folder"));
+
+    // An ffmpeg that cannot be started, in a folder of its own.
+    const QString tools = dir + QStringLiteral("/tools");
+    QVERIFY(QDir().mkpath(tools + QStringLiteral("/folder/ffmpeg")));
+    QFile plain(tools + QStringLiteral("/ffmpeg.txt"));
+    QVERIFY(plain.open(QIODevice::WriteOnly));
+    plain.close();
+    QVERIFY(QFile::link(kFfmpeg, tools + QStringLiteral("/ffmpeg")));
+    const QString launch = dir + QStringLiteral("/launch");
+    QVERIFY(QDir().mkpath(launch));
+    row("missing ffmpeg", m_long, launch + QStringLiteral("/l.mp3"), QStringLiteral("\"/nonexistent/ffmpeg\""),
+        kHelperProgramMissing, QStringLiteral("/nonexistent/ffmpeg"));
+    row("ffmpeg not executable", m_long, launch + QStringLiteral("/l.mp3"), QStringLiteral("\"%1/ffmpeg.txt\"").arg(tools),
+        kHelperProgramNotExecutable, tools + QStringLiteral("/ffmpeg.txt"));
+    row("ffmpeg a folder", m_long, launch + QStringLiteral("/l.mp3"), QStringLiteral("\"%1/folder/ffmpeg\"").arg(tools),
+        kHelperProgramNotExecutable, tools + QStringLiteral("/folder/ffmpeg"));
+    // A script needs ffprobe, found neither beside this ffmpeg nor on the path.
+    row("missing ffprobe", corruptScript, launch + QStringLiteral("/l.mp3"), QStringLiteral("\"ffprobe\""),
+        kHelperProgramMissing, tools + QStringLiteral("/ffmpeg"), launch);
+
+    // An encoder that refuses in words of its own, not at ffmpeg's error level.
+    const QString fake = tools + QStringLiteral("/fake-ffmpeg");
+    QFile f2(fake);
+    QVERIFY(f2.open(QIODevice::WriteOnly));
+    f2.write("#!/bin/sh\nfor i in 1 2 3 4 5; do echo \"fake: step $i\" >&2; done\necho 'fake: licence refused' >&2\nexit 1\n");
+    f2.close();
+    QVERIFY(f2.setPermissions(f2.permissions() | QFile::ExeOwner));
+    row("encoder fails in its own words", m_long, dir + QStringLiteral("/fake.mp3"),
+        QStringLiteral("status 1: fake: licence refused"), 1, fake, {}, false,
+        {QStringLiteral("fake: step 3"), QStringLiteral("fake: step 4"), QStringLiteral("fake: step 5"),
+         QStringLiteral("fake: licence refused")});
+    row("ffmpeg killed from outside", m_long, dir + QStringLiteral("/killed.mp3"),
+        QStringLiteral("ffmpeg was ended by signal 9"), 1, kFfmpeg, {}, true);
 }
 
 void TestRunFailures::badInputSaysWhatInOneLine()
 {
+    QFETCH(QString, ffmpeg);
+    QFETCH(QString, searchPath);
     QFETCH(QString, source);
     QFETCH(QString, output);
+    QFETCH(bool, killEncoder);
+    QFETCH(int, status);
     QFETCH(QString, expected);
+    QFETCH(QStringList, ffmpegSaid);
 
-    const CommandLine line = routed(mp3Line(source, output));
+    const CommandLine line = routed(mp3Line(source, output, ffmpeg));
     QProcess p;
+    if (!searchPath.isEmpty()) {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("PATH"), searchPath);
+        p.setProcessEnvironment(environment);
+    }
     p.start(line.program, line.arguments);
+    if (killEncoder) {
+        QVERIFY(p.waitForStarted());
+        QString seen;
+        QTRY_VERIFY_WITH_TIMEOUT((seen += QString::fromUtf8(p.readAllStandardOutput())).contains(QLatin1String("size=")),
+                                 20000);
+        const QList<qint64> encoders = processesMentioning(partialOutputName(output));
+        QCOMPARE(encoders.size(), 1);
+        QVERIFY(encoders.first() != p.processId());
+        ::kill(pid_t(encoders.first()), SIGKILL);
+    }
     QVERIFY(p.waitForFinished(60000));
     QCOMPARE(p.exitStatus(), QProcess::NormalExit);
-    QVERIFY(p.exitCode() != 0);
-    const QStringList errorLines = QString::fromUtf8(p.readAllStandardError()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-    QCOMPARE(errorLines.size(), 1);
-    QVERIFY2(errorLines.first().contains(expected), qPrintable(errorLines.first()));
-    QVERIFY(!QFileInfo::exists(output));
-    QVERIFY(!QFileInfo::exists(output + QStringLiteral(".part")));
+    const QString err = QString::fromUtf8(p.readAllStandardError());
+    QVERIFY2(p.exitCode() == status, qPrintable(QString::number(p.exitCode()) + QLatin1Char(' ') + err));
+    // The reason is the last line, after at most four of ffmpeg's own.
+    QStringList errorLines = err.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    QVERIFY2(!errorLines.isEmpty() && errorLines.size() <= 5, qPrintable(err));
+    const QString last = errorLines.takeLast();
+    QVERIFY2(last.startsWith(QLatin1String("tonmill-run: error: ")) && last.contains(expected), qPrintable(err));
+    if (isLaunchFailureStatus(status))
+        QVERIFY(errorLines.isEmpty());
+    if (!ffmpegSaid.isEmpty())
+        QCOMPARE(errorLines, ffmpegSaid);
+    const QFileInfo target(output);
+    QVERIFY(target.dir().entryList({target.fileName() + QLatin1Char('*')}, QDir::AllEntries | QDir::Hidden | QDir::System).isEmpty());
     QVERIFY(noProcessMentions(m_dir.path()));
 }
 
-void TestRunFailures::terminationEndsTheEncoder()
+void TestRunFailures::terminationEndsTheEncoderAtOnce()
 {
-    const QString output = m_dir.filePath(QStringLiteral("terminated.mp3"));
-    const CommandLine line = routed(mp3Line(m_long, output));
-    QProcess p;
-    p.start(line.program, line.arguments);
-    QVERIFY(p.waitForStarted());
-    // Once a status line has come, the encoder is at work.
-    QString seen;
-    QTRY_VERIFY_WITH_TIMEOUT((seen += QString::fromUtf8(p.readAllStandardOutput())).contains(QLatin1String("size=")),
-                             20000);
-    QVERIFY(processesMentioning(output).size() >= 2); // the runner and its ffmpeg
-    QVERIFY(p.processId() > 0); // kill(0) would signal this test's own process group
-    ::kill(pid_t(p.processId()), SIGTERM);
-    QVERIFY(p.waitForFinished(10000));
-    QCOMPARE(p.exitCode(), 128 + SIGTERM);
-    QVERIFY(!QFileInfo::exists(output));
-    QVERIFY(!QFileInfo::exists(output + QStringLiteral(".part")));
-    QVERIFY(noProcessMentions(output));
+    // As the program's Abort does: SIGTERM, then SIGKILL half a second later.
+    // A WAV is written at disk speed, so a run that waited for ffmpeg to end
+    // gracefully would be killed first and leave its partial file. The last
+    // encoder ignores SIGTERM and writes on, as a slow one would.
+    const QString stubborn = m_dir.filePath(QStringLiteral("stubborn-ffmpeg"));
+    QFile script(stubborn);
+    QVERIFY(script.open(QIODevice::WriteOnly));
+    script.write("#!/bin/sh\ntrap '' TERM\nfor target; do :; done\n"
+                 "while :; do head -c 1048576 /dev/zero >> \"$target\"; done\n");
+    script.close();
+    QVERIFY(script.setPermissions(script.permissions() | QFile::ExeOwner));
+    for (int round = 0; round < 6; ++round) {
+        const QString output = m_dir.filePath(QStringLiteral("terminated-%1.wav").arg(round));
+        const QString partial = partialOutputName(output);
+        const CommandLine line = routed(wavLine(m_long, output, round < 5 ? kFfmpeg : stubborn));
+        QProcess p;
+        p.start(line.program, line.arguments);
+        QVERIFY(p.waitForStarted());
+        QVERIFY(p.processId() > 0); // kill(0) would signal this test's own process group
+        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo(partial).size() > 4 * 1024 * 1024, 20000);
+        QVERIFY(processesMentioning(output).size() >= 2); // the runner and its ffmpeg
+        QElapsedTimer clock;
+        clock.start();
+        ::kill(pid_t(p.processId()), SIGTERM);
+        if (!p.waitForFinished(500)) {
+            ::kill(pid_t(p.processId()), SIGKILL);
+            QVERIFY(p.waitForFinished(10000));
+        }
+        const qint64 took = clock.elapsed();
+        QCOMPARE(p.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(p.exitCode(), 128 + SIGTERM);
+        QVERIFY2(took < 1000, qPrintable(QString::number(took)));
+        QVERIFY(!QFileInfo::exists(output));
+        QVERIFY(!QFileInfo::exists(partial));
+        QVERIFY(processesMentioning(output).isEmpty());
+    }
 }
 
 void TestRunFailures::scriptHostRunWaitsAndAbortByNameEndsIt()
@@ -225,7 +320,7 @@ void TestRunFailures::scriptHostRunWaitsAndAbortByNameEndsIt()
     const CommandLine routedLine = routed(line);
     QCOMPARE(routedLine.text, line.text);
     QCOMPARE(routedLine.imageName, QStringLiteral("QuEnc.exe"));
-    QCOMPARE(ScriptHostRun(registry, routedLine), 0);
+    QCOMPARE(ScriptHostRun(registry, routedLine).exitCode, 0);
     QVERIFY(QFileInfo(done).size() > 10000);
 
     // Abort during a long encode: ending "QuEnc.exe" by name ends the run.
@@ -240,7 +335,8 @@ void TestRunFailures::scriptHostRunWaitsAndAbortByNameEndsIt()
     });
     QElapsedTimer clock;
     clock.start();
-    QCOMPARE(ScriptHostRun(registry, routed(ac3Line(m_long, aborted))), -1);
+    const ScriptHostEnd end = ScriptHostRun(registry, routed(ac3Line(m_long, aborted)));
+    QVERIFY(end.endedBySignal);
     QVERIFY(timerRan); // the event loop ran while the run waited
     QVERIFY(wasRunning);
     QVERIFY(clock.elapsed() < 10000);

@@ -5,6 +5,7 @@
 
 #include <QHash>
 
+#include <algorithm>
 #include <cmath>
 
 namespace tonmill::avs {
@@ -98,9 +99,10 @@ Value blankClip(const std::vector<Value> &args, BuiltinContext &context)
 
 Value audioDub(const std::vector<Value> &args, BuiltinContext &)
 {
+    // The video's frames with the audio as it is: a video far longer than the
+    // audio adds no silence.
     const Clip &video = clipAt(args, 0);
-    const Clip &audio = clipAt(args, 1);
-    return makeSpan(audio, 0, samplesForFrames(video->frames, audio->sampleRate, video->fps), video->frames, video->fps);
+    return makeSpan(clipAt(args, 1), 0, kToTheEnd, video->frames, video->fps);
 }
 
 Value normalize(const std::vector<Value> &args, BuiltinContext &)
@@ -111,20 +113,29 @@ Value normalize(const std::vector<Value> &args, BuiltinContext &)
 Value trim(const std::vector<Value> &args, BuiltinContext &)
 {
     const Clip &clip = clipAt(args, 0);
-    const qint64 lastFrame = clip->frames - 1;
-    qint64 first = std::get<qint64>(args[1]);
-    qint64 last = std::get<qint64>(args[2]);
+    // Far past any real length, and small enough that the sums below stay in range.
+    constexpr qint64 kFarFrame = qint64(1) << 40;
+    qint64 first = std::clamp(std::get<qint64>(args[1]), -kFarFrame, kFarFrame);
+    qint64 last = std::clamp(std::get<qint64>(args[2]), -kFarFrame, kFarFrame);
     // 0 means the end and a negative last is a frame count, as in the
     // original language.
-    if (last == 0)
-        last = lastFrame;
-    else if (last < 0)
+    const bool toTheEnd = last == 0;
+    if (last < 0)
         last = first - last - 1;
-    first = std::clamp<qint64>(first, 0, std::max<qint64>(lastFrame, 0));
-    last = std::min(std::max(last, first), lastFrame);
-    const qint64 frames = std::max<qint64>(last - first + 1, 0);
+    first = std::max<qint64>(first, 0);
+    // A source's frame count is unknown (a header's length may be wrong), so
+    // only its audio ends a cut of it.
+    const bool counted = clip->frames > 0;
+    if (counted) {
+        first = std::min(first, clip->frames - 1);
+        last = toTheEnd ? clip->frames - 1 : std::min(last, clip->frames - 1);
+    }
+    last = std::max(last, first);
     const qint64 start = samplesForFrames(first, clip->sampleRate, clip->fps);
-    return makeSpan(clip, start, samplesForFrames(frames, clip->sampleRate, clip->fps), frames, clip->fps);
+    if (toTheEnd && !counted)
+        return makeSpan(clip, start, kToTheEnd, 0, clip->fps);
+    const qint64 frames = last - first + 1;
+    return makeSpan(clip, start, start + samplesForFrames(frames, clip->sampleRate, clip->fps), frames, clip->fps);
 }
 
 Value resampleAudio(const std::vector<Value> &args, BuiltinContext &context)
@@ -241,12 +252,8 @@ Value delayAudio(const std::vector<Value> &args, BuiltinContext &context)
     if (!std::isfinite(seconds) || std::abs(seconds) > 86400)
         return fail(context, QStringLiteral("DelayAudio: the delay is out of range"));
     const qint64 samples = std::llround(seconds * clip->sampleRate);
-    if (samples == 0)
-        return clip;
-    if (samples > 0)
-        return makeDelay(clip, samples);
-    // A negative delay drops the start; the clip keeps its length.
-    return makeSpan(clip, -samples, clip->samples, clip->frames, clip->fps);
+    // A negative delay drops the start; either way the clip keeps its length.
+    return samples == 0 ? clip : makeDelay(clip, samples);
 }
 
 Value mergeChannels(const std::vector<Value> &args, BuiltinContext &context)

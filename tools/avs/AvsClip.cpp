@@ -26,8 +26,10 @@ std::shared_ptr<ClipNode> derived(ClipNode::Op op, const Clip &input)
 
 qint64 samplesForFrames(qint64 frames, int sampleRate, double fps)
 {
-    // The small margin keeps 0.04 s * 44100 from landing one sample short.
-    return static_cast<qint64>(std::floor(static_cast<double>(frames) * sampleRate / fps + 1e-6));
+    // The small margin keeps 0.04 s * 44100 from landing one sample short; the
+    // cap (far past any real length) keeps sums of sample counts from overflowing.
+    const double samples = std::floor(static_cast<double>(frames) * sampleRate / fps + 1e-6);
+    return static_cast<qint64>(std::min(samples, 1e18));
 }
 
 Clip makeSource(const QString &path, int channels, int sampleRate, qint64 samples, double fps, bool isFloat)
@@ -39,7 +41,6 @@ Clip makeSource(const QString &path, int channels, int sampleRate, qint64 sample
     node->sampleRate = sampleRate;
     node->samples = samples;
     node->fps = fps;
-    node->frames = static_cast<qint64>(std::ceil(static_cast<double>(samples) * fps / sampleRate - 1e-6));
     node->isFloat = isFloat;
     return node;
 }
@@ -56,14 +57,19 @@ Clip makeSilence(int channels, int sampleRate, qint64 frames, double fps)
     return node;
 }
 
-Clip makeSpan(const Clip &input, qint64 start, qint64 samples, qint64 frames, double fps)
+Clip makeSpan(const Clip &input, qint64 start, qint64 end, qint64 frames, double fps)
 {
+    end = std::max(end, start);
+    qint64 samples = end == kToTheEnd ? 0 : end - start;
+    if (input->samples > 0) {
+        const qint64 rest = std::max<qint64>(input->samples - start, 0);
+        samples = end == kToTheEnd ? rest : std::min(samples, rest);
+    }
     Clip source = input;
-    qint64 end = start + samples;
     if (input->op == ClipNode::Op::Span) {
-        // What lies past the inner span's content is silence either way.
+        // Nothing lies past the inner span's end either way.
         source = input->inputs.front();
-        end = input->start + std::min(end, input->end - input->start);
+        end = end == kToTheEnd ? input->end : input->start + std::min(end, input->end - input->start);
         start += input->start;
         end = std::max(end, start);
     }

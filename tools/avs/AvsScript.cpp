@@ -19,21 +19,31 @@ CompileResult failure(const QString &error)
     return result;
 }
 
+// The script's clip, its sources probed with the ffprobe beside ffmpegPath.
+Clip loadScript(const QString &scriptPath, const QString &ffmpegPath, QString *ffmpeg, QString *error)
+{
+    *ffmpeg = resolveProgram(ffmpegPath);
+    if (ffmpeg->isEmpty()) {
+        *error = QStringLiteral("ffmpeg was not found at \"%1\"").arg(ffmpegPath);
+        return {};
+    }
+    const QString ffprobe = findFfprobe(*ffmpeg);
+    if (ffprobe.isEmpty()) {
+        *error = QStringLiteral("ffprobe was found neither beside \"%1\" nor on PATH").arg(*ffmpeg);
+        return {};
+    }
+    const SourceProbe probe(ffprobe);
+    ScriptLoader loader(probe);
+    return loader.load(scriptPath, error);
+}
+
 } // namespace
 
 CompileResult compileScript(const QString &scriptPath, const QString &ffmpegPath)
 {
-    const QString ffmpeg = resolveProgram(ffmpegPath);
-    if (ffmpeg.isEmpty())
-        return failure(QStringLiteral("ffmpeg was not found at \"%1\"").arg(ffmpegPath));
-    const QString ffprobe = findFfprobe(ffmpeg);
-    if (ffprobe.isEmpty())
-        return failure(QStringLiteral("ffprobe was found neither beside \"%1\" nor on PATH").arg(ffmpeg));
-
-    const SourceProbe probe(ffprobe);
-    ScriptLoader loader(probe);
+    QString ffmpeg;
     QString error;
-    const Clip clip = loader.load(scriptPath, &error);
+    const Clip clip = loadScript(scriptPath, ffmpegPath, &ffmpeg, &error);
     if (!clip)
         return failure(error);
 
@@ -55,6 +65,15 @@ CompileResult compileScript(const QString &scriptPath, const QString &ffmpegPath
     result.ok = true;
     result.graph = compileGraph(clip, GraphMode::Render, gains);
     return result;
+}
+
+std::optional<double> scriptLength(const QString &scriptPath, const QString &ffmpegPath, QString *error)
+{
+    QString ffmpeg;
+    const Clip clip = loadScript(scriptPath, ffmpegPath, &ffmpeg, error);
+    if (!clip)
+        return std::nullopt;
+    return clip->durationSeconds();
 }
 
 } // namespace tonmill::avs

@@ -3,6 +3,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <optional>
+
 namespace tonmill::avs {
 
 // One ffmpeg run's worth of a decoding script: the inputs and the filter graph
@@ -17,7 +19,7 @@ struct FfmpegGraph {
     QString outputLabel; // "[out]"
     int channels = 0;
     int sampleRate = 0;
-    double durationSeconds = 0;
+    double durationSeconds = 0; // as far as the sources say; 0 when they do not
 };
 
 struct CompileResult {
@@ -30,5 +32,10 @@ struct CompileResult {
 // on PATH) and compiles it. A script that normalises costs one ffmpeg pass over
 // the audio before Normalize, run here to find the peak.
 CompileResult compileScript(const QString &scriptPath, const QString &ffmpegPath);
+
+// The script's length in seconds as far as it is known (0 when its sources do
+// not say), without compiling it or scanning for peaks; nothing with a
+// one-line reason when the script cannot be run.
+std::optional<double> scriptLength(const QString &scriptPath, const QString &ffmpegPath, QString *error);
 
 } // namespace tonmill::avs

@@ -43,6 +43,14 @@ QString panArguments(const ClipNode &node)
     return QStringLiteral("pan=") + parts.join(QLatin1Char('|'));
 }
 
+// The channels of layoutName(channels), in order, as join names them.
+QStringList channelNames(int channels)
+{
+    static const std::array<const char *, 9> names = {"", "FC", "FL FR", "FL FR FC", "FL FR BL BR", "FL FR FC BL BR",
+                                                      "FL FR FC LFE BL BR", "FL FR FC LFE BC SL SR", "FL FR FC LFE BL BR SL SR"};
+    return channels >= 1 && channels < static_cast<int>(names.size()) ? QString::fromLatin1(names[channels]).split(QLatin1Char(' ')) : QStringList();
+}
+
 class GraphWriter {
 public:
     GraphWriter(GraphMode mode, const NormalizeGains &gains)
@@ -59,18 +67,25 @@ public:
             for (const Clip &input : node->inputs)
                 ++uses[input.get()];
         }
+        // A mix is as long as its first input and every other node as its
+        // input, so silence on a mix's first input sets how long the mix is.
+        for (auto it = order.rbegin(); it != order.rend(); ++it) {
+            const ClipNode *node = *it;
+            if (!node->inputs.empty() && ((node->op == ClipNode::Op::Mix && node->inputs.size() > 1) || m_bounding.contains(node)))
+                m_bounding.insert(node->inputs.front().get());
+        }
         QStringList chains;
         for (size_t id = 0; id < order.size(); ++id) {
             const ClipNode *node = order[id];
-            QString in;
+            QStringList in;
             for (const Clip &input : node->inputs)
-                in += m_labels[input.get()].takeFirst();
+                in << m_labels[input.get()].takeFirst();
             if (node->op == ClipNode::Op::Source) {
-                in = QStringLiteral("[%1:a:0]").arg(m_graph.inputArguments.size() / 2);
+                in << QStringLiteral("[%1:a:0]").arg(m_graph.inputArguments.size() / 2);
                 m_graph.inputArguments << QStringLiteral("-i") << SourceProbe::inputUrl(node->path);
             }
             const QString out = node == root.get() ? QStringLiteral("[out]") : QStringLiteral("[c%1]").arg(id);
-            chains << in + filters(*node) + out;
+            chains << chain(*node, in, QStringLiteral("c%1").arg(id)) + out;
             const int n = uses.value(node);
             if (n > 1) {
                 // A pad feeds one filter; a clip used n times is split n ways.
@@ -94,60 +109,83 @@ public:
     }
 
 private:
-    // Cuts or pads to the exact length; when scanning for the peak the
-    // padding is left out, since silence never raises it.
-    QString length(qint64 samples) const
-    {
-        QString f = QStringLiteral("asetpts=N/SR/TB,atrim=end_sample=") + integer(samples);
-        if (m_mode == GraphMode::Render)
-            f += QStringLiteral(",apad=whole_len=") + integer(samples);
-        return f;
-    }
-
-    QString filters(const ClipNode &node) const
+    // The node's filters from its input pads, without the output pad. Nothing
+    // is cut or padded to a length known here: a source's length in its header
+    // may be wrong, so a clip ends where its audio ends. Pads a node needs
+    // inside itself are named from `name`, which is the node's own.
+    QString chain(const ClipNode &node, const QStringList &in, const QString &name) const
     {
         switch (node.op) {
         case ClipNode::Op::Source:
             // Samples counted from 0, whatever the container's start time.
-            return QStringLiteral("asetpts=N/SR/TB");
-        case ClipNode::Op::Silence:
+            return in[0] + QStringLiteral("asetpts=N/SR/TB");
+        case ClipNode::Op::Silence: {
+            // Silence never raises a peak: the scan needs only the silence
+            // whose length bounds other audio.
+            const bool whole = m_mode == GraphMode::Render || m_bounding.contains(&node);
             return QStringLiteral("anullsrc=r=%1:cl=%2,atrim=end_sample=%3")
-                .arg(integer(node.sampleRate), layoutName(node.channels),
-                     integer(m_mode == GraphMode::Render ? node.samples : std::min<qint64>(node.samples, 1)));
+                .arg(integer(node.sampleRate), layoutName(node.channels), integer(whole ? node.samples : std::min<qint64>(node.samples, 1)));
+        }
         case ClipNode::Op::Span: {
-            QString trim = QStringLiteral("atrim=");
+            QStringList trim;
             if (node.start > 0)
-                trim += QStringLiteral("start_sample=") + integer(node.start) + QLatin1Char(':');
-            trim += QStringLiteral("end_sample=") + integer(node.end);
+                trim << QStringLiteral("start_sample=") + integer(node.start);
+            if (node.end != kToTheEnd)
+                trim << QStringLiteral("end_sample=") + integer(node.end);
+            if (trim.isEmpty())
+                return in[0] + QStringLiteral("anull");
             // Timestamps run from 0 into every node; only a cut start moves them.
-            QString f = trim;
-            if (node.start > 0)
-                f += QStringLiteral(",asetpts=N/SR/TB");
-            if (m_mode == GraphMode::Render)
-                f += QStringLiteral(",apad=whole_len=") + integer(node.samples);
-            return f;
+            return in[0] + QStringLiteral("atrim=") + trim.join(QLatin1Char(':')) + (node.start > 0 ? QStringLiteral(",asetpts=N/SR/TB") : QString());
         }
         case ClipNode::Op::Resample:
-            return QStringLiteral("aresample=") + integer(node.sampleRate) + QStringLiteral(",asetpts=N/SR/TB");
+            return in[0] + QStringLiteral("aresample=") + integer(node.sampleRate) + QStringLiteral(",asetpts=N/SR/TB");
         case ClipNode::Op::Matrix:
-            return panArguments(node);
-        case ClipNode::Op::Mix:
-            return QStringLiteral("amix=inputs=%1:duration=longest:normalize=0,").arg(node.inputs.size()) + length(node.samples);
-        case ClipNode::Op::Filter: {
-            const QString name = node.filter.kind == PassFilter::Kind::LowPass ? QStringLiteral("lowpass") : QStringLiteral("highpass");
-            const QString f = QStringLiteral("%1=f=%2:p=%3").arg(name, number(node.filter.frequency)).arg(node.filter.poles);
-            if (m_mode == GraphMode::Render)
-                return f;
-            // Half a second of silence lets the filter's ringing after a clip
-            // that was cut short show in the peak.
-            return QStringLiteral("apad=pad_len=%1,").arg(node.sampleRate / 2) + f + QStringLiteral(",atrim=end_sample=") + integer(node.samples);
+            return in[0] + panArguments(node);
+        case ClipNode::Op::Mix: {
+            // amerge ends with its shortest input and takes queued samples
+            // first (amix can drop the first input's last samples), so the
+            // others are padded without end. It needs each input's layout
+            // fixed, as the matrices that feed a mix fix them.
+            QString text;
+            QString merged = in[0];
+            for (qsizetype k = 1; k < in.size(); ++k) {
+                const QString padded = QStringLiteral("[%1p%2]").arg(name).arg(k);
+                text += in[k] + QStringLiteral("apad") + padded + QLatin1Char(';');
+                merged += padded;
+            }
+            QStringList sums{layoutName(node.channels)};
+            for (int c = 0; c < node.channels; ++c) {
+                QStringList terms;
+                for (qsizetype k = 0; k < in.size(); ++k)
+                    terms << QStringLiteral("c") + integer(k * node.channels + c);
+                sums << QStringLiteral("c%1=%2").arg(c).arg(terms.join(QLatin1Char('+')));
+            }
+            return text + merged + QStringLiteral("amerge=inputs=%1,pan=").arg(in.size()) + sums.join(QLatin1Char('|'));
         }
-        case ClipNode::Op::Delay:
-            return QStringLiteral("adelay=delays=%1S:all=1,").arg(node.delay) + length(node.samples);
+        case ClipNode::Op::Filter: {
+            const QString filter = node.filter.kind == PassFilter::Kind::LowPass ? QStringLiteral("lowpass") : QStringLiteral("highpass");
+            return in[0] + QStringLiteral("%1=f=%2:p=%3").arg(filter, number(node.filter.frequency)).arg(node.filter.poles);
+        }
+        case ClipNode::Op::Delay: {
+            // The shifted copy's channels, for as long as the unshifted copy
+            // lasts: join ends with its first input.
+            const QString a = QStringLiteral("[%1a]").arg(name);
+            const QString b = QStringLiteral("[%1b]").arg(name);
+            const QString shifted = QStringLiteral("[%1s]").arg(name);
+            const QString shift = node.delay > 0
+                                      ? QStringLiteral("adelay=delays=%1S:all=1").arg(node.delay)
+                                      : QStringLiteral("atrim=start_sample=%1,asetpts=N/SR/TB,apad").arg(-node.delay);
+            QStringList map;
+            const QStringList names = channelNames(node.channels);
+            for (qsizetype c = 0; c < names.size(); ++c)
+                map << QStringLiteral("1.%1-%2").arg(c).arg(names[c]);
+            return in[0] + QStringLiteral("asplit=2") + a + b + QLatin1Char(';') + b + shift + shifted + QLatin1Char(';') + a + shifted
+                   + QStringLiteral("join=inputs=2:channel_layout=%1:map=%2").arg(layoutName(node.channels), map.join(QLatin1Char('|')));
+        }
         case ClipNode::Op::Normalize:
-            return QStringLiteral("volume=volume=%1:precision=float").arg(number(m_gains.value(&node, 1.0)));
+            return in[0] + QStringLiteral("volume=volume=%1:precision=float").arg(number(m_gains.value(&node, 1.0)));
         case ClipNode::Op::ToFloat:
-            return QStringLiteral("aformat=sample_fmts=flt|fltp");
+            return in[0] + QStringLiteral("aformat=sample_fmts=flt|fltp");
         }
         return {};
     }
@@ -156,6 +194,7 @@ private:
     const NormalizeGains &m_gains;
     FfmpegGraph m_graph;
     QHash<const ClipNode *, QStringList> m_labels; // pads not yet connected, per node
+    QSet<const ClipNode *> m_bounding;             // nodes whose length sets a mix's
 };
 
 void visit(const ClipNode *node, QSet<const ClipNode *> &seen, std::vector<const ClipNode *> &order)

@@ -10,10 +10,10 @@
 namespace tonmill::avs {
 
 enum class GraphMode {
-    // The clip exactly: every length the script sets is kept, padding included.
+    // The clip exactly.
     Render,
-    // Only for finding the peak: silence at the end of a clip may be left
-    // out, so that padding such as BlankClip's hours is never generated.
+    // Only for finding the peak: silence that bounds no other audio is cut
+    // to one sample, so that hours of BlankClip are never generated.
     PeakScan,
 };
 

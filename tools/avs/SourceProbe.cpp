@@ -10,6 +10,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <algorithm>
 #include <cmath>
 
 namespace tonmill::avs {
@@ -96,13 +97,16 @@ std::optional<SourceInfo> SourceProbe::askFfprobe(const QString &path, QString *
     info.durationSeconds = seconds(stream.value(QStringLiteral("duration")));
     if (info.durationSeconds < 0)
         info.durationSeconds = seconds(root.value(QStringLiteral("format")).toObject().value(QStringLiteral("duration")));
+    // A file written to a pipe may not say how long it is; it plays to its end
+    // all the same, so its length is only unknown (0).
+    info.durationSeconds = std::max(info.durationSeconds, 0.0);
     // ffprobe names no sample format when ffmpeg has no decoder for the codec.
     if (format.isEmpty()) {
         *error = QStringLiteral("the source \"%1\" has audio that ffmpeg cannot decode").arg(path);
         return std::nullopt;
     }
-    if (info.channels < 1 || info.sampleRate < 1 || info.durationSeconds < 0) {
-        *error = QStringLiteral("the source \"%1\" has audio of unknown channels, rate or length").arg(path);
+    if (info.channels < 1 || info.sampleRate < 1) {
+        *error = QStringLiteral("the source \"%1\" has audio of unknown channels or rate").arg(path);
         return std::nullopt;
     }
     if (info.channels > kMaxChannels) {

@@ -16,7 +16,7 @@ class SourceProbe {
 public:
     explicit SourceProbe(QString ffprobePath);
     // Nothing, with a one-line reason, when the file is missing, unreadable or
-    // has no audio.
+    // has no audio. A length that nothing states is 0.
     std::optional<SourceInfo> probe(const QString &path, QString *error) const;
     // The same, asked of ffprobe whatever the file is.
     std::optional<SourceInfo> askFfprobe(const QString &path, QString *error) const;

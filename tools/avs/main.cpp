@@ -6,6 +6,9 @@
 // prints the ffmpeg arguments the script compiles to (inputs, -filter_complex
 // and -map), each ended by a NUL byte, for benchmarks and for looking into a
 // script.
+//   tonmill-avs --ffmpeg PATH --length SCRIPT
+// prints the script's length in seconds on one line (0 when its sources do not
+// say), for the program to learn the length of a source that is a script.
 
 #include "tools/avs/AvsScript.h"
 #include "tools/avs/WavRender.h"
@@ -73,8 +76,16 @@ int main(int argc, char *argv[])
 
     const QStringList args = app.arguments();
     if (args.size() != 5 || args[1] != QLatin1String("--ffmpeg"))
-        return failWith(QStringLiteral("usage: tonmill-avs --ffmpeg PATH SCRIPT OUTPUT.wav | --ffmpeg PATH --graph SCRIPT"));
+        return failWith(QStringLiteral("usage: tonmill-avs --ffmpeg PATH SCRIPT OUTPUT.wav | --ffmpeg PATH --graph SCRIPT | --ffmpeg PATH --length SCRIPT"));
     const QString ffmpeg = args[2];
+    if (args[3] == QLatin1String("--length")) {
+        QString error;
+        const std::optional<double> seconds = tonmill::avs::scriptLength(args[4], ffmpeg, &error);
+        if (!seconds)
+            return failWith(error);
+        std::printf("%s\n", QString::number(*seconds, 'f', 6).toLatin1().constData());
+        return 0;
+    }
     const bool graphOnly = args[3] == QLatin1String("--graph");
 
     const tonmill::avs::CompileResult compiled = tonmill::avs::compileScript(graphOnly ? args[4] : args[3], ffmpeg);

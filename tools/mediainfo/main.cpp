@@ -1,35 +1,63 @@
 // Tools/MediaInfo/mediainfo: the media report the program reads, made by the
 // system's MediaInfo with the stream headings numbered from 0.
+//
+// Exit status:
+//   0    the report is on stdout.
+//   1    no report; the one line on stderr says why.
+//   126  (kHelperProgramNotExecutable) the system's MediaInfo exists but
+//        cannot be executed.
+//   127  (kHelperProgramMissing) the system's MediaInfo cannot be found.
+// 126 and 127 are what env and the shells use, so that the program can tell a
+// missing tool from a file it could not describe.
 #include "platform/ChildProcess.h"
+#include "platform/ToolChain.h"
 #include "tools/mediainfo/StreamHeadings.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QProcess>
-#include <QStandardPaths>
 
 #include <cstdio>
 
 namespace {
 
-int fail(const QString &reason)
+int fail(const QString &reason, int status = 1)
 {
     std::fputs(("mediainfo: error: " + reason + QLatin1Char('\n')).toUtf8().constData(), stderr);
-    return 1;
+    return status;
 }
 
-// The system's MediaInfo, never this program itself should it be on the path.
-QString systemMediaInfo()
+struct Found {
+    QString path;
+    int status = 0; // else the exit status that says why there is none
+    QString reason;
+};
+
+// The system's MediaInfo, found as a shell finds a command: the first
+// executable "mediainfo" in the search path's folders (the system's program
+// folders when there is no search path), never this program itself should
+// its folder be among them.
+Found systemMediaInfo(const QString &self)
 {
-    const QString self = QFileInfo(QCoreApplication::applicationFilePath()).canonicalFilePath();
-    const QStringList places = {QStringLiteral("/usr/bin"), QStringLiteral("/usr/local/bin")};
-    for (const QString &found : {QStandardPaths::findExecutable(QStringLiteral("mediainfo"), places),
-                                 QStandardPaths::findExecutable(QStringLiteral("mediainfo"))}) {
-        if (!found.isEmpty() && QFileInfo(found).canonicalFilePath() != self)
-            return found;
+    QStringList places = qEnvironmentVariable("PATH").split(QLatin1Char(':'), Qt::SkipEmptyParts);
+    if (places.isEmpty())
+        places = {QStringLiteral("/usr/local/bin"), QStringLiteral("/usr/bin"), QStringLiteral("/bin")};
+    QString unusable;
+    for (const QString &place : places) {
+        const QFileInfo candidate(QDir(place).filePath(QStringLiteral("mediainfo")));
+        if (!candidate.exists() || candidate.canonicalFilePath() == self)
+            continue;
+        if (candidate.isFile() && candidate.isExecutable())
+            return {candidate.absoluteFilePath(), 0, {}};
+        if (unusable.isEmpty())
+            unusable = candidate.absoluteFilePath();
     }
-    return {};
+    if (!unusable.isEmpty())
+        return {{}, tonmill::kHelperProgramNotExecutable,
+                tonmill::cannotStart(unusable, QStringLiteral("it is not an executable program"))};
+    return {{}, tonmill::kHelperProgramMissing,
+            QStringLiteral("MediaInfo is not installed: there is no \"mediainfo\" on the search path")};
 }
 
 } // namespace
@@ -43,9 +71,9 @@ int main(int argc, char **argv)
     const QString file = arguments.first();
     if (!QFileInfo(file).isFile())
         return fail(QStringLiteral("the file \"%1\" does not exist").arg(file));
-    const QString tool = systemMediaInfo();
-    if (tool.isEmpty())
-        return fail(QStringLiteral("MediaInfo is not installed"));
+    const Found tool = systemMediaInfo(QFileInfo(QCoreApplication::applicationFilePath()).canonicalFilePath());
+    if (tool.status != 0)
+        return fail(tool.reason, tool.status);
 
     QProcess process;
     // MediaInfo reads file names through the locale; a C locale loses every
@@ -55,7 +83,10 @@ int main(int argc, char **argv)
     process.setProcessEnvironment(environment);
     process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     tonmill::makeChildDieWithParent(process);
-    process.start(tool, {file});
+    process.start(tool.path, {file});
+    if (!process.waitForStarted(-1))
+        return fail(tonmill::cannotStart(tool.path, process.errorString()),
+                    QFileInfo::exists(tool.path) ? tonmill::kHelperProgramNotExecutable : tonmill::kHelperProgramMissing);
     if (!process.waitForFinished(-1) || process.exitStatus() != QProcess::NormalExit)
         return fail(QStringLiteral("MediaInfo could not be run: %1").arg(process.errorString()));
     const QString report = QString::fromUtf8(process.readAllStandardOutput());

@@ -1,6 +1,8 @@
 #include "tools/run/EncoderRun.h"
 
 #include "platform/ChildProcess.h"
+#include "platform/ToolChain.h"
+#include "tools/run/TerminationSignals.h"
 
 #include <QDir>
 #include <QFile>
@@ -14,7 +16,6 @@
 namespace tonmill::run {
 
 namespace {
-constexpr int kGraceMs = 3000;
 // Three times the 30 ms a polling reader sleeps between reads.
 constexpr int kLineSpacingMs = 100;
 } // namespace
@@ -25,7 +26,7 @@ EncoderRun::EncoderRun(EncodeRequest request, AudioSource source, QString ffmpeg
     , m_source(std::move(source))
     , m_ffmpeg(std::move(ffmpegPath))
     , m_output(QFileInfo(m_request.output).absoluteFilePath())
-    , m_temporary(temporaryName(m_output))
+    , m_temporary(partialOutputName(m_output))
 {
     connect(&m_process, &QProcess::readyReadStandardOutput, this, &EncoderRun::readProgress);
     connect(&m_process, &QProcess::readyReadStandardError, this, &EncoderRun::readDiagnostics);
@@ -34,9 +35,22 @@ EncoderRun::EncoderRun(EncodeRequest request, AudioSource source, QString ffmpeg
     connect(&m_spacing, &QTimer::timeout, this, &EncoderRun::flushPendingLine);
 }
 
-QString EncoderRun::temporaryName(const QString &output)
+ProgramCheck checkProgram(const QString &path)
 {
-    return output + QStringLiteral(".part");
+    const QFileInfo info(path);
+    if (!info.exists())
+        return {kHelperProgramMissing, cannotStart(path, QStringLiteral("it does not exist"))};
+    if (!info.isFile() || !info.isExecutable())
+        return {kHelperProgramNotExecutable, cannotStart(path, QStringLiteral("it is not an executable program"))};
+    return {};
+}
+
+QStringList EncoderRun::lastWords() const
+{
+    QStringList lines = m_diagnostics.lastLines();
+    for (QString &line : lines)
+        line.replace(m_temporary, m_output);
+    return lines;
 }
 
 bool EncoderRun::prepareTarget()
@@ -50,6 +64,7 @@ bool EncoderRun::prepareTarget()
         m_failure = QStringLiteral("the output \"%1\" is a folder").arg(m_output);
         return false;
     }
+    setPartialFile(m_temporary);
     QFile probe(m_temporary);
     if (!probe.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
         m_failure = QStringLiteral("cannot write to the output folder \"%1\": %2").arg(folder, probe.errorString());
@@ -64,25 +79,24 @@ bool EncoderRun::start()
         return false;
     Q_EMIT line(describeEncode(m_request, m_source));
     makeChildDieWithParent(m_process);
-    m_process.start(m_ffmpeg, ffmpegArguments(m_request, m_source, m_temporary));
-    if (!m_process.waitForStarted(-1)) {
-        QFile::remove(m_temporary);
-        m_failure = QStringLiteral("cannot start ffmpeg (%1): %2").arg(m_ffmpeg, m_process.errorString());
-        return false;
+    bool started = false;
+    {
+        const HeldTerminationSignals held;
+        m_process.setChildProcessModifier(held.releasedInChild(m_process.childProcessModifier()));
+        m_process.start(m_ffmpeg, ffmpegArguments(m_request, m_source, m_temporary));
+        started = m_process.waitForStarted(-1);
+        if (started)
+            setEncoderProcess(m_process.processId());
     }
-    return true;
-}
-
-void EncoderRun::stop()
-{
-    if (m_process.state() == QProcess::NotRunning)
-        return;
-    m_stopped = true;
-    m_process.terminate();
-    if (!m_process.waitForFinished(kGraceMs)) {
-        m_process.kill();
-        m_process.waitForFinished(-1);
-    }
+    if (started)
+        return true;
+    QFile::remove(m_temporary);
+    // The program was checked before; this is what has changed since, or exec's refusal.
+    const ProgramCheck check = checkProgram(m_ffmpeg);
+    m_failureStatus = check.status != 0 ? check.status : kHelperProgramNotExecutable;
+    m_failure = check.status != 0 ? check.reason
+                                  : cannotStart(m_ffmpeg, m_process.errorString());
+    return false;
 }
 
 void EncoderRun::readProgress()
@@ -132,19 +146,22 @@ void EncoderRun::flushPendingLine()
 
 void EncoderRun::onFinished(int exitCode, QProcess::ExitStatus status)
 {
+    setEncoderProcess(0);
     readProgress();
     readDiagnostics();
     m_diagnostics.feed("\n"); // a last line without its end still counts
-    const bool ranWell = !m_stopped && status == QProcess::NormalExit && exitCode == 0;
+    const bool ranWell = status == QProcess::NormalExit && exitCode == 0;
     if (ranWell && m_last.seconds <= 0) {
         m_failure = QStringLiteral("no audio could be decoded from \"%1\"").arg(m_request.input);
-    } else if (m_stopped) {
-        m_failure = QStringLiteral("stopped before the end; nothing was written");
+    } else if (status != QProcess::NormalExit) {
+        // After a crash QProcess gives the signal's number as the exit code.
+        // The runner never signals ffmpeg but on its way out, so this came from elsewhere.
+        m_failure = QStringLiteral("ffmpeg was ended by signal %1 (%2)")
+                        .arg(exitCode)
+                        .arg(QString::fromLocal8Bit(::strsignal(exitCode)));
     } else if (!ranWell) {
-        m_failure = failureLine({m_diagnostics.errors(), sourceFiles(m_source), m_request.encoder, m_last.seconds,
-                                 m_temporary, m_output});
-        if (status != QProcess::NormalExit)
-            m_failure = QStringLiteral("ffmpeg ended abnormally: ") + m_failure;
+        m_failure = failureLine({exitCode, m_diagnostics.errors(), m_diagnostics.lastLines(), sourceFiles(m_source),
+                                 m_request.encoder, m_last.seconds, m_temporary, m_output});
     } else if (std::rename(QFile::encodeName(m_temporary).constData(), QFile::encodeName(m_output).constData()) != 0) {
         m_failure = QStringLiteral("cannot put the result in place as \"%1\": %2")
                         .arg(m_output, QString::fromLocal8Bit(std::strerror(errno)));

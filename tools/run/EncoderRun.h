@@ -11,9 +11,19 @@
 
 namespace tonmill::run {
 
-// One encode on ffmpeg. The result is written under a temporary name beside
-// the output and renamed only when ffmpeg has finished well, so a file under
-// the output's name is always a finished one.
+// Whether a program named by its path can be started. status is 0 when it
+// can, else the runner's exit status for it (kHelperProgramMissing or
+// kHelperProgramNotExecutable) with the reason.
+struct ProgramCheck {
+    int status = 0;
+    QString reason;
+};
+ProgramCheck checkProgram(const QString &path);
+
+// One encode on ffmpeg. The result is written under the output's partial
+// name and renamed only when ffmpeg has finished well, so a file under the
+// output's name is always a finished one. The termination handler is told of
+// ffmpeg and the partial file, so that a signal leaves neither behind.
 class EncoderRun : public QObject {
     Q_OBJECT
 public:
@@ -21,12 +31,13 @@ public:
 
     // False, with the reason in failure(), when the encode cannot begin.
     bool start();
-    // Ends ffmpeg and removes the unfinished file; finished() follows.
-    void stop();
 
     const QString &failure() const { return m_failure; }
-    // The name the result has until it is finished.
-    static QString temporaryName(const QString &output);
+    // The runner's exit status for the failure: 1, or kHelperProgramMissing or
+    // kHelperProgramNotExecutable when ffmpeg could not be started.
+    int failureStatus() const { return m_failureStatus; }
+    // ffmpeg's last lines on stderr, under the names the user knows.
+    QStringList lastWords() const;
 
 Q_SIGNALS:
     // A line for the console: the start, the progress lines.
@@ -58,7 +69,7 @@ private:
     QTimer m_spacing;
     QString m_pendingLine;
     QString m_failure;
-    bool m_stopped = false;
+    int m_failureStatus = 1;
 };
 
 } // namespace tonmill::run

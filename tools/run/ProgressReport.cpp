@@ -6,6 +6,10 @@ namespace tonmill::run {
 
 namespace {
 
+// Enough for what ffmpeg says last, with the runner's own line, to fit in the
+// five last lines a reader keeps.
+constexpr qsizetype kLastLines = 4;
+
 // Complete lines of the pending bytes, leaving an unfinished one pending.
 QList<QByteArray> takeLines(QByteArray &pending, const QByteArray &bytes)
 {
@@ -80,10 +84,16 @@ void DiagnosticReader::takeLine(const QString &line)
     static const QRegularExpression levelled(QStringLiteral(R"(^(?:\[(\S+) @ [^\]]*\] )?\[(\w+)\] (.*)$)"));
     static const QRegularExpression duration(QStringLiteral(R"(^\s*Duration: (\d+):(\d\d):(\d\d(?:\.\d+)?))"));
     const QRegularExpressionMatch m = levelled.match(line);
+    const QString message = m.hasMatch() ? m.captured(3).trimmed() : line;
+    if (!message.isEmpty()) {
+        // The context ("[mp2 @ 0x...] ") stays, the level goes.
+        m_lastLines.append(m.hasMatch() ? line.left(m.capturedStart(2) - 1) + message : line);
+        if (m_lastLines.size() > kLastLines)
+            m_lastLines.removeFirst();
+    }
     if (!m.hasMatch())
         return;
     const QString level = m.captured(2);
-    const QString message = m.captured(3).trimmed();
     if (level == QLatin1String("error") || level == QLatin1String("fatal") || level == QLatin1String("panic")) {
         if (!message.isEmpty())
             m_errors.append({m.captured(1), message});
@@ -96,8 +106,13 @@ void DiagnosticReader::takeLine(const QString &line)
 
 QString failureLine(const FailedRun &run)
 {
-    if (run.errors.isEmpty())
-        return QStringLiteral("ffmpeg failed without giving a reason");
+    if (run.errors.isEmpty()) {
+        if (run.lastLines.isEmpty())
+            return QStringLiteral("ffmpeg failed without giving a reason (status %1)").arg(run.exitCode);
+        QString last = run.lastLines.last();
+        last.replace(run.temporary, run.output);
+        return QStringLiteral("ffmpeg failed with status %1: %2").arg(run.exitCode).arg(last);
+    }
     for (const Diagnostic &error : run.errors) {
         for (const QString &file : run.sourceFiles) {
             if (error.message.startsWith(file + QLatin1String(": ")))

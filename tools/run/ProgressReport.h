@@ -46,6 +46,9 @@ public:
 
     // Oldest first.
     const QList<Diagnostic> &errors() const { return m_errors; }
+    // The last few lines at any level, oldest first, as ffmpeg wrote them but
+    // for the level prefix: its own words when it fails below error level.
+    const QStringList &lastLines() const { return m_lastLines; }
     // The first input's duration, 0 when not reported.
     double durationSeconds() const { return m_duration; }
 
@@ -54,13 +57,17 @@ private:
 
     QByteArray m_pending;
     QList<Diagnostic> m_errors;
+    QStringList m_lastLines;
     double m_duration = 0;
 };
 
-// The one line that says why a run failed: the source cannot be opened, the
-// encoder refuses its settings, or nothing could be decoded.
+// The one line that says why a run whose ffmpeg ended with a non-zero status
+// failed: the source cannot be opened, the encoder refuses its settings,
+// nothing could be decoded, or else ffmpeg's own last words.
 struct FailedRun {
+    int exitCode = 1;
     QList<Diagnostic> errors;
+    QStringList lastLines;
     QStringList sourceFiles;
     QString encoder;
     double encodedSeconds = 0;

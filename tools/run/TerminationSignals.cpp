@@ -1,56 +1,90 @@
 #include "tools/run/TerminationSignals.h"
 
-#include <QSocketNotifier>
+#include <QFile>
 
-#include <csignal>
-#include <fcntl.h>
+#include <climits>
+#include <cstring>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace tonmill::run {
 
 namespace {
-int g_pipe[2] = {-1, -1};
-
-void onSignal(int number)
-{
-    const unsigned char byte = static_cast<unsigned char>(number);
-    [[maybe_unused]] const ssize_t written = ::write(g_pipe[1], &byte, 1);
-}
+// Read by the signal handler, so plain and fixed-size.
+volatile sig_atomic_t g_encoder = 0;
+volatile sig_atomic_t g_hasPartial = 0;
+char g_partial[PATH_MAX];
 
 constexpr int kSignals[] = {SIGTERM, SIGINT, SIGHUP};
+
+sigset_t terminationSet()
+{
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int s : kSignals)
+        sigaddset(&set, s);
+    return set;
+}
+
+// Only async-signal-safe calls.
+extern "C" void endRun(int number)
+{
+    const pid_t encoder = g_encoder;
+    if (encoder > 0) {
+        // Once reaped the encoder can no longer create the file removed below.
+        // __WALL: QProcess may start its child without SIGCHLD as exit signal.
+        ::kill(-encoder, SIGKILL);
+        ::waitpid(encoder, nullptr, __WALL);
+    }
+    if (g_hasPartial)
+        ::unlink(g_partial);
+    ::_exit(128 + number);
+}
 } // namespace
 
-TerminationSignals::TerminationSignals(QObject *parent)
-    : QObject(parent)
+void installTerminationHandler()
 {
-    if (::pipe2(g_pipe, O_CLOEXEC | O_NONBLOCK) != 0)
-        return;
-    m_notifier = new QSocketNotifier(g_pipe[0], QSocketNotifier::Read, this);
-    connect(m_notifier, &QSocketNotifier::activated, this, &TerminationSignals::readSignal);
     struct sigaction action = {};
-    action.sa_handler = onSignal;
-    sigemptyset(&action.sa_mask);
-    action.sa_flags = SA_RESTART;
+    action.sa_handler = endRun;
+    action.sa_mask = terminationSet();
     for (const int s : kSignals)
         ::sigaction(s, &action, nullptr);
 }
 
-TerminationSignals::~TerminationSignals()
+void setEncoderProcess(qint64 pid)
 {
-    for (const int s : kSignals)
-        ::signal(s, SIG_DFL);
-    if (g_pipe[0] >= 0) {
-        ::close(g_pipe[0]);
-        ::close(g_pipe[1]);
-        g_pipe[0] = g_pipe[1] = -1;
+    g_encoder = static_cast<sig_atomic_t>(pid);
+}
+
+void setPartialFile(const QString &path)
+{
+    const QByteArray name = QFile::encodeName(path);
+    g_hasPartial = 0;
+    if (static_cast<size_t>(name.size()) < sizeof g_partial) {
+        std::memcpy(g_partial, name.constData(), static_cast<size_t>(name.size()) + 1);
+        g_hasPartial = 1;
     }
 }
 
-void TerminationSignals::readSignal()
+HeldTerminationSignals::HeldTerminationSignals()
 {
-    unsigned char byte = 0;
-    while (::read(g_pipe[0], &byte, 1) == 1)
-        Q_EMIT received(byte);
+    const sigset_t held = terminationSet();
+    ::sigprocmask(SIG_BLOCK, &held, &m_previous);
+}
+
+HeldTerminationSignals::~HeldTerminationSignals()
+{
+    ::sigprocmask(SIG_SETMASK, &m_previous, nullptr);
+}
+
+std::function<void()> HeldTerminationSignals::releasedInChild(std::function<void()> modifier) const
+{
+    const sigset_t previous = m_previous;
+    return [modifier = std::move(modifier), previous] {
+        if (modifier)
+            modifier();
+        ::sigprocmask(SIG_SETMASK, &previous, nullptr);
+    };
 }
 
 } // namespace tonmill::run

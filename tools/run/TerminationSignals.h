@@ -1,27 +1,40 @@
 #pragma once
 
-#include <QObject>
+#include <QString>
 
-class QSocketNotifier;
+#include <csignal>
+#include <functional>
 
 namespace tonmill::run {
 
-// Turns SIGTERM, SIGINT and SIGHUP into a Qt signal, so that the runner can
-// end its encoder and tidy up from the event loop rather than from inside a
-// signal handler. One instance per process.
-class TerminationSignals : public QObject {
-    Q_OBJECT
-public:
-    explicit TerminationSignals(QObject *parent = nullptr);
-    ~TerminationSignals() override;
+// SIGTERM, SIGINT and SIGHUP end the run at once, inside the signal handler:
+// the encoder is killed and reaped, its unfinished file removed, and the
+// process exits with 128 + the signal's number. The piped runner follows its
+// SIGTERM with SIGKILL half a second later, too soon for an encoder writing at
+// disk speed to be ended gracefully, and a run killed first leaves its file.
+void installTerminationHandler();
 
-Q_SIGNALS:
-    void received(int signalNumber);
+// What the handler undoes. The encoder leads its own process group; 0 once it
+// has ended.
+void setEncoderProcess(qint64 pid);
+// Set before the file is created, so that there is no moment it exists unknown.
+void setPartialFile(const QString &path);
+
+// Holds the termination signals back while it lives, so that a child being
+// started is recorded before a signal can find it running.
+class HeldTerminationSignals {
+public:
+    HeldTerminationSignals();
+    ~HeldTerminationSignals();
+    HeldTerminationSignals(const HeldTerminationSignals &) = delete;
+    HeldTerminationSignals &operator=(const HeldTerminationSignals &) = delete;
+
+    // A child inherits held signals across exec: the child's modifier,
+    // extended to let them through again there.
+    std::function<void()> releasedInChild(std::function<void()> modifier) const;
 
 private:
-    void readSignal();
-
-    QSocketNotifier *m_notifier = nullptr;
+    sigset_t m_previous;
 };
 
 } // namespace tonmill::run

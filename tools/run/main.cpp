@@ -1,16 +1,34 @@
 // tonmill-run: runs the encoder lines the program writes for its original
 // tools (old ffmpeg, QuEnc, the WMA script host) on today's ffmpeg, and prints
 // the progress lines the program's progress monitor reads.
+//
+// Exit status:
+//   0        the output was encoded.
+//   1        the encode failed; the last line on stderr says why, after up to
+//            four of ffmpeg's own last lines when ffmpeg ran.
+//   126      (kHelperProgramNotExecutable) a program it has to run exists but
+//            cannot be executed: not executable, a folder, or exec refuses it.
+//   127      (kHelperProgramMissing) a program it has to run does not exist:
+//            ffmpeg as the line names it (for the QuEnc and WMA lines, ffmpeg on
+//            the search path), and for a script ffprobe, which the interpreter
+//            takes from beside that ffmpeg or from the search path.
+//   128 + N  ended by signal N; the encoder and its unfinished file are gone.
+// 126 and 127 are what env and the shells use, so that the program can tell a
+// run that never began from one that failed.
+#include "platform/ToolChain.h"
+#include "tools/avs/ToolProcess.h"
 #include "tools/run/EncoderRun.h"
 #include "tools/run/ScriptSource.h"
 #include "tools/run/TerminationSignals.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFileInfo>
 #include <QStandardPaths>
 
 #include <cstdio>
 
+using namespace tonmill;
 using namespace tonmill::run;
 
 namespace {
@@ -21,23 +39,52 @@ void print(FILE *stream, const QString &text)
     std::fflush(stream);
 }
 
-int fail(const QString &reason)
+// The reason is read from the last line alone, so a name with a line break
+// must not split it.
+int fail(QString reason, int status = 1)
 {
+    reason.replace(QLatin1Char('\n'), QLatin1Char(' ')).replace(QLatin1Char('\r'), QLatin1Char(' '));
     print(stderr, QStringLiteral("tonmill-run: error: ") + reason);
-    return 1;
+    return status;
 }
 
-// The ffmpeg that does the work: the one an ffmpeg line names, otherwise the
-// one on the search path or in the system's program folders.
-QString ffmpegFor(const EncodeRequest &request, const QStringList &words)
+struct Ffmpeg {
+    QString path;
+    ProgramCheck check;
+};
+
+// The ffmpeg that does the work: the one an ffmpeg line names (a bare name
+// from the search path), otherwise the one on the search path or in the
+// system's program folders.
+Ffmpeg ffmpegFor(const EncodeRequest &request, const QStringList &words)
 {
-    if (request.kind == LineKind::Ffmpeg)
-        return words.first();
-    const QString onPath = QStandardPaths::findExecutable(QStringLiteral("ffmpeg"));
-    if (!onPath.isEmpty())
-        return onPath;
-    return QStandardPaths::findExecutable(QStringLiteral("ffmpeg"),
-                                          {QStringLiteral("/usr/bin"), QStringLiteral("/usr/local/bin")});
+    const QString named = request.kind == LineKind::Ffmpeg ? words.first() : QString();
+    if (named.contains(QLatin1Char('/')))
+        return {named, checkProgram(named)};
+    const QString name = named.isEmpty() ? QStringLiteral("ffmpeg") : named;
+    QString found = QStandardPaths::findExecutable(name);
+    if (found.isEmpty() && named.isEmpty())
+        found = QStandardPaths::findExecutable(name, {QStringLiteral("/usr/bin"), QStringLiteral("/usr/local/bin")});
+    if (found.isEmpty())
+        return {name, {kHelperProgramMissing, cannotStart(name, QStringLiteral("it is not on the search path"))}};
+    return {found, {}};
+}
+
+// The interpreter's ffprobe, looked for where the interpreter looks.
+ProgramCheck ffprobeFor(const QString &ffmpeg)
+{
+    if (!avs::findFfprobe(ffmpeg).isEmpty())
+        return {};
+    const QString beside = QFileInfo(ffmpeg).dir().filePath(QStringLiteral("ffprobe"));
+    if (QFileInfo::exists(beside))
+        return checkProgram(beside);
+    return {kHelperProgramMissing,
+            cannotStart(QStringLiteral("ffprobe"), QStringLiteral("it is neither at \"%1\" nor on the search path").arg(beside))};
+}
+
+bool isScript(const QString &input)
+{
+    return QFileInfo(input).suffix().compare(QLatin1String("avs"), Qt::CaseInsensitive) == 0;
 }
 
 } // namespace
@@ -45,34 +92,37 @@ QString ffmpegFor(const EncodeRequest &request, const QStringList &words)
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
-    TerminationSignals termination;
+    installTerminationHandler();
     const QStringList words = QCoreApplication::arguments().mid(1);
 
     const ParsedLine parsed = parseEncoderLine(words);
     if (!parsed.ok)
         return fail(parsed.error);
-    const QString ffmpeg = ffmpegFor(parsed.request, words);
-    if (ffmpeg.isEmpty() || !QFileInfo(ffmpeg).isExecutable())
-        return fail(QStringLiteral("ffmpeg is not installed at \"%1\"").arg(ffmpeg.isEmpty() ? QStringLiteral("ffmpeg") : ffmpeg));
+    const Ffmpeg ffmpeg = ffmpegFor(parsed.request, words);
+    if (ffmpeg.check.status != 0)
+        return fail(ffmpeg.check.reason, ffmpeg.check.status);
+    if (isScript(parsed.request.input)) {
+        const ProgramCheck ffprobe = ffprobeFor(ffmpeg.path);
+        if (ffprobe.status != 0)
+            return fail(ffprobe.reason, ffprobe.status);
+    }
 
-    const SourceResult source = openSource(parsed.request.input, ffmpeg);
+    const SourceResult source = openSource(parsed.request.input, ffmpeg.path);
     if (!source.ok)
         return fail(source.error);
 
-    EncoderRun run(parsed.request, source.source, ffmpeg);
-    int status = 0;
+    EncoderRun run(parsed.request, source.source, ffmpeg.path);
     QObject::connect(&run, &EncoderRun::line, [](const QString &text) { print(stdout, text); });
     QObject::connect(&run, &EncoderRun::finished, [&](bool ok) {
-        status = ok ? 0 : fail(run.failure());
-        QCoreApplication::exit(status);
-    });
-    QObject::connect(&termination, &TerminationSignals::received, [&](int number) {
-        run.stop();
-        status = 128 + number;
-        QCoreApplication::exit(status);
+        if (ok) {
+            QCoreApplication::exit(0);
+            return;
+        }
+        for (const QString &line : run.lastWords())
+            print(stderr, line);
+        QCoreApplication::exit(fail(run.failure(), run.failureStatus()));
     });
     if (!run.start())
-        return fail(run.failure());
-    app.exec();
-    return status;
+        return fail(run.failure(), run.failureStatus());
+    return app.exec();
 }
