@@ -17,8 +17,9 @@ ffmpeg=$(command -v ffmpeg)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 source_mp3="$work/source.mp3"
-# Quiet first, loud after: the first frames' bit rate says little of the rest.
-"$ffmpeg" -v error -f lavfi -i "anoisesrc=d=$((minutes * 60 - 10)):c=pink:a=0.5,adelay=10s:all=1" \
+# Loud first, quiet after: the first frames' bit rate says little of the rest.
+"$ffmpeg" -v error -f lavfi \
+  -i "anoisesrc=d=10:c=pink:a=0.5[a];sine=f=440:d=$((minutes * 60 - 10)),volume=0.1[b];[a][b]concat=n=2:v=0:a=1" \
   -ac 2 -c:a libmp3lame -q:a 0 -write_xing 0 "$source_mp3"
 mkdir -p "$work/app"
 printf '[General]\r\nFFMPEG=%s\r\n' "$ffmpeg" >"$work/app/Tonmill.ini"

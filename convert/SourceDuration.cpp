@@ -109,30 +109,38 @@ QString SourceDuration::ffprobeFor(const QString &ffmpegPath)
     return QStandardPaths::findExecutable(QStringLiteral("ffprobe"));
 }
 
-std::optional<double> SourceDuration::lengthFromPackets(const QString &probeOutput)
+std::optional<double> SourceDuration::lengthFromPackets(QByteArrayView probeOutput)
 {
+    // A long source lists tens of thousands of packets: read in place.
     std::optional<double> timeBase;
     qint64 first = std::numeric_limits<qint64>::max();
     qint64 end = std::numeric_limits<qint64>::min();
-    for (const QString &line : probeOutput.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
-        const QStringList fields = line.trimmed().split(QLatin1Char(','));
-        if (fields.size() == 2 && fields[0] == QLatin1String("stream")) {
-            const QStringList ratio = fields[1].split(QLatin1Char('/'));
-            bool numOk = false;
-            bool denOk = false;
-            const double num = ratio.value(0).toDouble(&numOk);
-            const double den = ratio.value(1).toDouble(&denOk);
-            if (ratio.size() == 2 && numOk && denOk && num > 0 && den > 0)
-                timeBase = num / den;
-        } else if (fields.size() == 3 && fields[0] == QLatin1String("packet")) {
+    while (!probeOutput.isEmpty()) {
+        const qsizetype lineEnd = probeOutput.indexOf('\n');
+        const QByteArrayView line = probeOutput.first(lineEnd < 0 ? probeOutput.size() : lineEnd).trimmed();
+        probeOutput = lineEnd < 0 ? QByteArrayView() : probeOutput.sliced(lineEnd + 1);
+        if (line.startsWith("packet,")) {
+            const QByteArrayView fields = line.sliced(7);
+            const qsizetype comma = fields.indexOf(',');
+            if (comma < 0)
+                continue;
             bool ptsOk = false;
             bool durationOk = false;
-            const qint64 pts = fields[1].toLongLong(&ptsOk);
-            const qint64 duration = fields[2].toLongLong(&durationOk);
+            const qint64 pts = fields.first(comma).toLongLong(&ptsOk);
+            const qint64 duration = fields.sliced(comma + 1).toLongLong(&durationOk);
             if (!ptsOk)
                 continue; // a packet without a time says nothing of the length
             first = std::min(first, pts);
             end = std::max(end, pts + (durationOk && duration > 0 ? duration : 0));
+        } else if (line.startsWith("stream,")) {
+            const QByteArrayView ratio = line.sliced(7);
+            const qsizetype slash = ratio.indexOf('/');
+            bool numOk = false;
+            bool denOk = false;
+            const double num = slash < 0 ? 0 : ratio.first(slash).toDouble(&numOk);
+            const double den = slash < 0 ? 0 : ratio.sliced(slash + 1).toDouble(&denOk);
+            if (numOk && denOk && num > 0 && den > 0)
+                timeBase = num / den;
         }
     }
     if (!timeBase || end == std::numeric_limits<qint64>::min())
@@ -173,10 +181,9 @@ SourceLength SourceDuration::measurePackets(const QString &source, const QString
         return unreadable(run.failure);
     if (run.exitCode != 0)
         return unreadable(reasonFrom(run.err, input));
-    const QString list = QString::fromUtf8(run.out);
-    if (!list.contains(QLatin1String("stream,")))
+    if (!run.out.contains("stream,"))
         return unreadable(QStringLiteral("it holds no audio"));
-    const std::optional<double> seconds = lengthFromPackets(list);
+    const std::optional<double> seconds = lengthFromPackets(run.out);
     if (!seconds)
         return unreadable(QStringLiteral("no audio could be read from it"));
     SourceLength length;

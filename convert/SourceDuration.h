@@ -2,6 +2,7 @@
 
 #include "platform/AppFolder.h"
 
+#include <QByteArrayView>
 #include <QString>
 
 #include <optional>
@@ -39,7 +40,7 @@ public:
     // output ("stream,TIME_BASE" and "packet,PTS,DURATION" lines): from the
     // first sample the decoder keeps to the end of the last packet. Nothing
     // when the list names no audio stream or holds no timed packet.
-    static std::optional<double> lengthFromPackets(const QString &probeOutput);
+    static std::optional<double> lengthFromPackets(QByteArrayView probeOutput);
 
 private:
     SourceLength measurePackets(const QString &source, const QString &ffmpeg) const;

@@ -26,12 +26,13 @@ void makeChildDieWithParent(QProcess &process)
 bool waitYielding(QProcess &process, const std::function<bool()> &between)
 {
     constexpr int kSliceMs = 20;
-    // The end may be noticed by the event loop rather than by the wait, and a
+    // The end may be noticed by the event loop rather than by a wait, and a
     // wait on a process already known to have ended returns false at once:
-    // the state decides.
+    // the state decides. Waking for output as well as for the end lets
+    // `between` empty the pipe before a talkative child blocks on it.
     while (process.state() != QProcess::NotRunning) {
-        if (process.waitForFinished(kSliceMs))
-            break;
+        if (!process.waitForReadyRead(kSliceMs) && process.state() != QProcess::NotRunning)
+            process.waitForFinished(kSliceMs);
         if (between && !between())
             return false;
         QCoreApplication::processEvents();

@@ -14,8 +14,9 @@ namespace tonmill {
 void makeChildDieWithParent(QProcess &process);
 
 // Waits for a started process to end while the event loop runs on, in short
-// slices; between slices it calls `between` (to read output, say), which ends
-// the wait early by returning false. True when the process has ended.
+// slices or until it writes; between them it calls `between` (to read its
+// output, say), which ends the wait early by returning false. True when the
+// process has ended.
 bool waitYielding(QProcess &process, const std::function<bool()> &between = {});
 
 // True while the process exists and has not yet ended (a zombie has ended).

@@ -171,12 +171,17 @@ void TestHeadless::argumentsAreRead()
     for (const QStringList &args : bad)
         QVERIFY2(!parseHeadlessArguments(QStringList{QStringLiteral("tonmill")} + args).ok, qPrintable(args.join(' ')));
 
-    // Through the program: a usage error, and no window is needed for any of it.
+    // Through the program: a usage error and the help with the exit
+    // statuses, and no window is needed for any of it.
     Home home;
-    const Result r = home.convert({QStringLiteral("--convert"), QStringLiteral("x"), QStringLiteral("--format"),
-                                   QStringLiteral("OGG")});
+    Result r = home.convert({QStringLiteral("--convert"), QStringLiteral("x"), QStringLiteral("--format"),
+                             QStringLiteral("OGG")});
     QCOMPARE(r.status, 2);
     QVERIFY(r.err.contains(QStringLiteral("unknown format \"OGG\"")));
+    r = home.convert({QStringLiteral("--help")});
+    QCOMPARE(r.status, 0);
+    for (const QString &status : {QStringLiteral("\n  0 "), QStringLiteral("\n  1 "), QStringLiteral("\n  2 "), QStringLiteral("\n  3 ")})
+        QVERIFY2(r.out.contains(status), qPrintable(r.out));
 }
 
 void TestHeadless::allFormatsFromThreeSources()

@@ -49,6 +49,11 @@ void TestPlatform::homeArgumentChoosesFolder()
     // A trailing --home without a folder is ignored rather than guessed.
     QCOMPARE(AppFolder::fromArguments({QStringLiteral("tonmill"), QStringLiteral("--home")}, QStringLiteral("/x")).path(),
              QStringLiteral("/x"));
+    QCOMPARE(AppFolder::fromArguments({QStringLiteral("tonmill"), QStringLiteral("--convert"), QStringLiteral("a"),
+                                       QStringLiteral("--home=/tmp/h")},
+                                      QStringLiteral("/x"))
+                 .path(),
+             QStringLiteral("/tmp/h"));
 }
 
 void TestPlatform::scriptedDialogsAnswerInOrderAndFlagSurprises()
