@@ -165,6 +165,27 @@ SourceLength SourceDuration::operator()(const QString &source) const
     return measurePackets(source, ffmpeg);
 }
 
+std::optional<double> SourceDuration::lengthFromFrameCount(QByteArrayView probeOutput)
+{
+    QByteArrayView codec;
+    double rate = 0;
+    double frames = 0;
+    for (const QByteArray &line : probeOutput.toByteArray().split('\n')) {
+        const QByteArrayView entry = QByteArrayView(line).trimmed();
+        if (entry.startsWith("codec_name="))
+            codec = entry.sliced(11);
+        else if (entry.startsWith("sample_rate="))
+            rate = entry.sliced(12).toDouble();
+        else if (entry.startsWith("nb_read_packets="))
+            frames = entry.sliced(16).toDouble();
+    }
+    // Samples per frame: MPEG-2 and 2.5 halve layer III's at the low rates.
+    const double perFrame = codec == "mp1" ? 384 : codec == "mp2" ? 1152 : codec == "mp3" ? (rate >= 32000 ? 1152 : 576) : 0;
+    if (perFrame == 0 || !(rate > 0) || !(frames > 0))
+        return std::nullopt;
+    return frames * perFrame / rate;
+}
+
 SourceLength SourceDuration::measurePackets(const QString &source, const QString &ffmpeg) const
 {
     const QString ffprobe = ffprobeFor(ffmpeg);
@@ -173,14 +194,36 @@ SourceLength SourceDuration::measurePackets(const QString &source, const QString
     // "file:" keeps a name that begins with "-" or holds a ":" from being read
     // as an option or another protocol.
     const QString input = QStringLiteral("file:") + QFileInfo(source).absoluteFilePath();
-    const ToolRun run = runToEnd(ffprobe, {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-select_streams"),
-                                           QStringLiteral("a:0"), QStringLiteral("-show_entries"),
-                                           QStringLiteral("stream=time_base:packet=pts,duration"), QStringLiteral("-of"),
-                                           QStringLiteral("csv"), input});
-    if (!run.failure.isEmpty())
-        return unreadable(run.failure);
-    if (run.exitCode != 0)
-        return unreadable(reasonFrom(run.err, input));
+    const auto ask = [&](const QStringList &what, ToolRun *run) {
+        *run = runToEnd(ffprobe, QStringList{QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-select_streams"),
+                                             QStringLiteral("a:0")}
+                                     + what + QStringList{input});
+        if (!run->failure.isEmpty())
+            return run->failure;
+        return run->exitCode != 0 ? reasonFrom(run->err, input) : QString();
+    };
+    ToolRun run;
+    // MPEG audio frames all hold as many samples: counting them costs half
+    // of listing them. A name that promises MPEG audio may hold something else.
+    static const QStringList kMpegAudio = {QStringLiteral("mp3"), QStringLiteral("mp2"), QStringLiteral("mpa"), QStringLiteral("mp1")};
+    if (kMpegAudio.contains(QFileInfo(source).suffix().toLower())) {
+        if (const QString why = ask({QStringLiteral("-count_packets"), QStringLiteral("-show_entries"),
+                                     QStringLiteral("stream=codec_name,sample_rate,nb_read_packets"), QStringLiteral("-of"),
+                                     QStringLiteral("default=nw=1")},
+                                    &run);
+            !why.isEmpty())
+            return unreadable(why);
+        if (const std::optional<double> seconds = lengthFromFrameCount(run.out)) {
+            SourceLength length;
+            length.seconds = *seconds;
+            return length;
+        }
+    }
+    if (const QString why = ask({QStringLiteral("-show_entries"), QStringLiteral("stream=time_base:packet=pts,duration"),
+                                 QStringLiteral("-of"), QStringLiteral("csv")},
+                                &run);
+        !why.isEmpty())
+        return unreadable(why);
     if (!run.out.contains("stream,"))
         return unreadable(QStringLiteral("it holds no audio"));
     const std::optional<double> seconds = lengthFromPackets(run.out);

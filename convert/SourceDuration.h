@@ -23,7 +23,8 @@ struct SourceLength {
 // headers lie (a VBR MP3 without a frame count is guessed from its first
 // frames, a cut-off file claims its full length, a streamed file claims
 // nothing), so every source is measured by reading its audio packets, which
-// costs a small fraction of decoding them. A plain WAV whose header matches
+// costs a small fraction of decoding them (MPEG audio, whose frames all hold
+// as many samples, by counting them). A plain WAV whose header matches
 // the file's size is read from its header; a script (.avs) is asked of the
 // script interpreter in Tools/. The measuring tools are the ffprobe beside
 // the configured ffmpeg, else the one on the search path.
@@ -41,6 +42,10 @@ public:
     // first sample the decoder keeps to the end of the last packet. Nothing
     // when the list names no audio stream or holds no timed packet.
     static std::optional<double> lengthFromPackets(QByteArrayView probeOutput);
+    // The seconds that ffprobe's count of MPEG audio frames makes, from its
+    // "codec_name=", "sample_rate=" and "nb_read_packets=" lines; nothing for
+    // another codec, whose frames may differ in length.
+    static std::optional<double> lengthFromFrameCount(QByteArrayView probeOutput);
 
 private:
     SourceLength measurePackets(const QString &source, const QString &ffmpeg) const;

@@ -216,6 +216,7 @@ void TestRealWorld::wholeSoundAndNothingMore()
     const QString liar = home.source(QStringLiteral("liar.wav"));
     const QString streamed = home.source(QStringLiteral("streamed.ogg"));
     const QString raw = home.source(QStringLiteral("raw.aac"));
+    const QString halfRate = home.source(QStringLiteral("half-rate.mp3"));
     // Loud noise, then a quiet tone: a VBR MP3 without a frame count, whose
     // length ffmpeg guesses from its first, costly frames (16 s of 60 s).
     QVERIFY(generate(vbr, QStringLiteral("anoisesrc=d=5:c=pink:a=0.5[a];sine=f=440:d=55,volume=0.1[b];[a][b]concat=n=2:v=0:a=1"),
@@ -225,6 +226,9 @@ void TestRealWorld::wholeSoundAndNothingMore()
     QVERIFY(generate(truncated, QStringLiteral("sine=f=440:d=211"), {QStringLiteral("-c:a"), QStringLiteral("libmp3lame"),
                                                                       QStringLiteral("-b:a"), QStringLiteral("128k")}));
     test::writeBytes(truncated, test::readBytes(truncated).left(40000));
+    // MPEG-2 layer III: half as many samples in a frame.
+    QVERIFY(generate(halfRate, QStringLiteral("sine=f=440:d=4"), {QStringLiteral("-ar"), QStringLiteral("22050"),
+                                                                   QStringLiteral("-c:a"), QStringLiteral("libmp3lame")}));
     QVERIFY(generate(tiny, QStringLiteral("sine=f=440:d=0.01"), {QStringLiteral("-c:a"), QStringLiteral("pcm_s16le")}));
     // A WAV whose header claims three times the data the file holds.
     QVERIFY(generate(liar, QStringLiteral("sine=f=440:d=3"), {QStringLiteral("-c:a"), QStringLiteral("pcm_s16le")}));
@@ -241,12 +245,12 @@ void TestRealWorld::wholeSoundAndNothingMore()
                      {QStringLiteral("-ac"), QStringLiteral("2"), QStringLiteral("-c:a"), QStringLiteral("aac"), QStringLiteral("-f"),
                       QStringLiteral("adts")}));
 
-    for (const QString &source : {vbr, truncated, tiny, liar, streamed, raw}) {
+    for (const QString &source : {vbr, truncated, halfRate, tiny, liar, streamed, raw}) {
         const double length = decodedSeconds(source);
         QVERIFY2(length > 0, qPrintable(source));
-        // All but the WAVs lie in their headers by more than a second.
+        // All but the WAVs and the whole MP3 lie in their headers by more than a second.
         const double claimed = test::probeEntries(source, QStringLiteral("format=duration")).toDouble();
-        if (!source.endsWith(QLatin1String(".wav")))
+        if (!source.endsWith(QLatin1String(".wav")) && source != halfRate)
             QVERIFY2(std::abs(claimed - length) > 1, qPrintable(QStringLiteral("%1 claims %2 s").arg(source).arg(claimed)));
         for (const QString &format : {QStringLiteral("MP3"), QStringLiteral("WAV")}) {
             Converter c(home.app);
@@ -263,6 +267,8 @@ void TestRealWorld::wholeSoundAndNothingMore()
             c.convert(format, output);
             const QString what = source + QLatin1Char(' ') + format + QLatin1Char('\n') + c.log.text();
             QVERIFY2(c.job.result().outcome == ConvertResult::Outcome::Ended, qPrintable(what));
+            // The progress bar spans the sound's whole seconds.
+            QVERIFY2(std::abs(c.form.PB1Max - length) <= 0.6, qPrintable(QStringLiteral("%1: bar of %2 s").arg(what).arg(c.form.PB1Max)));
             // The script never trims at frame 0, which would mean the clip's end.
             if (source == tiny)
                 QVERIFY(test::readBytes(home.app + QStringLiteral("/DirectQX.avs")).contains("Trim(Clip3,0,1)\r\n"));
@@ -271,7 +277,7 @@ void TestRealWorld::wholeSoundAndNothingMore()
                      qPrintable(QStringLiteral("%1: %2 s from %3 s").arg(what).arg(written).arg(length)));
         }
     }
-    QCOMPARE(entries(home.out).size(), 12);
+    QCOMPARE(entries(home.out).size(), 14);
 }
 
 void TestRealWorld::failuresAreNamed()
