@@ -1,9 +1,9 @@
 #include "app/HeadlessConvert.h"
 #include "support/TestFiles.h"
 #include "support/TestPaths.h"
+#include "support/TestProcesses.h"
 
 #include <QDir>
-#include <QDirIterator>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
@@ -56,39 +56,6 @@ struct Result {
     QString out;
     QString err;
 };
-
-// Processes whose command line names the folder: what a run may have left.
-QStringList processesNaming(const QString &folder)
-{
-    QStringList found;
-    QDirIterator it(QStringLiteral("/proc"), QDir::Dirs | QDir::NoDotAndDotDot);
-    while (it.hasNext()) {
-        const QString dir = it.next();
-        bool numeric = false;
-        const qint64 pid = QFileInfo(dir).fileName().toLongLong(&numeric);
-        if (!numeric || pid == ::getpid())
-            continue;
-        QByteArray cmdline = readAll(dir + QStringLiteral("/cmdline"));
-        cmdline.replace('\0', ' ');
-        if (cmdline.contains(folder.toUtf8()))
-            found << QString::number(pid) + QLatin1Char(' ') + QString::fromUtf8(cmdline);
-    }
-    return found;
-}
-
-// None of them is left once the processes that were killed with their
-// parent have had a moment to go: the kernel ends those a little after it.
-bool noneLeft(const QString &folder)
-{
-    QElapsedTimer t;
-    t.start();
-    while (!processesNaming(folder).isEmpty()) {
-        if (t.elapsed() > 2000)
-            return false;
-        QTest::qWait(20);
-    }
-    return true;
-}
 
 // A temporary application folder with the build's tools, and a place for sources.
 struct Home {
@@ -213,7 +180,7 @@ void TestHeadless::allFormatsFromThreeSources()
         }
         QCOMPARE(readAll(home.path(source)), before);
     }
-    QVERIFY(noneLeft(home.dir.path()));
+    QVERIFY(test::noProcessMentions(home.dir.path()));
 }
 
 void TestHeadless::logTagsAndNaming()
@@ -382,7 +349,7 @@ void TestHeadless::badInputFailsCleanly()
             QVERIFY2(r.err.contains(c.reason), qPrintable(what));
         }
         QCOMPARE(readAll(source), before);
-        QVERIFY(noneLeft(home.dir.path()));
+        QVERIFY(test::noProcessMentions(home.dir.path()));
     }
     QCOMPARE(readAll(tone), toneBytes);
     QVERIFY(!QFileInfo::exists(QStringLiteral("PWNED")));
@@ -408,7 +375,7 @@ void TestHeadless::signalsAbortTheEncode()
         out += QString::fromUtf8(p->readAllStandardOutput());
     }
     QTest::qWait(500);
-    QVERIFY(!processesNaming(home.dir.path()).isEmpty());
+    QVERIFY(!test::processesMentioning(home.dir.path()).isEmpty());
     QVERIFY(p->processId() > 0); // kill(0) would signal this test's own process group
     ::kill(p->processId(), SIGINT);
     QVERIFY(p->waitForFinished(30000));
@@ -416,7 +383,7 @@ void TestHeadless::signalsAbortTheEncode()
     QCOMPARE(p->exitCode(), 128 + SIGINT);
     QVERIFY(QRegularExpression(QStringLiteral(" -> Canceling program\\.\n\\d\\d:\\d\\d:\\d\\d -> Encoding Aborted!\n-{142}\n$"))
                 .match(out).hasMatch());
-    QVERIFY(noneLeft(home.dir.path()));
+    QVERIFY(test::noProcessMentions(home.dir.path()));
     delete p;
 
     // Killed outright in the middle of the encode: no child of it outlives it.
@@ -429,11 +396,11 @@ void TestHeadless::signalsAbortTheEncode()
         out += QString::fromUtf8(p->readAllStandardOutput());
     }
     QTest::qWait(500);
-    QVERIFY(processesNaming(home.dir.path()).size() >= 2); // the program and its encoder
+    QVERIFY(test::processesMentioning(home.dir.path()).size() >= 2); // the program and its encoder
     QVERIFY(p->processId() > 0);
     ::kill(p->processId(), SIGKILL);
     QVERIFY(p->waitForFinished(30000));
-    QVERIFY2(noneLeft(home.dir.path()), qPrintable(processesNaming(home.dir.path()).join('\n')));
+    QVERIFY(test::noProcessMentions(home.dir.path()));
     delete p;
 
     // At random moments, from start-up to the encode, with either signal.
@@ -457,7 +424,7 @@ void TestHeadless::signalsAbortTheEncode()
                  qPrintable(QStringLiteral("delay %1: status %2 %3").arg(delay).arg(child->exitCode())
                                 .arg(QString::fromUtf8(child->readAllStandardError()))));
         delete child;
-        QVERIFY2(noneLeft(home.dir.path()), qPrintable(processesNaming(home.dir.path()).join('\n')));
+        QVERIFY(test::noProcessMentions(home.dir.path()));
     }
     QVERIFY(QFileInfo::exists(source));
 }

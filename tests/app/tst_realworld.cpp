@@ -173,9 +173,9 @@ qint64 encoderWriting(const QString &output, int waitMs)
 {
     const QString partial = output + QStringLiteral(".part");
     for (int waited = 0;; waited += 20) {
-        const QStringList found = test::processesMentioning(partial);
+        const QList<qint64> found = test::processesMentioning(partial);
         if (!found.isEmpty() && QFileInfo(partial).size() > 0)
-            return found.first().section(QLatin1Char(' '), 0, 0).toLongLong();
+            return found.first();
         if (waited >= waitMs)
             return 0;
         QTest::qWait(20);

@@ -10,9 +10,9 @@
 
 namespace tonmill::test {
 
-QStringList processesMentioning(const QString &text)
+QList<qint64> processesMentioning(const QString &text)
 {
-    QStringList found;
+    QList<qint64> found;
     const QByteArray needle = text.toUtf8();
     for (const QString &entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
         bool numeric = false;
@@ -22,9 +22,8 @@ QStringList processesMentioning(const QString &text)
         QFile file(QStringLiteral("/proc/%1/cmdline").arg(pid));
         if (!file.open(QIODevice::ReadOnly))
             continue;
-        QByteArray cmdline = file.readAll();
-        if (cmdline.contains(needle) && isProcessAlive(pid))
-            found << QString::number(pid) + QLatin1Char(' ') + QString::fromUtf8(cmdline.replace('\0', ' '));
+        if (file.readAll().contains(needle) && isProcessAlive(pid))
+            found << pid;
     }
     return found;
 }

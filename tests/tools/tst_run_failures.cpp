@@ -10,9 +10,9 @@
 #include "process/CommandLine.h"
 #include "process/KillApp.h"
 #include "support/TestPaths.h"
+#include "support/TestProcesses.h"
 
 #include <QDir>
-#include <QDirIterator>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
@@ -64,33 +64,6 @@ bool runTool(const QString &program, const QStringList &arguments)
     QProcess p;
     p.start(program, arguments);
     return p.waitForFinished(120000) && p.exitCode() == 0;
-}
-
-// Live processes whose command line mentions the text.
-QList<qint64> processesMentioning(const QString &text)
-{
-    QList<qint64> found;
-    const QByteArray needle = text.toUtf8();
-    for (const QString &entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
-        bool numeric = false;
-        const qint64 pid = entry.toLongLong(&numeric);
-        if (!numeric || pid == QCoreApplication::applicationPid())
-            continue;
-        QFile cmdline(QStringLiteral("/proc/%1/cmdline").arg(pid));
-        if (cmdline.open(QIODevice::ReadOnly) && cmdline.readAll().contains(needle) && isProcessAlive(pid))
-            found << pid;
-    }
-    return found;
-}
-
-bool noProcessMentions(const QString &text)
-{
-    for (int i = 0; i < 100; ++i) {
-        if (processesMentioning(text).isEmpty())
-            return true;
-        QTest::qWait(20);
-    }
-    return false;
 }
 
 } // namespace
@@ -244,7 +217,7 @@ void TestRunFailures::badInputSaysWhatInOneLine()
         QString seen;
         QTRY_VERIFY_WITH_TIMEOUT((seen += QString::fromUtf8(p.readAllStandardOutput())).contains(QLatin1String("size=")),
                                  20000);
-        const QList<qint64> encoders = processesMentioning(partialOutputName(output));
+        const QList<qint64> encoders = test::processesMentioning(partialOutputName(output));
         QCOMPARE(encoders.size(), 1);
         QVERIFY(encoders.first() != p.processId());
         ::kill(pid_t(encoders.first()), SIGKILL);
@@ -264,7 +237,7 @@ void TestRunFailures::badInputSaysWhatInOneLine()
         QCOMPARE(errorLines, ffmpegSaid);
     const QFileInfo target(output);
     QVERIFY(target.dir().entryList({target.fileName() + QLatin1Char('*')}, QDir::AllEntries | QDir::Hidden | QDir::System).isEmpty());
-    QVERIFY(noProcessMentions(m_dir.path()));
+    QVERIFY(test::noProcessMentions(m_dir.path()));
 }
 
 void TestRunFailures::terminationEndsTheEncoderAtOnce()
@@ -289,7 +262,7 @@ void TestRunFailures::terminationEndsTheEncoderAtOnce()
         QVERIFY(p.waitForStarted());
         QVERIFY(p.processId() > 0); // kill(0) would signal this test's own process group
         QTRY_VERIFY_WITH_TIMEOUT(QFileInfo(partial).size() > 4 * 1024 * 1024, 20000);
-        QVERIFY(processesMentioning(output).size() >= 2); // the runner and its ffmpeg
+        QVERIFY(test::processesMentioning(output).size() >= 2); // the runner and its ffmpeg
         QElapsedTimer clock;
         clock.start();
         ::kill(pid_t(p.processId()), SIGTERM);
@@ -303,7 +276,7 @@ void TestRunFailures::terminationEndsTheEncoderAtOnce()
         QVERIFY2(took < 1000, qPrintable(QString::number(took)));
         QVERIFY(!QFileInfo::exists(output));
         QVERIFY(!QFileInfo::exists(partial));
-        QVERIFY(processesMentioning(output).isEmpty());
+        QVERIFY(test::processesMentioning(output).isEmpty());
     }
 }
 
@@ -329,7 +302,7 @@ void TestRunFailures::scriptHostRunWaitsAndAbortByNameEndsIt()
     bool wasRunning = false;
     QTimer::singleShot(1500, this, [&] {
         timerRan = true;
-        wasRunning = !processesMentioning(aborted).isEmpty();
+        wasRunning = !test::processesMentioning(aborted).isEmpty();
         // Ended in any case: a check that failed first would leave an hour to encode.
         KillByName(registry, QStringLiteral("QuEnc.exe"));
     });
@@ -341,7 +314,7 @@ void TestRunFailures::scriptHostRunWaitsAndAbortByNameEndsIt()
     QVERIFY(wasRunning);
     QVERIFY(clock.elapsed() < 10000);
     QVERIFY(!QFileInfo::exists(aborted));
-    QVERIFY(noProcessMentions(aborted));
+    QVERIFY(test::noProcessMentions(aborted));
     QVERIFY(registry.live().isEmpty());
 }
 
