@@ -8,10 +8,10 @@
 #include "options/MainFormState.h"
 #include "options/OptionState.h"
 #include "platform/Dialogs.h"
+#include "platform/NumberFormat.h"
 #include "platform/ProcessRegistry.h"
 #include "platform/ToolChain.h"
 #include "process/KillApp.h"
-#include "platform/NumberFormat.h"
 #include "process/ProgressMonitor.h"
 #include "process/cStdIO.h"
 #include "settings/INIManager.h"
@@ -82,22 +82,9 @@ bool isFormat(const QString &txtFormat, const char *index)
     return txtFormat == QLatin1String(index);
 }
 
-} // namespace
-
-QString outputPathFor(const QString &txtPath, const QString &lblOutputPath, bool chkSameOutput,
-                      const QString &OutExtension)
-{
-    if (!chkSameOutput)
-        return lblOutputPath;
-    // The extension is what follows the last dot of the file's own name; a
-    // name that starts with its only dot (".hidden") has none.
-    const qsizetype nameStart =
-        std::max(txtPath.lastIndexOf(QLatin1Char('/')), txtPath.lastIndexOf(QLatin1Char('\\'))) + 1;
-    const qsizetype dot = txtPath.lastIndexOf(QLatin1Char('.'));
-    const qsizetype end = dot > nameStart ? dot : txtPath.size();
-    return txtPath.left(end) + QStringLiteral("_Konverted.") + OutExtension;
-}
-
+// Why an encoder run that ended by itself failed, given the end of what it
+// printed and its output file (size -1 when there is none); empty when it did
+// not. A helper's own reason is taken as it stands.
 QString encoderFailure(const EncoderEnd &end, const QString &outputTail, qint64 outputSize)
 {
     if (end.endedBySignal)
@@ -115,9 +102,27 @@ QString encoderFailure(const EncoderEnd &end, const QString &outputTail, qint64 
     return {};
 }
 
+// The seconds an encode may reach before it counts as a runaway: what the
+// scripts should yield, plus 10 %, plus 10 seconds.
 double runawayLimit(double expectedSeconds)
 {
     return expectedSeconds * 1.1 + 10.0;
+}
+
+} // namespace
+
+QString outputPathFor(const QString &txtPath, const QString &lblOutputPath, bool chkSameOutput,
+                      const QString &OutExtension)
+{
+    if (!chkSameOutput)
+        return lblOutputPath;
+    // The extension is what follows the last dot of the file's own name; a
+    // name that starts with its only dot (".hidden") has none.
+    const qsizetype nameStart =
+        std::max(txtPath.lastIndexOf(QLatin1Char('/')), txtPath.lastIndexOf(QLatin1Char('\\'))) + 1;
+    const qsizetype dot = txtPath.lastIndexOf(QLatin1Char('.'));
+    const qsizetype end = dot > nameStart ? dot : txtPath.size();
+    return txtPath.left(end) + QStringLiteral("_Konverted.") + OutExtension;
 }
 
 QString sourceRefusal(const QString &txtPath, const QString &output)
@@ -245,7 +250,7 @@ void ConvertJob::btnConvert_Click()
     if (!length.ok()) {
         showBusy();
         logHeader(output);
-        failed(QStringLiteral("\"%1\" cannot be read as audio: %2").arg(m_form.txtPath, length.error));
+        m_result.failure = QStringLiteral("\"%1\" cannot be read as audio: %2").arg(m_form.txtPath, length.error);
         failurePath();
         return;
     }

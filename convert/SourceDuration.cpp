@@ -24,11 +24,10 @@ namespace {
 constexpr int kMeasureTimeoutMs = 300'000;
 
 struct ToolRun {
-    bool finished = false; // ended by itself, in time
     int exitCode = -1;
     QByteArray out;
     QByteArray err;
-    QString failure; // why it did not finish
+    QString failure; // why it did not end by itself in time
 };
 
 // Runs a measuring tool to its end. The window keeps running meanwhile: the
@@ -60,9 +59,8 @@ ToolRun runToEnd(const QString &program, const QStringList &arguments)
     }
     run.out += process.readAllStandardOutput();
     run.err += process.readAllStandardError();
-    run.finished = process.exitStatus() == QProcess::NormalExit;
     run.exitCode = process.exitCode();
-    if (!run.finished)
+    if (process.exitStatus() != QProcess::NormalExit)
         run.failure = QStringLiteral("%1 was ended by signal %2").arg(QFileInfo(program).fileName()).arg(process.exitCode());
     return run;
 }

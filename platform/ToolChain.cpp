@@ -71,7 +71,6 @@ ScriptHostEnd ScriptHostRun(ProcessRegistry &registry, const CommandLine &line,
         end.launchFailure = cannotStart(line.program, process.errorString());
         return end;
     }
-    end.started = true;
     const qint64 pid = process.processId();
     registry.add(pid, line.imageName.isEmpty() ? QFileInfo(line.program).fileName() : line.imageName);
     QStringDecoder decoder(QStringDecoder::Utf8);

@@ -50,7 +50,6 @@ CommandLine throughStandIns(const CommandLine &line, const AppFolder &folder);
 
 // How a run of the script host ended.
 struct ScriptHostEnd {
-    bool started = false;
     // The exit status, or with endedBySignal the number of the signal.
     int exitCode = -1;
     bool endedBySignal = false;

@@ -169,6 +169,19 @@ void TestProgress::wmaShowsOnlyItsLabel()
     progressTick(statusLine(QStringLiteral("512kB"), QStringLiteral("32.65")), QStringLiteral("6"), 65.3, d);
     QCOMPARE(d.lblWMAprogress, label);
     QCOMPARE(d.Encoding, QStringLiteral("005.1%   Size: 512kB"));
+
+    // The seconds written, which the conversion watches for a runaway: the
+    // last progress line of a chunk, in either encoder's words.
+    const QList<std::pair<QString, std::optional<double>>> written = {
+        {QStringLiteral("Encoding WMA: 45% (27.5 of 61.0 s), 210 kB"), 27.5},
+        {QStringLiteral("Encoding WMA: 3.0 s, 20 kB"), 3.0},
+        {statusLine(QStringLiteral("1kB"), QStringLiteral("1.00")) + QStringLiteral("\n")
+             + statusLine(QStringLiteral("9kB"), QStringLiteral("912.25")),
+         912.25},
+        {QStringLiteral("Encoding a.wav to b.mp3: libmp3lame, 128 kbit/s"), std::nullopt},
+    };
+    for (const auto &[chunk, seconds] : written)
+        QCOMPARE(encodedSeconds(chunk), seconds);
 }
 
 void TestProgress::statusLinesOfTheEncoderRunner()
