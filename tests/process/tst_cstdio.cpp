@@ -160,6 +160,20 @@ void TestCStdIO::missingProgramGives406()
     QCOMPARE(errors[0][1].toString(), QStringLiteral("CreateProcess failed."));
     QCOMPARE(complete.count(), 0);
     QVERIFY(io.Ready());
+
+    // A helper that finds the encoder missing says so with status 127: a
+    // failed start, never a completed run. Another status is the encoder's own.
+    io.ExecuteCommand(test::testChildLine({QStringLiteral("exit"), QStringLiteral("127"),
+                                           QStringLiteral("tonmill-run: error: cannot start \"/x/ffmpeg\": it does not exist")}));
+    QCOMPARE(errors.count(), 2);
+    QCOMPARE(errors[1][0].toInt(), 406);
+    QCOMPARE(io.launchFailure(), QStringLiteral("cannot start \"/x/ffmpeg\": it does not exist"));
+    QCOMPARE(complete.count(), 0);
+    io.ExecuteCommand(test::testChildLine({QStringLiteral("exit"), QStringLiteral("1"), QStringLiteral("refused")}));
+    QCOMPARE(errors.count(), 2);
+    QCOMPARE(complete.count(), 1);
+    QCOMPARE(io.exitCode(), 1);
+    QVERIFY(!io.endedBySignal());
 }
 
 void TestCStdIO::cancelEndsTheChild()

@@ -9,6 +9,9 @@
 #include <QSignalSpy>
 #include <QTest>
 
+#include <cerrno>
+#include <tuple>
+
 using namespace tonmill;
 
 namespace {
@@ -106,6 +109,26 @@ void TestReadOutput::chunksThenClosingChunkThenComplete()
     QVERIFY(all.endsWith(QStringLiteral("TAIL\n")));
     QVERIFY(!reader.processing());
     QVERIFY(registry.live().isEmpty());
+
+    // A helper that finds its program missing or unusable is a failed start,
+    // with the helper's reason; any other status is a run that completed.
+    const QList<std::tuple<int, QStringList, qint32>> ends = {
+        {127, {QStringLiteral("starting"), QStringLiteral("chunk"), QStringLiteral("error")}, ENOENT},
+        {126, {QStringLiteral("starting"), QStringLiteral("chunk"), QStringLiteral("error")}, EACCES},
+        {1, {QStringLiteral("starting"), QStringLiteral("chunk"), QStringLiteral("last"), QStringLiteral("complete")}, 0},
+    };
+    for (const auto &[status, events, number] : ends) {
+        Recorder ended(reader);
+        reader.setSetCommand(test::testChildLine({QStringLiteral("exit"), QString::number(status),
+                                                  QStringLiteral("mediainfo: error: no MediaInfo here")}));
+        reader.ProcessCommand();
+        QCOMPARE(ended.events, events);
+        QCOMPARE(reader.exitCode(), status);
+        if (number != 0) {
+            QCOMPARE(ended.errors, QList<qint32>{number});
+            QCOMPARE(reader.launchFailure(), QStringLiteral("no MediaInfo here"));
+        }
+    }
 }
 
 void TestReadOutput::cancelEndsTheChild()

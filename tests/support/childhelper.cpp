@@ -6,6 +6,7 @@
 //   stubborn MS       like sleep, but ignores SIGTERM
 //   readhex N         reads N bytes from its input and prints them in hex
 //   spawn MS          starts a grandchild that sleeps; prints both ids, then sleeps MS
+//   exit N LINE       writes LINE to its error output, then exits with status N
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -98,6 +99,11 @@ int main(int argc, char **argv)
             got += c;
         say("GOT " + hex(got) + "\n");
         return 0;
+    }
+    if (mode == "exit") {
+        if (argc > 3)
+            std::fprintf(stderr, "%s\n", argv[3]);
+        return static_cast<int>(n);
     }
     if (mode == "spawn") {
         const pid_t child = fork();
