@@ -195,6 +195,7 @@ public:
         return DialogAnswer::Ok;
     }
     QString fileName(const FileRequest &request) override { return request.fileName; }
+    void openUrl(const QString &) override {}
 
 private:
     bool m_replace;

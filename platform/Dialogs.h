@@ -33,6 +33,8 @@ public:
     // The file name the dialog reports after it closes; on cancel that is the
     // name it started from.
     virtual QString fileName(const FileRequest &request) = 0;
+    // Opens a web page in the person's browser.
+    virtual void openUrl(const QString &url) = 0;
 };
 
 } // namespace tonmill

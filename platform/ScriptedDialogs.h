@@ -19,9 +19,12 @@ public:
 
     DialogAnswer message(const MessageRequest &request) override;
     QString fileName(const FileRequest &request) override;
+    // Recorded only: no browser opens.
+    void openUrl(const QString &url) override { m_urls.append(url); }
 
     const QList<MessageRequest> &messages() const { return m_messages; }
     const QList<FileRequest> &fileRequests() const { return m_files; }
+    const QStringList &openedUrls() const { return m_urls; }
     // Descriptions of prompts that had no prepared answer.
     const QStringList &unexpected() const { return m_unexpected; }
     bool allAnswersUsed() const { return m_queue.isEmpty(); }
@@ -35,6 +38,7 @@ private:
     QList<Prepared> m_queue;
     QList<MessageRequest> m_messages;
     QList<FileRequest> m_files;
+    QStringList m_urls;
     QStringList m_unexpected;
 };
 

@@ -1,6 +1,8 @@
 #include "platform/WidgetDialogs.h"
 
 #include <QApplication>
+#include <QDesktopServices>
+#include <QUrl>
 #include <QFileDialog>
 #include <QMessageBox>
 
@@ -25,6 +27,11 @@ DialogAnswer WidgetDialogs::message(const MessageRequest &request)
     box.setStandardButtons(QMessageBox::Ok);
     box.exec();
     return DialogAnswer::Ok;
+}
+
+void WidgetDialogs::openUrl(const QString &url)
+{
+    QDesktopServices::openUrl(QUrl(url));
 }
 
 QString WidgetDialogs::qtFilter(const QString &filter)

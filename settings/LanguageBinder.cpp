@@ -2,6 +2,7 @@
 
 #include "settings/LanguageCaptions.h"
 #include "settings/LanguageLines.h"
+#include "settings/OwnCaptions.h"
 
 #include <QMetaProperty>
 #include <QWidget>
@@ -50,6 +51,19 @@ void apply(QWidget *root, const QString &file, bool relabelOnly)
         }
         if (QObject *target = form->findChild<QObject *>(control))
             setCaption(target, captionText(caption, lines));
+    }
+    // Controls the file does not name follow the language it is written in.
+    const QString displayName = lines.count() > 0 ? lines.at(1).trimmed() : QString();
+    for (const OwnCaption &caption : ownCaptions()) {
+        QWidget *form = relabelOnly ? findForm(root, QString::fromLatin1(caption.form))
+                                    : (root->objectName() == QLatin1String(caption.form) ? root : nullptr);
+        if (!form)
+            continue;
+        const QString text = ownCaptionText(caption, displayName);
+        if (form->objectName() == QLatin1String(caption.control))
+            form->setWindowTitle(text);
+        else if (QObject *target = form->findChild<QObject *>(QString::fromLatin1(caption.control)))
+            setCaption(target, text);
     }
 }
 

@@ -7,8 +7,10 @@ class QWidget;
 namespace tonmill {
 
 // Puts the language file's texts on the controls that exist, found by their
-// objectName (menus and menu actions included). Rows of the caption table
-// whose window or control does not exist are passed over.
+// objectName (menus and menu actions included), and this program's own
+// captions in the file's language on the controls the file does not name.
+// Rows of the caption tables whose window or control does not exist are
+// passed over.
 
 // The relabelling after the language file is written: the rows marked for it,
 // for root and every window under it.

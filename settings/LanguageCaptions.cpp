@@ -86,6 +86,7 @@ constexpr LanguageCaption kCaptions[] = {
     {"Setup", "Setup", "Setup", "Setup", "", false},
     {"Setup", "fraLanguages", "Setup", "Languages", "", true},
     {"Setup", "fraExtPath", "Setup", "ExtPath", "", true},
+    {"Setup", "fraUpdates", "Setup", "Updates", "", true},
     {"Setup", "btnChkUpdates", "Setup", "chkUpdt", "", true},
     {"Setup", "chkUpdates", "Setup", "AutUpdt", "", true},
     {"Setup", "lblUpdtMessage", "Setup", "UpdtMessage", "", true},

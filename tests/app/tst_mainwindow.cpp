@@ -1,7 +1,14 @@
+#include "app/AboutDialog.h"
 #include "app/ActivityLog.h"
 #include "app/MainWindow.h"
 #include "app/MainWindowTitle.h"
 #include "platform/AppVersion.h"
+#include "settings/LanguageLines.h"
+#include "settings/Translations.h"
+#include "support/TestDialogs.h"
+
+#include <QLabel>
+#include <QPushButton>
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -13,6 +20,7 @@ class TestMainWindow : public QObject {
     Q_OBJECT
 private Q_SLOTS:
     void titleAndLogPanel();
+    void aboutShowsVersionNoticeAndLinks();
 };
 
 void TestMainWindow::titleAndLogPanel()
@@ -35,6 +43,30 @@ void TestMainWindow::titleAndLogPanel()
     activity.append(QStringLiteral(" -> Process Completed!"));
     QCOMPARE(log->toPlainText(), QStringLiteral("2026-11-22\n14:03:22 -> Process Completed!\n"));
     QCOMPARE(log->textCursor().position(), QStringLiteral("2026-11-22\n14:03:22 -> Process Completed!").size());
+}
+
+void TestMainWindow::aboutShowsVersionNoticeAndLinks()
+{
+    QTemporaryDir home;
+    const AppFolder folder(home.path());
+    const QString file = folder.file(QStringLiteral("Tonmill.LNG"));
+    WriteLanguageFile(QStringLiteral("Deutsch"), file);
+    LanguageLines lines;
+    lines.LoadLanguageLines(file);
+    test::TestDialogs dialogs;
+    AboutDialog about(folder, dialogs);
+    about.show();
+    QCOMPARE(about.windowTitle(), QStringLiteral("Über Tonmill"));
+    QCOMPARE(about.findChild<QLabel *>(QStringLiteral("lblVersion"))->text(),
+             QStringLiteral("Version ") + versionText() + QStringLiteral(" beta"));
+    const QString notice = about.findChild<QLabel *>(QStringLiteral("lblNotice"))->text();
+    QVERIFY(!notice.isEmpty());
+    QCOMPARE(notice, lines.text(QStringLiteral("About"), QStringLiteral("Notice"), QString()));
+    for (const char *link : {"lnkHome", "lnkAuthor"})
+        QTest::mouseClick(about.findChild<QPushButton *>(QLatin1String(link)), Qt::LeftButton);
+    QCOMPARE(dialogs.openedUrls(), (QStringList{homePageUrl(), authorPageUrl()}));
+    QTest::mouseClick(about.findChild<QPushButton *>(QStringLiteral("btnOk")), Qt::LeftButton);
+    QVERIFY(!about.isVisible());
 }
 
 QTEST_MAIN(TestMainWindow)

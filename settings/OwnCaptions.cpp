@@ -1,0 +1,39 @@
+#include "settings/OwnCaptions.h"
+
+namespace tonmill {
+
+namespace {
+
+constexpr OwnCaption kCaptions[] = {
+    {"Setup", "chkVista",
+     {"Compact window height", "Altura compacta da janela", "Altura compacta de la ventana", "Hauteur de fenêtre compacte",
+      "Kompakte Fensterhöhe"}},
+    {"Setup", "btnOk", {"OK", "OK", "Aceptar", "OK", "OK"}},
+    {"Setup", "btnCancel", {"Cancel", "Cancelar", "Cancelar", "Annuler", "Abbrechen"}},
+    {"About", "About", {"About Tonmill", "Sobre o Tonmill", "Acerca de Tonmill", "À propos de Tonmill", "Über Tonmill"}},
+    {"About", "lnkHome", {"Tonmill's web site", "Página do Tonmill", "Sitio web de Tonmill", "Site web de Tonmill",
+                          "Webseite von Tonmill"}},
+    {"About", "lnkAuthor", {"Write to the author", "Escrever ao autor", "Escribir al autor", "Écrire à l'auteur",
+                            "Dem Autor schreiben"}},
+    {"About", "btnOk", {"OK", "OK", "Aceptar", "OK", "OK"}},
+};
+
+constexpr std::array<const char *, 5> kDisplayNames = {"English", "Português", "Español", "Français", "Deutsch"};
+
+} // namespace
+
+std::span<const OwnCaption> ownCaptions()
+{
+    return kCaptions;
+}
+
+QString ownCaptionText(const OwnCaption &caption, const QString &displayName)
+{
+    for (size_t i = 0; i < kDisplayNames.size(); ++i) {
+        if (displayName == QString::fromUtf8(kDisplayNames[i]))
+            return QString::fromUtf8(caption.texts[i]);
+    }
+    return QString::fromUtf8(caption.texts[0]);
+}
+
+} // namespace tonmill

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <QString>
+
+#include <array>
+#include <span>
+
+namespace tonmill {
+
+// The caption of a control that the language file does not name (OK and
+// Cancel, switches of this program's own), in the five built-in languages,
+// so that no control keeps an English caption in another language. A row
+// whose control is the window itself sets the window's title.
+struct OwnCaption {
+    const char *form;
+    const char *control;
+    // English, Português, Español, Français, Deutsch: the order of the
+    // language file's display names.
+    std::array<const char *, 5> texts;
+};
+
+std::span<const OwnCaption> ownCaptions();
+
+// The caption in the language whose display name (the language file's first
+// line) is given; English for any other name.
+QString ownCaptionText(const OwnCaption &caption, const QString &displayName);
+
+} // namespace tonmill
