@@ -54,7 +54,12 @@ SetupDialog::SetupDialog(const AppFolder &folder, Dialogs &dialogs, UpdateCheck 
         m_form.state.chkVista = checked;
         m_form.chkVista_Click();
     });
-    connect(m_ui->btnChkUpdates, &QPushButton::clicked, this, [this] { m_form.btnChkUpdates_Click(); });
+    connect(m_ui->btnChkUpdates, &QPushButton::clicked, this, [this] {
+        // The window runs on while the check waits: one check at a time.
+        m_ui->btnChkUpdates->setEnabled(false);
+        m_form.btnChkUpdates_Click();
+        m_ui->btnChkUpdates->setEnabled(true);
+    });
     connect(m_ui->btnOk, &QPushButton::clicked, this, [this] {
         m_form.btnOk_Click();
         accept();
