@@ -17,17 +17,12 @@ QString authorPageUrl()
     return QStringLiteral("https://tonmill.example.org/author.html");
 }
 
-QString aboutVersionText()
-{
-    return QStringLiteral("Version ") + versionText() + QStringLiteral(" beta");
-}
-
 AboutDialog::AboutDialog(const AppFolder &folder, Dialogs &dialogs, QWidget *parent)
     : QDialog(parent)
     , m_ui(std::make_unique<Ui::AboutDialog>())
 {
     m_ui->setupUi(this);
-    m_ui->lblVersion->setText(aboutVersionText());
+    m_ui->lblVersion->setText(QStringLiteral("Version ") + versionText() + QStringLiteral(" beta"));
     connect(m_ui->lnkHome, &QPushButton::clicked, this, [&dialogs] { dialogs.openUrl(homePageUrl()); });
     connect(m_ui->lnkAuthor, &QPushButton::clicked, this, [&dialogs] { dialogs.openUrl(authorPageUrl()); });
     connect(m_ui->btnOk, &QPushButton::clicked, this, &QDialog::accept);

@@ -18,9 +18,6 @@ class Dialogs;
 QString homePageUrl();
 QString authorPageUrl();
 
-// "Version 1.2.3 beta".
-QString aboutVersionText();
-
 // The About window: the version, the notice of the current language, and
 // the program's two links, opened in the browser through the dialogs.
 class AboutDialog : public QDialog {

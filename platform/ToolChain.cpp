@@ -25,7 +25,9 @@ QString helperReason(const QString &line)
 
 QString lastLineOf(const QString &text)
 {
-    const QStringList lines = text.split(QLatin1Char('\n'));
+    // Progress is often rewritten in place with a bare CR.
+    static const QRegularExpression lineEnd(QStringLiteral("[\r\n]"));
+    const QStringList lines = text.split(lineEnd);
     for (auto it = lines.crbegin(); it != lines.crend(); ++it) {
         if (!it->trimmed().isEmpty())
             return it->trimmed();
@@ -43,6 +45,16 @@ QString launchFailureReason(const QString &program, const QString &outputTail)
 {
     const QString reason = helperReason(lastLineOf(outputTail));
     return reason.isEmpty() ? cannotStart(program) : reason;
+}
+
+ProgramCheck checkProgram(const QString &path)
+{
+    const QFileInfo info(path);
+    if (!info.exists())
+        return {kHelperProgramMissing, cannotStart(path, QStringLiteral("it does not exist"))};
+    if (!info.isFile() || !info.isExecutable())
+        return {kHelperProgramNotExecutable, cannotStart(path, QStringLiteral("it is not an executable program"))};
+    return {};
 }
 
 QString partialOutputName(const QString &output)

@@ -20,7 +20,8 @@ bool isLaunchFailureStatus(int exitCode);
 // The reason of such a line; empty for any other line.
 QString helperReason(const QString &line);
 
-// The last line of a text that is not blank; empty when there is none.
+// The last line of a text, ended by CR or LF, that is not blank, trimmed;
+// empty when there is none.
 QString lastLineOf(const QString &text);
 
 // "cannot start "PROGRAM"", with ": WHY" when a reason is given.
@@ -32,6 +33,15 @@ QString cannotStart(const QString &program, const QString &why = {});
 // be started.
 QString launchFailureReason(const QString &program, const QString &outputTail);
 constexpr qsizetype kOutputTailSize = 1024;
+
+// Whether a program named by its path can be started: status 0 when it can,
+// else the helper's exit status for it (kHelperProgramMissing or
+// kHelperProgramNotExecutable) with the reason.
+struct ProgramCheck {
+    int status = 0;
+    QString reason;
+};
+ProgramCheck checkProgram(const QString &path);
 
 // The name an encoder's output has until it is finished; renamed to the
 // output only when complete, removed whenever the encode does not finish.

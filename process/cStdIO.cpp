@@ -163,8 +163,6 @@ QString cStdIO::ExecuteCommand(const CommandLine &commandLine)
     } else {
         const bool ended = cKillProcess(m_registry).KillProcess(pid);
         process.waitForFinished(ended ? 1000 : 0);
-        m_endedBySignal = process.exitStatus() == QProcess::CrashExit;
-        m_exitCode = process.exitCode();
         m_process = nullptr;
         m_registry.remove(pid);
         if (ended)

@@ -55,8 +55,9 @@ public:
     // The id of the running child, 0 when none.
     qint64 processId() const;
 
-    // How the last run that started ended: its exit status, or with
-    // endedBySignal the number of the signal that ended it.
+    // How the last run ended by itself: its exit status, or with
+    // endedBySignal the number of the signal that ended it. A cancelled run
+    // leaves 0 and false.
     int exitCode() const { return m_exitCode; }
     bool endedBySignal() const { return m_endedBySignal; }
     // Why the last Error 406 came: the program and what was wrong with it.

@@ -365,4 +365,9 @@ QStringList builtInLanguageLines(const QString &name)
     return {};
 }
 
+QString builtInDisplayName(const QString &name)
+{
+    return builtInLanguageLines(name).value(0);
+}
+
 } // namespace tonmill

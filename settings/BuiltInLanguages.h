@@ -14,4 +14,8 @@ QStringList builtInLanguageNames();
 // {FormatOptions}, {Setup} and {About}. Empty for any other name.
 QStringList builtInLanguageLines(const QString &name);
 
+// The display name that begins the language's file ("Português" for
+// "Portugues"); empty for any other name.
+QString builtInDisplayName(const QString &name);
+
 } // namespace tonmill

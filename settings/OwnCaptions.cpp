@@ -1,5 +1,7 @@
 #include "settings/OwnCaptions.h"
 
+#include "settings/BuiltInLanguages.h"
+
 namespace tonmill {
 
 namespace {
@@ -18,8 +20,6 @@ constexpr OwnCaption kCaptions[] = {
     {"About", "btnOk", {"OK", "OK", "Aceptar", "OK", "OK"}},
 };
 
-constexpr std::array<const char *, 5> kDisplayNames = {"English", "Português", "Español", "Français", "Deutsch"};
-
 } // namespace
 
 std::span<const OwnCaption> ownCaptions()
@@ -29,11 +29,14 @@ std::span<const OwnCaption> ownCaptions()
 
 QString ownCaptionText(const OwnCaption &caption, const QString &displayName)
 {
-    for (size_t i = 0; i < kDisplayNames.size(); ++i) {
-        if (displayName == QString::fromUtf8(kDisplayNames[i]))
-            return QString::fromUtf8(caption.texts[i]);
-    }
-    return QString::fromUtf8(caption.texts[0]);
+    static const QStringList displayNames = [] {
+        QStringList names;
+        for (const QString &name : builtInLanguageNames())
+            names << builtInDisplayName(name);
+        return names;
+    }();
+    const qsizetype index = displayNames.indexOf(displayName);
+    return QString::fromUtf8(caption.texts[size_t(index >= 0 && size_t(index) < caption.texts.size() ? index : 0)]);
 }
 
 } // namespace tonmill

@@ -14,8 +14,8 @@ namespace tonmill {
 struct OwnCaption {
     const char *form;
     const char *control;
-    // English, Português, Español, Français, Deutsch: the order of the
-    // language file's display names.
+    // In the order of the built-in languages: English, Português, Español,
+    // Français, Deutsch.
     std::array<const char *, 5> texts;
 };
 

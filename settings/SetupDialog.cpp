@@ -1,18 +1,15 @@
 #include "settings/SetupDialog.h"
 
+#include "settings/BuiltInLanguages.h"
 #include "settings/FlagIcons.h"
 #include "settings/LanguageBinder.h"
 #include "ui_SetupDialog.h"
-
-#include <array>
 
 namespace tonmill {
 
 namespace {
 // The flags' size in device-independent pixels: the 3:2 of most flags.
 constexpr QSize kFlagSize(36, 24);
-// The names the flags carry as tooltips and for screen readers.
-constexpr std::array<const char *, 5> kDisplayNames = {"English", "Português", "Español", "Français", "Deutsch"};
 } // namespace
 
 SetupDialog::SetupDialog(const AppFolder &folder, Dialogs &dialogs, UpdateCheck &updates, MainWindowHeight *window,
@@ -28,7 +25,8 @@ SetupDialog::SetupDialog(const AppFolder &folder, Dialogs &dialogs, UpdateCheck 
         flag->setIcon(QIcon(flagPixmap(i + 1, kFlagSize, devicePixelRatioF())));
         flag->setIconSize(kFlagSize);
         flag->setAutoRaise(true);
-        const QString name = QString::fromUtf8(kDisplayNames[size_t(i)]);
+        // The language's own name, as tooltip and for screen readers.
+        const QString name = builtInDisplayName(builtInLanguageNames().value(i));
         flag->setToolTip(name);
         flag->setAccessibleName(name);
         connect(flag, &QToolButton::clicked, this, [this, i] {

@@ -1,6 +1,7 @@
 #include "settings/SetupForm.h"
 
 #include "platform/Dialogs.h"
+#include "settings/BuiltInLanguages.h"
 #include "settings/SettingsStore.h"
 #include "settings/Translations.h"
 #include "settings/UpdateCheck.h"
@@ -10,9 +11,6 @@ namespace tonmill {
 namespace {
 constexpr int kLogPanelTwips = 1660;
 }
-
-const QStringList SetupForm::kLanguages = {QStringLiteral("English"), QStringLiteral("Portugues"), QStringLiteral("Espanol"),
-                                           QStringLiteral("Francais"), QStringLiteral("Deutsch")};
 
 int mainWindowHeightTwips(bool compact, bool logShown)
 {
@@ -59,9 +57,10 @@ void SetupForm::Form_Load()
 
 void SetupForm::Image_Click(int index)
 {
-    if (index < 1 || index > kLanguages.size())
+    const QStringList languages = builtInLanguageNames();
+    if (index < 1 || index > languages.size())
         return;
-    state.txtLanguage = kLanguages[index - 1];
+    state.txtLanguage = languages[index - 1];
     WriteLanguageFile(state.txtLanguage, languageFile());
     if (m_relabel)
         m_relabel();

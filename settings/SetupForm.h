@@ -3,7 +3,6 @@
 #include "platform/AppFolder.h"
 
 #include <QString>
-#include <QStringList>
 
 #include <functional>
 
@@ -41,9 +40,6 @@ struct SetupFormState {
 // calls the handler and shows the state again.
 class SetupForm {
 public:
-    // The names the flags Image1 .. Image5 choose, in that order.
-    static const QStringList kLanguages;
-
     // window may be null while no main window exists; relabel puts the
     // language file's texts on every window after a flag is clicked.
     SetupForm(const AppFolder &folder, Dialogs &dialogs, UpdateCheck &updates, MainWindowHeight *window,
@@ -52,7 +48,7 @@ public:
     SetupFormState state;
 
     void Form_Load();
-    // index 1 .. 5.
+    // index 1 .. 5: the built-in languages in their order.
     void Image_Click(int index);
     void cmdBrowse1_Click();
     void cmdBrowse2_Click();
@@ -62,9 +58,9 @@ public:
     void btnOk_Click();
 
     QString languageFile() const;
-    QString settingsFile() const;
 
 private:
+    QString settingsFile() const;
     QString browse(const QString &filter);
 
     AppFolder m_folder;

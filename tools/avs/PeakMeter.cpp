@@ -1,5 +1,6 @@
 #include "tools/avs/PeakMeter.h"
 
+#include "platform/ToolChain.h"
 #include "tools/avs/ToolProcess.h"
 
 #include <QRegularExpression>
@@ -20,7 +21,7 @@ std::optional<double> measurePeak(const QString &ffmpegPath, const FfmpegGraph &
               << QStringLiteral("-f") << QStringLiteral("null") << QStringLiteral("-");
     const ToolResult run = runTool(ffmpegPath, arguments);
     if (!run.finished || run.exitCode != 0) {
-        const QString why = run.finished ? lastLine(run.err) : run.failure;
+        const QString why = run.finished ? lastLineOf(QString::fromUtf8(run.err)) : run.failure;
         *error = QStringLiteral("Normalize could not read the audio: %1").arg(why.isEmpty() ? QStringLiteral("ffmpeg failed") : why);
         return std::nullopt;
     }

@@ -1,8 +1,9 @@
 #include "tools/avs/SourceProbe.h"
 
+#include "media/WavHeader.h"
+#include "platform/ToolChain.h"
 #include "tools/avs/AvsBuiltins.h"
 #include "tools/avs/ToolProcess.h"
-#include "media/WavHeader.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -75,7 +76,7 @@ std::optional<SourceInfo> SourceProbe::askFfprobe(const QString &path, QString *
         return std::nullopt;
     }
     if (run.exitCode != 0) {
-        QString why = lastLine(run.err);
+        QString why = lastLineOf(QString::fromUtf8(run.err));
         // ffprobe names the input first; the path is in our text already.
         if (why.startsWith(url + QStringLiteral(": ")))
             why = why.mid(url.size() + 2);

@@ -5,7 +5,6 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QProcess>
-#include <QRegularExpression>
 #include <QStandardPaths>
 
 namespace tonmill::avs {
@@ -57,17 +56,6 @@ QString findFfprobe(const QString &ffmpegPath)
             return beside.absoluteFilePath();
     }
     return QStandardPaths::findExecutable(QStringLiteral("ffprobe"));
-}
-
-QString lastLine(const QByteArray &output)
-{
-    const QStringList lines = QString::fromUtf8(output).split(QRegularExpression(QStringLiteral("[\r\n]")), Qt::SkipEmptyParts);
-    for (auto it = lines.crbegin(); it != lines.crend(); ++it) {
-        const QString line = it->trimmed();
-        if (!line.isEmpty())
-            return line;
-    }
-    return {};
 }
 
 } // namespace tonmill::avs

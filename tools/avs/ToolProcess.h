@@ -26,7 +26,5 @@ QString resolveProgram(const QString &path);
 // ffprobe beside the given ffmpeg, or else on PATH; empty when there is none.
 QString findFfprobe(const QString &ffmpegPath);
 
-// The last non-empty line of a program's output, for one-line error texts.
-QString lastLine(const QByteArray &output);
 
 } // namespace tonmill::avs

@@ -1,6 +1,7 @@
 #include "tools/avs/WavRender.h"
 
 #include "platform/ChildProcess.h"
+#include "platform/ToolChain.h"
 #include "tools/avs/ToolProcess.h"
 
 #include <QCoreApplication>
@@ -76,7 +77,7 @@ bool renderWav(const FfmpegGraph &graph, const QString &ffmpegPath, const QStrin
         watch.encoderEnded();
         ok = process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
         if (!ok) {
-            const QString why = lastLine(process.readAllStandardError());
+            const QString why = lastLineOf(QString::fromUtf8(process.readAllStandardError()));
             *error = QStringLiteral("ffmpeg failed: %1").arg(why.isEmpty() ? QStringLiteral("exit code %1").arg(process.exitCode()) : why);
         }
     } else {

@@ -19,6 +19,7 @@
 #include <QProcess>
 
 #include <cstdio>
+#include <optional>
 
 namespace {
 
@@ -43,19 +44,19 @@ Found systemMediaInfo(const QString &self)
     QStringList places = qEnvironmentVariable("PATH").split(QLatin1Char(':'), Qt::SkipEmptyParts);
     if (places.isEmpty())
         places = {QStringLiteral("/usr/local/bin"), QStringLiteral("/usr/bin"), QStringLiteral("/bin")};
-    QString unusable;
+    std::optional<tonmill::ProgramCheck> unusable;
     for (const QString &place : places) {
         const QFileInfo candidate(QDir(place).filePath(QStringLiteral("mediainfo")));
         if (!candidate.exists() || candidate.canonicalFilePath() == self)
             continue;
-        if (candidate.isFile() && candidate.isExecutable())
+        const tonmill::ProgramCheck check = tonmill::checkProgram(candidate.absoluteFilePath());
+        if (check.status == 0)
             return {candidate.absoluteFilePath(), 0, {}};
-        if (unusable.isEmpty())
-            unusable = candidate.absoluteFilePath();
+        if (!unusable)
+            unusable = check;
     }
-    if (!unusable.isEmpty())
-        return {{}, tonmill::kHelperProgramNotExecutable,
-                tonmill::cannotStart(unusable, QStringLiteral("it is not an executable program"))};
+    if (unusable)
+        return {{}, unusable->status, unusable->reason};
     return {{}, tonmill::kHelperProgramMissing,
             QStringLiteral("MediaInfo is not installed: there is no \"mediainfo\" on the search path")};
 }

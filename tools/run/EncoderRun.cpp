@@ -35,16 +35,6 @@ EncoderRun::EncoderRun(EncodeRequest request, AudioSource source, QString ffmpeg
     connect(&m_spacing, &QTimer::timeout, this, &EncoderRun::flushPendingLine);
 }
 
-ProgramCheck checkProgram(const QString &path)
-{
-    const QFileInfo info(path);
-    if (!info.exists())
-        return {kHelperProgramMissing, cannotStart(path, QStringLiteral("it does not exist"))};
-    if (!info.isFile() || !info.isExecutable())
-        return {kHelperProgramNotExecutable, cannotStart(path, QStringLiteral("it is not an executable program"))};
-    return {};
-}
-
 QStringList EncoderRun::lastWords() const
 {
     QStringList lines = m_diagnostics.lastLines();

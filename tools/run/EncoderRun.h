@@ -11,15 +11,6 @@
 
 namespace tonmill::run {
 
-// Whether a program named by its path can be started. status is 0 when it
-// can, else the runner's exit status for it (kHelperProgramMissing or
-// kHelperProgramNotExecutable) with the reason.
-struct ProgramCheck {
-    int status = 0;
-    QString reason;
-};
-ProgramCheck checkProgram(const QString &path);
-
 // One encode on ffmpeg. The result is written under the output's partial
 // name and renamed only when ffmpeg has finished well, so a file under the
 // output's name is always a finished one. The termination handler is told of
