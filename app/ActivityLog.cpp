@@ -63,34 +63,4 @@ qint32 writeToEncoder(cStdIO &runner, ActivityLog &log, const QString &text)
     return written;
 }
 
-namespace {
-bool settingFlag(const QString &value, bool whenEmpty)
-{
-    const QString v = value.trimmed();
-    if (v.isEmpty())
-        return whenEmpty;
-    if (v.compare(QStringLiteral("true"), Qt::CaseInsensitive) == 0)
-        return true;
-    if (v.compare(QStringLiteral("false"), Qt::CaseInsensitive) == 0)
-        return false;
-    bool numeric = false;
-    const double number = v.toDouble(&numeric);
-    return numeric ? number != 0 : whenEmpty;
-}
-} // namespace
-
-LogMenuState LogMenuState::fromSettings(const QString &logOnOff, const QString &saveLog)
-{
-    LogMenuState state;
-    state.m_log = settingFlag(logOnOff, false);
-    state.m_saveLog = settingFlag(saveLog, true);
-    return state;
-}
-
-int LogMenuState::toggleLog(int windowHeightTwips)
-{
-    m_log = !m_log;
-    return m_log ? windowHeightTwips + kPanelHeightTwips : windowHeightTwips - kPanelHeightTwips;
-}
-
 } // namespace tonmill

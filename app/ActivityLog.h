@@ -52,28 +52,4 @@ void handleReaderErrors(ReadOutput &reader, Dialogs &dialogs, ActivityLog &log);
 // with no run active nothing is sent. Returns the runner's count, or -1.
 qint32 writeToEncoder(cStdIO &runner, ActivityLog &log, const QString &text);
 
-// The checked states of the menu items mnuLog (log panel shown) and mnuSaveLog
-// (the user wants the log saved; a preference only, nothing writes the log).
-class LogMenuState {
-public:
-    // The room the log panel takes in the main window, in twips.
-    static constexpr int kPanelHeightTwips = 1660;
-
-    // From the settings LogOnOff and SaveLog ("True"/"False"); an empty
-    // LogOnOff counts as false, an empty SaveLog as true.
-    static LogMenuState fromSettings(const QString &logOnOff, const QString &saveLog);
-
-    bool mnuLog() const { return m_log; }
-    bool mnuSaveLog() const { return m_saveLog; }
-
-    // mnuLog clicked: toggles the item and returns the window's new height.
-    int toggleLog(int windowHeightTwips);
-    // mnuSaveLog clicked.
-    void toggleSaveLog() { m_saveLog = !m_saveLog; }
-
-private:
-    bool m_log = false;
-    bool m_saveLog = true;
-};
-
 } // namespace tonmill

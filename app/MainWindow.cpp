@@ -1,42 +1,422 @@
 #include "app/MainWindow.h"
 
+#include "app/AboutDialog.h"
 #include "app/ActivityLog.h"
-#include "app/MainWindowTitle.h"
+#include "app/FileInfoDialog.h"
+#include "platform/Twips.h"
+#include "settings/LanguageBinder.h"
+#include "settings/SetupDialog.h"
+#include "ui_MainWindow.h"
 
+#include <QCloseEvent>
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QFontDatabase>
+#include <QMimeData>
+#include <QSignalBlocker>
 #include <QTextCursor>
-#include <QTextEdit>
-#include <QVBoxLayout>
 
 namespace tonmill {
 
-MainWindow::MainWindow(const AppFolder &folder, ActivityLog &log, QWidget *parent)
-    : QMainWindow(parent)
-    , m_folder(folder)
-{
-    setObjectName(QStringLiteral("Main"));
-    setWindowTitle(mainWindowTitle());
+namespace {
 
-    auto *central = new QWidget(this);
-    auto *layout = new QVBoxLayout(central);
-    rtbLog = new QTextEdit(central);
-    rtbLog->setObjectName(QStringLiteral("rtbLog"));
-    rtbLog->setReadOnly(true);
-    layout->addWidget(rtbLog);
+// The window's height with the log shown, at which the log panel lies fully
+// in view; a shorter window hides it below its bottom edge.
+constexpr int kFullHeightTwips = 9190;
+constexpr int kVolumeMaxPercent = 200;
+
+void showText(QLineEdit *edit, const QString &text)
+{
+    if (edit->text() != text) {
+        const QSignalBlocker quiet(edit);
+        edit->setText(text);
+    }
+}
+
+void showText(QLabel *label, const QString &text)
+{
+    if (label->text() != text)
+        label->setText(text);
+}
+
+void showPane(QPlainTextEdit *pane, const QString &text)
+{
+    const QString shown = QString(text).remove(QLatin1Char('\r'));
+    if (pane->toPlainText() == shown)
+        return;
+    pane->setPlainText(shown);
+    pane->moveCursor(QTextCursor::End);
+}
+
+// shownItems: the items the box was last given, so that a render compares
+// rather than reads the box back.
+void showChoice(QComboBox *box, const ChoiceList &list, QStringList &shownItems)
+{
+    const QSignalBlocker quiet(box);
+    if (shownItems != list.items) {
+        box->clear();
+        box->addItems(list.items);
+        shownItems = list.items;
+    }
+    if (box->isEditable()) {
+        if (box->currentText() != list.text)
+            box->setEditText(list.text);
+    } else {
+        box->setCurrentIndex(static_cast<int>(list.index()));
+    }
+}
+
+void showChecked(QAbstractButton *button, bool checked)
+{
+    if (button->isChecked() != checked) {
+        const QSignalBlocker quiet(button);
+        button->setChecked(checked);
+    }
+}
+
+QString localFileOf(const QMimeData *data)
+{
+    if (!data || !data->hasUrls() || data->urls().isEmpty())
+        return {};
+    const QUrl url = data->urls().constFirst();
+    return url.isLocalFile() ? url.toLocalFile() : QString();
+}
+
+} // namespace
+
+MainWindow::MainWindow(MainForm &form, ActivityLog &log, QWidget *parent)
+    : QMainWindow(parent)
+    , m_ui(std::make_unique<Ui::MainWindow>())
+    , m_main(form)
+{
+    m_ui->setupUi(this);
+    setObjectName(QStringLiteral("Main"));
+    setAcceptDrops(true);
+    const QFont fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    m_ui->rtfOutput->setFont(fixed);
+    m_ui->rtbOutput->setFont(fixed);
+    m_ui->rtbLog->setReadOnly(true);
+    // The log and the margin below it fill exactly the room that showing it
+    // adds to the window, so that the shorter window hides all of it.
+    m_ui->rtbLog->setFixedHeight(twipsToPixels(kLogPanelHeightTwips, dpi())
+                                 - m_ui->frmMain->layout()->contentsMargins().bottom());
+
+    // What shows only during a job keeps its room while hidden, so the
+    // buttons beside it do not jump when a job starts.
+    for (QWidget *busyOnly : {static_cast<QWidget *>(m_ui->btnAbort), static_cast<QWidget *>(m_ui->PB1),
+                              static_cast<QWidget *>(m_ui->Encoding), static_cast<QWidget *>(m_ui->lblWMAprogress)}) {
+        QSizePolicy policy = busyOnly->sizePolicy();
+        policy.setRetainSizeWhenHidden(true);
+        busyOnly->setSizePolicy(policy);
+    }
+    m_ui->Encoding->setMinimumWidth(m_ui->Encoding->fontMetrics().horizontalAdvance(QStringLiteral("000.0%   Size: 99999kB")));
+
+    bindMenus();
+    bindSource();
+    bindOptions();
+    bindTagsAndClip();
+    bindJob();
+
     showLog(log.text(), log.text().size());
     connect(&log, &ActivityLog::changed, this, &MainWindow::showLog);
-    setCentralWidget(central);
-    resize(711, 502); // 10665 x 7530 twips
+    resize(twipsToPixels(10665, dpi()), twipsToPixels(7530, dpi()));
+    render();
+}
+
+MainWindow::~MainWindow() = default;
+
+double MainWindow::dpi() const
+{
+    return logicalDpiY();
+}
+
+void MainWindow::bindMenus()
+{
+    connect(m_ui->mnuAbrir, &QAction::triggered, this, [this] { m_main.mnuAbrir_Click(); });
+    connect(m_ui->mnuSave, &QAction::triggered, this, [this] { m_main.mnuSave_Click(); });
+    connect(m_ui->mnuExit, &QAction::triggered, this, [this] { m_main.mnuExit_Click(); });
+    connect(m_ui->mnuSetup, &QAction::triggered, this, [this] { m_main.mnuSetup_Click(); });
+    connect(m_ui->mnuAbout, &QAction::triggered, this, [this] { m_main.mnuAbout_Click(); });
+    // The items' checked states are the form's: a click toggles them there.
+    connect(m_ui->mnuLog, &QAction::triggered, this, [this] { m_main.mnuLog_Click(); });
+    connect(m_ui->mnuSaveLog, &QAction::triggered, this, [this] { m_main.mnuSaveLog_Click(); });
+    connect(m_ui->btnAbout, &QPushButton::clicked, this, [this] { m_main.mnuAbout_Click(); });
+    connect(m_ui->btnExit, &QPushButton::clicked, this, [this] { m_main.btnExit_Click(); });
+}
+
+void MainWindow::bindSource()
+{
+    connect(m_ui->cmdBrowse, &QPushButton::clicked, this, [this] { m_main.mnuAbrir_Click(); });
+    connect(m_ui->btnInfo, &QPushButton::clicked, this, [this] { m_main.btnInfo_Click(); });
+    connect(m_ui->btnOutFolder, &QPushButton::clicked, this, [this] { m_main.mnuSave_Click(); });
+    connect(m_ui->txtPath, &QLineEdit::textEdited, this, [this](const QString &text) {
+        m_main.form.txtPath = text;
+        m_main.selection().txtPath_Change();
+        render();
+    });
+    connect(m_ui->chkSameOutput, &QCheckBox::clicked, this, [this](bool checked) {
+        m_main.form.chkSameOutput = checked;
+        m_main.selection().chkSameOutput_Click(checked);
+        render();
+    });
+}
+
+void MainWindow::bindOptions()
+{
+    OptionPanel &panel = m_main.panel();
+    MainFormState &form = m_main.form;
+    OptionState &options = m_main.options;
+
+    connect(m_ui->cmbFormat, &QComboBox::activated, this, [this, &panel, &form](int index) {
+        form.cmbFormat.text = m_ui->cmbFormat->itemText(index);
+        panel.cmbFormat_Click();
+        render();
+    });
+    connect(m_ui->cmbWMAProfile, &QComboBox::activated, this, [this, &panel, &options](int index) {
+        options.cmbWMAProfile.text = m_ui->cmbWMAProfile->itemText(index);
+        panel.cmbWMAProfile_Click();
+        render();
+    });
+    m_lists = {{m_ui->cmbFormat, &form.cmbFormat, {}}, {m_ui->cmbWMAProfile, &options.cmbWMAProfile, {}},
+               {m_ui->Combo8, &options.Combo8, {}},    {m_ui->Combo1, &options.Combo1, {}},
+               {m_ui->Combo2, &options.Combo2, {}},    {m_ui->Combo6, &options.Combo6, {}},
+               {m_ui->Combo5, &options.Combo5, {}},    {m_ui->cmbGenre, &form.cmbGenre, {}}};
+    // The bitrate lists hold no handler of their own: the job reads their text.
+    for (const ShownList &shown : m_lists.mid(2, 5)) {
+        connect(shown.box, &QComboBox::activated, this, [box = shown.box, list = shown.list](int index) {
+            list->text = box->itemText(index);
+        });
+    }
+
+    m_arrays = {
+        {QStringLiteral("optSamFreqAAC"), &OptionState::aacSamFreq, &OptionPanel::optSamFreqAAC_Click, {}},
+        {QStringLiteral("optSamFreqAC3"), &OptionState::ac3SamFreq, &OptionPanel::optSamFreqAC3_Click, {}},
+        {QStringLiteral("optSamFreqMP2"), &OptionState::MP2SamFreq, &OptionPanel::optSamFreqMP2_Click, {}},
+        {QStringLiteral("optSamFreq"), &OptionState::mp3SamFreq, &OptionPanel::optSamFreq_Click, {}},
+        {QStringLiteral("optSamFreqWAV"), &OptionState::wavSamFreq, &OptionPanel::optSamFreqWAV_Click, {}},
+        {QStringLiteral("optChannelsAAC"), &OptionState::aacChannels, &OptionPanel::optChannelsAAC_Click, {}},
+        {QStringLiteral("optChannelsAC3"), &OptionState::ac3Channels, &OptionPanel::optChannelsAC3_Click, {}},
+        {QStringLiteral("optChannelsMP2"), &OptionState::mp2Channels, &OptionPanel::optChannelsMP2_Click, {}},
+        {QStringLiteral("optChannels"), &OptionState::mp3Channels, &OptionPanel::optChannels_Click, {}},
+        {QStringLiteral("optChannelsWAV"), &OptionState::wavChannels, &OptionPanel::optChannelsWAV_Click, {}},
+        {QStringLiteral("optProfileAAC"), &OptionState::txtAACProfile, &OptionPanel::optProfileAAC_Click, {}},
+        {QStringLiteral("optMP2Header"), &OptionState::txtMP2Header, &OptionPanel::optMP2Header_Click, {}},
+        {QStringLiteral("optPCM"), &OptionState::wavPCM, &OptionPanel::optPCM_Click, {}},
+        {QStringLiteral("optAMRType"), &OptionState::amrType, &OptionPanel::optAMRType_Click, {}},
+    };
+    for (ButtonArray &array : m_arrays) {
+        for (int i = 0;; ++i) {
+            auto *button = findChild<QRadioButton *>(array.name + QLatin1Char('_') + QString::number(i));
+            if (!button)
+                break;
+            array.buttons << button;
+            const auto handler = array.handler;
+            connect(button, &QRadioButton::clicked, this, [this, &panel, handler, i] {
+                (panel.*handler)(i);
+                render();
+            });
+        }
+        Q_ASSERT(!array.buttons.isEmpty());
+    }
+
+    m_ui->slVolume->setRange(0, kVolumeMaxPercent);
+    m_ui->slVolume->setPageStep(10);
+    connect(m_ui->slVolume, &DMSlider::valueChanged, this, [this, &form](int value) {
+        form.slVolume = value;
+        render();
+    });
+}
+
+void MainWindow::bindTagsAndClip()
+{
+    MainFormState &form = m_main.form;
+    const std::pair<QLineEdit *, QString *> fields[] = {
+        {m_ui->txtTitle, &form.txtTitle}, {m_ui->txtArtist, &form.txtArtist}, {m_ui->txtAlbum, &form.txtAlbum},
+        {m_ui->txtYear, &form.txtYear},   {m_ui->txtNotes, &form.txtNotes},   {m_ui->txtTrack, &form.txtTrack},
+        {m_ui->txtCutS, &form.txtCutS},   {m_ui->txtCutE, &form.txtCutE},
+    };
+    for (const auto &[edit, field] : fields)
+        connect(edit, &QLineEdit::textEdited, this, [field = field](const QString &text) { *field = text; });
+    connect(m_ui->cmbGenre, &QComboBox::currentTextChanged, this, [&form](const QString &text) {
+        form.cmbGenre.text = text;
+    });
+    connect(m_ui->chkNormalize, &QCheckBox::clicked, this, [&form](bool checked) { form.chkNormalize = checked; });
+    connect(m_ui->chk51UpMix, &QCheckBox::clicked, this, [&form](bool checked) { form.chk51UpMix.checked = checked; });
+    connect(m_ui->chkSegment, &QCheckBox::clicked, this, [&form](bool checked) { form.chkSegment = checked; });
+}
+
+void MainWindow::bindJob()
+{
+    connect(m_ui->btnConvert, &QPushButton::clicked, this, [this] { m_main.btnConvert_Click(); });
+    connect(m_ui->btnAbort, &QPushButton::clicked, this, [this] { m_main.btnAbort_Click(); });
+    const auto send = [this] {
+        m_main.btnSend_Click(m_ui->txtSend->text());
+        m_ui->txtSend->clear();
+    };
+    connect(m_ui->btnSend, &QPushButton::clicked, this, send);
+    connect(m_ui->txtSend, &QLineEdit::returnPressed, this, send);
+}
+
+void MainWindow::render()
+{
+    const MainFormState &form = m_main.form;
+    const OptionState &options = m_main.options;
+
+    showText(m_ui->txtPath, form.txtPath);
+    showText(m_ui->lblOutputPath, form.lblOutputPath);
+    m_ui->lblOutputPath->setToolTip(form.lblOutputPath);
+    showChecked(m_ui->chkSameOutput, form.chkSameOutput);
+    m_ui->btnInfo->setEnabled(form.sourceControlsEnabled);
+    m_ui->fraCutSegment->setEnabled(form.sourceControlsEnabled);
+
+    for (ShownList &shown : m_lists)
+        showChoice(shown.box, *shown.list, shown.items);
+    for (QWidget *frame : {static_cast<QWidget *>(m_ui->frmAAC), static_cast<QWidget *>(m_ui->frmAC3),
+                           static_cast<QWidget *>(m_ui->frmAMR), static_cast<QWidget *>(m_ui->frmMP2),
+                           static_cast<QWidget *>(m_ui->frmMP3), static_cast<QWidget *>(m_ui->frmWAV),
+                           static_cast<QWidget *>(m_ui->frmWMA)})
+        frame->setVisible(frame->objectName() == form.visibleFrame);
+    for (const ButtonArray &array : m_arrays) {
+        const int chosen = (options.*array.field).toInt();
+        for (int i = 0; i < array.buttons.size(); ++i)
+            showChecked(array.buttons[i], i == chosen);
+    }
+    if (m_ui->slVolume->value() != form.slVolume)
+        m_ui->slVolume->setValue(form.slVolume);
+    m_ui->slVolume->setShownText(QString::number(form.slVolume) + QStringLiteral(" %"));
+
+    const std::pair<QLineEdit *, const QString *> fields[] = {
+        {m_ui->txtTitle, &form.txtTitle}, {m_ui->txtArtist, &form.txtArtist}, {m_ui->txtAlbum, &form.txtAlbum},
+        {m_ui->txtYear, &form.txtYear},   {m_ui->txtNotes, &form.txtNotes},   {m_ui->txtTrack, &form.txtTrack},
+        {m_ui->txtCutS, &form.txtCutS},   {m_ui->txtCutE, &form.txtCutE},
+    };
+    for (const auto &[edit, field] : fields)
+        showText(edit, *field);
+    showChecked(m_ui->chkNormalize, form.chkNormalize);
+    showChecked(m_ui->chk51UpMix, form.chk51UpMix.checked);
+    m_ui->chk51UpMix->setEnabled(form.chk51UpMix.enabled);
+    showChecked(m_ui->chkSegment, form.chkSegment);
+
+    // The job: idle or busy, and its progress.
+    m_ui->btnConvert->setEnabled(form.btnConvertEnabled);
+    m_ui->btnAbort->setVisible(form.btnAbortVisible);
+    m_ui->btnExit->setEnabled(form.btnExitEnabled);
+    m_ui->mnuArquivo->setEnabled(form.mnuArquivoEnabled);
+    m_ui->mnuArquivo->menuAction()->setEnabled(form.mnuArquivoEnabled);
+    m_ui->PB1->setVisible(form.PB1Visible);
+    m_ui->PB1->setMax(form.PB1Max);
+    if (m_ui->PB1->value() != form.progress.PB1)
+        m_ui->PB1->setValue(std::clamp(form.progress.PB1, m_ui->PB1->minimum(), m_ui->PB1->maximum()));
+    m_ui->Encoding->setVisible(form.EncodingVisible && !form.lblWMAprogressVisible);
+    showText(m_ui->Encoding, form.progress.Encoding);
+    m_ui->lblWMAprogress->setVisible(form.lblWMAprogressVisible);
+    showText(m_ui->lblWMAprogress, form.progress.lblWMAprogress);
+    showPane(m_ui->rtbOutput, form.rtbOutput);
+    showPane(m_ui->rtfOutput, m_main.console().text());
+
+    m_ui->mnuLog->setChecked(form.mnuLog);
+    m_ui->mnuSaveLog->setChecked(form.mnuSaveLog);
 }
 
 void MainWindow::showLog(const QString &text, qsizetype caret)
 {
     // The panel counts a line break as one character where the log's CR LF is two.
     const qsizetype returnsBeforeCaret = QStringView(text).left(caret).count(QLatin1Char('\r'));
-    rtbLog->setPlainText(QString(text).remove(QLatin1Char('\r')));
-    QTextCursor cursor = rtbLog->textCursor();
+    m_ui->rtbLog->setPlainText(QString(text).remove(QLatin1Char('\r')));
+    QTextCursor cursor = m_ui->rtbLog->textCursor();
     cursor.setPosition(static_cast<int>(caret - returnsBeforeCaret));
-    rtbLog->setTextCursor(cursor);
-    rtbLog->ensureCursorVisible();
+    m_ui->rtbLog->setTextCursor(cursor);
+    m_ui->rtbLog->ensureCursorVisible();
+}
+
+void MainWindow::setTitle(const QString &title)
+{
+    setWindowTitle(title);
+}
+
+void MainWindow::setWidthTwips(int twips)
+{
+    resize(twipsToPixels(twips, dpi()), height());
+}
+
+int MainWindow::heightTwips() const
+{
+    return pixelsToTwips(height(), logicalDpiY());
+}
+
+void MainWindow::setHeightTwips(int twips)
+{
+    resize(width(), twipsToPixels(twips, dpi()));
+}
+
+void MainWindow::relabel()
+{
+    ApplyLanguage(this, m_main.languageFile());
+}
+
+void MainWindow::showSetup()
+{
+    SetupDialog setup(m_main.folder(), m_main.dialogs(), m_main.updates(), &m_main, this);
+    setup.exec();
+}
+
+void MainWindow::showAbout()
+{
+    AboutDialog about(m_main.folder(), m_main.dialogs(), this);
+    about.exec();
+}
+
+void MainWindow::showFileInfo(const QString &text)
+{
+    FileInfoDialog info(text, m_main.languageFile(), this);
+    info.exec();
+}
+
+void MainWindow::end()
+{
+    m_ended = true;
+    close();
+}
+
+void MainWindow::closeEvent(QCloseEvent *event)
+{
+    if (!m_ended && !m_main.Form_QueryUnload()) {
+        // The handler that runs ends the window when it returns.
+        event->ignore();
+        return;
+    }
+    m_ended = true;
+    event->accept();
+}
+
+void MainWindow::layOutContent()
+{
+    // The content is laid out for the window with its log shown; a shorter
+    // window shows its top part, the log lying below the bottom edge.
+    QWidget *central = centralWidget();
+    const int full = twipsToPixels(kFullHeightTwips, dpi()) - menuBar()->height();
+    m_ui->frmMain->setGeometry(0, 0, central->width(), std::max(central->height(), full));
+}
+
+void MainWindow::resizeEvent(QResizeEvent *event)
+{
+    QMainWindow::resizeEvent(event);
+    layOutContent();
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent *event)
+{
+    if (!localFileOf(event->mimeData()).isEmpty() && m_main.form.mnuArquivoEnabled)
+        event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent *event)
+{
+    const QString path = localFileOf(event->mimeData());
+    if (path.isEmpty() || !m_main.form.mnuArquivoEnabled)
+        return;
+    event->acceptProposedAction();
+    m_main.openDropped(path);
 }
 
 } // namespace tonmill

@@ -1,27 +1,78 @@
 #pragma once
 
-#include "platform/AppFolder.h"
+#include "app/MainForm.h"
 
 #include <QMainWindow>
 
-class QTextEdit;
+#include <memory>
+
+class QComboBox;
+class QRadioButton;
+
+namespace Ui {
+class MainWindow;
+}
 
 namespace tonmill {
 
 class ActivityLog;
 
-// The program's only top-level window.
-class MainWindow : public QMainWindow {
+// The program's only top-level window. It binds its controls to the main
+// form: a control's signal writes the state and calls the handler, and
+// render() then shows the whole state again.
+class MainWindow : public QMainWindow, public MainFormView {
     Q_OBJECT
 public:
-    MainWindow(const AppFolder &folder, ActivityLog &log, QWidget *parent = nullptr);
+    MainWindow(MainForm &form, ActivityLog &log, QWidget *parent = nullptr);
+    ~MainWindow() override;
 
-    QTextEdit *rtbLog = nullptr;
+    void setTitle(const QString &title) override;
+    void setWidthTwips(int twips) override;
+    int heightTwips() const override;
+    void setHeightTwips(int twips) override;
+    void relabel() override;
+    void showSetup() override;
+    void showAbout() override;
+    void showFileInfo(const QString &text) override;
+    void render() override;
+    void end() override;
+
+protected:
+    void closeEvent(QCloseEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
+    void dragEnterEvent(QDragEnterEvent *event) override;
+    void dropEvent(QDropEvent *event) override;
 
 private:
-    void showLog(const QString &text, qsizetype caret);
+    // One row of option buttons that share a handler: "optSamFreqAAC_0" …
+    struct ButtonArray {
+        QString name;
+        QString OptionState::*field;
+        bool (OptionPanel::*handler)(int);
+        QList<QRadioButton *> buttons;
+    };
 
-    AppFolder m_folder;
+    // A list box and the list it shows.
+    struct ShownList {
+        QComboBox *box;
+        ChoiceList *list;
+        QStringList items;
+    };
+
+    void bindMenus();
+    void bindSource();
+    void bindOptions();
+    void bindTagsAndClip();
+    void bindJob();
+    void layOutContent();
+    void showLog(const QString &text, qsizetype caret);
+    double dpi() const;
+
+    std::unique_ptr<Ui::MainWindow> m_ui;
+    MainForm &m_main;
+    QList<ButtonArray> m_arrays;
+    QList<ShownList> m_lists;
+    bool m_ended = false;
 };
 
 } // namespace tonmill

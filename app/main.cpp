@@ -1,10 +1,9 @@
-#include "app/ActivityLog.h"
 #include "app/HeadlessConvert.h"
-#include "app/MainWindow.h"
+#include "app/MainProgram.h"
 #include "platform/AppFolder.h"
+#include "platform/WidgetDialogs.h"
 
 #include <QApplication>
-#include <QDate>
 
 #include <cstdio>
 
@@ -34,10 +33,9 @@ int main(int argc, char *argv[])
 
     const tonmill::AppFolder folder =
         tonmill::AppFolder::fromArguments(QApplication::arguments(), QApplication::applicationDirPath());
-    tonmill::ActivityLog log;
-    // The log of a run opens with its date.
-    log.appendLine(QDate::currentDate().toString(Qt::ISODate));
-    tonmill::MainWindow window(folder, log);
-    window.show();
+    tonmill::WidgetDialogs dialogs;
+    tonmill::MainProgram program(folder, dialogs);
+    dialogs.setParent(&program.window());
+    program.start();
     return QApplication::exec();
 }

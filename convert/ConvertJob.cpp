@@ -207,6 +207,7 @@ void ConvertJob::btnConvert_Click()
 {
     m_result = {};
     m_encoderTail.clear();
+    m_stopRequested = false;
     if (m_form.txtPath.isEmpty()) {
         message(noSourceText());
         applyIdleControls();
@@ -351,6 +352,10 @@ ConvertJob::Step ConvertJob::encode(EncoderInputs &inputs)
     m_stopReason.clear();
     m_abortRequested = false;
     m_runawayLimit = m_sourceSeconds > 0 ? runawayLimit(expectedSeconds()) : 0;
+    if (m_stopRequested) {
+        m_result.outcome = ConvertResult::Outcome::Aborted;
+        return Step::Done;
+    }
     m_watching = true;
     const EncoderEnd end = ac3 ? runScriptHost(line) : runPiped(line);
     m_watching = false;
@@ -592,6 +597,17 @@ void ConvertJob::failurePath()
     m_result.outcome = ConvertResult::Outcome::Failed;
     closing();
     message(failedText() + kCrLf + kCrLf + m_result.failure);
+}
+
+void ConvertJob::stop()
+{
+    m_stopRequested = true;
+    if (m_scriptHostRunning) {
+        m_abortRequested = true;
+        KillByName(m_registry, QStringLiteral("QuEnc.exe"));
+    } else if (!m_runner.Ready()) {
+        m_runner.Cancel();
+    }
 }
 
 void ConvertJob::btnAbort_Click()

@@ -78,6 +78,9 @@ public:
 
     void btnConvert_Click();
     void btnAbort_Click();
+    // Ends the encoder that runs, without Abort's log line, and keeps a job
+    // that has not yet started one from starting it: the window is closing.
+    void stop();
 
     // True while an encoder runs, through either runner.
     bool encoding() const;
@@ -124,6 +127,7 @@ private:
     QTimer m_timer3;
     bool m_scriptHostRunning = false;
     bool m_abortRequested = false;
+    bool m_stopRequested = false;
     // While an encoder of this job runs: the end of what it printed, and the
     // length past which it counts as a runaway (0: not watched).
     bool m_watching = false;

@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
-# Screenshots of the program's small windows on a virtual X display, as a
-# person sees them with the default theme: the Setup dialog in English and
-# German, and About. Written to docs/.
+# Screenshots of the program's windows on a virtual X display, as a person
+# sees them with the default theme: the main window with a source loaded
+# and the MP3 panel shown (the README's picture), the Setup dialog in English
+# and German, and About. Written to docs/.
 # Usage: docs/screenshots.sh [BUILD_DIR]   (default: build)
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 build=${1:-build}
-cmake --build "$build" --target tonmill-form-show >/dev/null
+cmake --build "$build" --target tonmill-form-show tonmill-run tonmill-mediainfo tonmill-avs >/dev/null
 show=$(readlink -f "$build/tests/bin/tonmill-form-show")
 
 work=$(mktemp -d)
@@ -18,11 +19,18 @@ trap 'kill "$xvfb" 2>/dev/null || true; rm -rf "$work"' EXIT
 export DISPLAY=$display
 for ((i = 0; i < 50; i++)); do [[ -S /tmp/.X11-unix/X$number ]] && break; sleep 0.1; done
 
-shot() { # form language file
+# A tagged source for the main window.
+source="$work/Morning Song.mp3"
+ffmpeg -v error -f lavfi -i sine=frequency=440:duration=215 -ac 2 -b:a 192k \
+  -metadata title="Morning Song" -metadata artist="The Quiet Hours" -metadata album="Early Light" \
+  -metadata date=2024 -metadata track=3 -metadata genre=Folk "$source"
+
+shot() { # form language file [source]
   mkdir -p "$work/$1-$2"
-  QT_QPA_PLATFORM=xcb "$show" "$work/$1-$2" "$1" "$2" &
+  ln -s "$(readlink -f "$build/Tools")" "$work/$1-$2/Tools"
+  QT_QPA_PLATFORM=xcb "$show" "$work/$1-$2" "$1" "$2" "${@:4}" &
   local form=$!
-  sleep 2
+  sleep 3
   # The window sits at the top left of an empty screen: trim the rest away.
   import -window root "$work/screen.png"
   convert "$work/screen.png" -trim +repage "docs/$3"
@@ -30,6 +38,7 @@ shot() { # form language file
   wait "$form" 2>/dev/null || true
   echo "docs/$3"
 }
+shot main English screenshot.png "$source"
 shot setup English setup-en.png
 shot setup Deutsch setup-de.png
 shot about English about-en.png

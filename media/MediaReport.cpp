@@ -23,7 +23,12 @@ QString lastToolLine(QString paneText)
 QString normaliseMediaReport(QString text, const QString &commandText)
 {
     text.replace(QStringLiteral("C:\\>"), QString());
+    // The echoed command goes whatever precedes it: a line break, or nothing
+    // when it opens the pane, where its own line break goes with it.
     text.replace(kCrLf + commandText, QString());
+    text.replace(QLatin1Char('\n') + commandText, QString());
+    if (text.startsWith(commandText + kCrLf))
+        text.remove(0, commandText.size() + kCrLf.size());
     text.replace(QStringLiteral("Text1"), QStringLiteral("[General]"));
     text.replace(QStringLiteral("General #0"), QStringLiteral("[General]"));
     text.replace(QStringLiteral("Audio #0"), QStringLiteral("[Audio]"));

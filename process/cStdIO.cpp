@@ -13,7 +13,9 @@
 namespace tonmill {
 
 namespace {
-constexpr int kIdleWaitMs = 30;
+// While the child is silent the loop waits for it this long between turns of
+// the event loop: short enough that the window never waits noticeably.
+constexpr int kIdleWaitMs = 10;
 
 QString description(cStdIO::ErrorNumber number)
 {

@@ -18,6 +18,21 @@ constexpr OwnCaption kCaptions[] = {
     {"About", "lnkAuthor", {"Write to the author", "Escrever ao autor", "Escribir al autor", "Écrire à l'auteur",
                             "Dem Autor schreiben"}},
     {"About", "btnOk", {"OK", "OK", "Aceptar", "OK", "OK"}},
+    {"Main", "mnuLog", {"Show Activity &Log", "Mostrar &log de atividades", "Mostrar &registro de actividad",
+                        "Afficher le &journal d'activité", "Aktivitäts&protokoll anzeigen"}},
+    {"Main", "mnuSaveLog", {"Save L&og", "Salvar l&og", "&Guardar registro", "&Enregistrer le journal",
+                            "Protokoll spei&chern"}},
+    {"Main", "btnInfo", {"File Info", "Info do arquivo", "Info del archivo", "Infos fichier", "Dateiinfo"}},
+    {"Main", "fraPCM", {"PCM Codec", "Codec PCM", "Códec PCM", "Codec PCM", "PCM-Codec"}},
+    {"Main", "frmWMA", {"WMA Options", "Opções WMA", "Opciones WMA", "Options WMA", "WMA-Optionen"}},
+    {"Main", "lblWMAProfile", {"Profile:", "Perfil:", "Perfil:", "Profil :", "Profil:"}},
+    {"Main", "chk51UpMix", {"5.1 UpMix", "Upmix 5.1", "Upmix 5.1", "Upmix 5.1", "5.1-Upmix"}},
+    {"Main", "btnAbort", {"Abort", "Interromper", "Cancelar", "Interrompre", "Abbrechen"}},
+    {"Main", "btnExit", {"Exit", "Sair", "Salir", "Quitter", "Beenden"}},
+    {"Main", "fraConsole", {"Media Tool", "Ferramenta de mídia", "Herramienta multimedia", "Outil multimédia",
+                            "Medienwerkzeug"}},
+    {"Main", "fraEncoder", {"Encoder", "Codificador", "Codificador", "Encodeur", "Encoder"}},
+    {"Main", "btnSend", {"Send", "Enviar", "Enviar", "Envoyer", "Senden"}},
 };
 
 } // namespace

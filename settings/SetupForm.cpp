@@ -8,13 +8,9 @@
 
 namespace tonmill {
 
-namespace {
-constexpr int kLogPanelTwips = 1660;
-}
-
 int mainWindowHeightTwips(bool compact, bool logShown)
 {
-    return (compact ? 7410 : 7530) + (logShown ? kLogPanelTwips : 0);
+    return (compact ? 7410 : 7530) + (logShown ? kLogPanelHeightTwips : 0);
 }
 
 SetupForm::SetupForm(const AppFolder &folder, Dialogs &dialogs, UpdateCheck &updates, MainWindowHeight *window,

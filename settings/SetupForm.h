@@ -20,6 +20,9 @@ public:
     virtual void setHeightTwips(int twips) = 0;
 };
 
+// The room the log panel takes in the main window, in twips.
+constexpr int kLogPanelHeightTwips = 1660;
+
 // The main window's height in twips: compact (Vista) or normal, with or
 // without the log panel's 1660 twips.
 int mainWindowHeightTwips(bool compact, bool logShown);

@@ -29,7 +29,6 @@ private Q_SLOTS:
     void appendStampsAndPlacesTheCaret();
     void runnerEventsBecomeLines();
     void writeToEncoderLogsEachOutcome();
-    void menuStates();
 };
 
 void TestActivityLog::appendStampsAndPlacesTheCaret()
@@ -140,33 +139,6 @@ void TestActivityLog::writeToEncoderLogsEachOutcome()
     QVERIFY(tried);
     QCOMPARE(result, -1);
     QCOMPARE(failed.text(), QStringLiteral("14:03:22 -> Failed to write!\r\n"));
-}
-
-void TestActivityLog::menuStates()
-{
-    // Empty settings: the log hidden, the save choice on.
-    LogMenuState state = LogMenuState::fromSettings(QString(), QString());
-    QVERIFY(!state.mnuLog());
-    QVERIFY(state.mnuSaveLog());
-    state = LogMenuState::fromSettings(QStringLiteral("True"), QStringLiteral("False"));
-    QVERIFY(state.mnuLog());
-    QVERIFY(!state.mnuSaveLog());
-    state = LogMenuState::fromSettings(QStringLiteral("false"), QStringLiteral("true"));
-    QVERIFY(!state.mnuLog());
-    QVERIFY(state.mnuSaveLog());
-
-    // Showing the log adds its 1660 twips, hiding takes them away again.
-    QCOMPARE(state.toggleLog(7530), 9190);
-    QVERIFY(state.mnuLog());
-    QCOMPARE(state.toggleLog(9190), 7530);
-    QVERIFY(!state.mnuLog());
-    QCOMPARE(state.toggleLog(7410), 9070);
-    QCOMPARE(state.toggleLog(9070), 7410);
-
-    state.toggleSaveLog();
-    QVERIFY(!state.mnuSaveLog());
-    state.toggleSaveLog();
-    QVERIFY(state.mnuSaveLog());
 }
 
 QTEST_GUILESS_MAIN(TestActivityLog)

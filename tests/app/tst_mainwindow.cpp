@@ -1,48 +1,422 @@
+// The main window clicked as a person would, offscreen, with the real media
+// tool and encoders: start-up, opening a source, the option panel's advice,
+// converting, aborting and closing during a run, the log switch, and the
+// captions of every language.
 #include "app/AboutDialog.h"
-#include "app/ActivityLog.h"
-#include "app/MainWindow.h"
+#include "app/MainProgram.h"
 #include "app/MainWindowTitle.h"
 #include "platform/AppVersion.h"
+#include "settings/BuiltInLanguages.h"
+#include "settings/INIManager.h"
+#include "settings/LanguageCaptions.h"
 #include "settings/LanguageLines.h"
+#include "settings/OwnCaptions.h"
 #include "settings/Translations.h"
 #include "support/TestDialogs.h"
+#include "support/TestFiles.h"
+#include "support/TestPaths.h"
+#include "support/TestProcesses.h"
 
+#include <QAction>
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDir>
+#include <QGroupBox>
 #include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMimeData>
+#include <QDropEvent>
+#include <QPlainTextEdit>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QProgressBar>
 #include <QPushButton>
-
+#include <QRadioButton>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTextEdit>
+#include <QTimer>
 
 using namespace tonmill;
+
+namespace {
+
+bool run(const QString &program, const QStringList &arguments)
+{
+    QProcess p;
+    p.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    p.start(program, arguments);
+    return p.waitForFinished(120000) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
+}
+
+bool makeTone(const QString &path, int seconds, int channels)
+{
+    return run(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
+                                       QStringLiteral("-c"), QString::number(channels), QStringLiteral("-b"),
+                                       QStringLiteral("16"), path, QStringLiteral("synth"), QString::number(seconds),
+                                       QStringLiteral("sine"), QStringLiteral("440")});
+}
+
+// A temporary application folder with the build's tools.
+struct Home {
+    QTemporaryDir dir;
+    QString app = dir.filePath(QStringLiteral("app"));
+    AppFolder folder{app};
+
+    Home()
+    {
+        QDir().mkpath(app);
+        QFile::link(test::builtAppDir() + QStringLiteral("/Tools"), app + QStringLiteral("/Tools"));
+    }
+    QString path(const QString &name) const { return dir.filePath(name); }
+    QString settings() const { return folder.file(QStringLiteral("Tonmill.ini")); }
+    QString setting(const char *section, const char *key) const
+    {
+        return ReadIniValue(QLatin1String(section), QLatin1String(key), settings());
+    }
+    // The settings of an earlier run of this version.
+    void settled() const
+    {
+        for (const auto &[key, value] : {std::pair{"Version", versionStamp()}, {"Interface", versionStamp()},
+                                         {"ChkUpdates", QStringLiteral("0")}, {"Vista", QStringLiteral("0")},
+                                         {"Language", QStringLiteral("English")},
+                                         {"FFMPEG", QStringLiteral("/usr/bin/ffmpeg")}})
+            WriteIniValue(QStringLiteral("General"), QLatin1String(key), value, settings());
+    }
+};
+
+template <typename T>
+T *control(QWidget &window, const char *name)
+{
+    auto *found = window.findChild<T *>(QLatin1String(name));
+    if (!found)
+        QTest::qFail(qPrintable(QStringLiteral("no control %1").arg(QLatin1String(name))), __FILE__, __LINE__);
+    return found;
+}
+
+// The log's lines without their times.
+QStringList logMessages(const ActivityLog &log)
+{
+    QStringList messages;
+    for (const QString &line : log.text().split(QStringLiteral("\r\n"), Qt::SkipEmptyParts))
+        messages << (line.size() > 8 && line[2] == QLatin1Char(':') ? line.mid(8) : line);
+    return messages;
+}
+
+// Chooses an item of a list as a person does: the list reports the choice.
+void choose(QComboBox *box, const QString &item)
+{
+    const int index = box->findText(item);
+    QVERIFY2(index >= 0, qPrintable(item));
+    box->setCurrentIndex(index);
+    Q_EMIT box->activated(index);
+}
+
+bool startedUp(const ActivityLog &log, int probeLines)
+{
+    const QStringList messages = logMessages(log);
+    const qsizetype loaded = messages.indexOf(QStringLiteral(" -> Startup routines successfully loaded."));
+    return loaded >= 0 && messages.size() >= loaded + 1 + probeLines;
+}
+
+} // namespace
 
 class TestMainWindow : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void titleAndLogPanel();
+    void initTestCase() { QApplication::setQuitOnLastWindowClosed(false); }
+    void firstStartThenNormalStart();
+    void openAdviseConvertAbortClose();
+    void everyLanguageRelabelsEveryControl();
     void aboutShowsVersionNoticeAndLinks();
 };
 
-void TestMainWindow::titleAndLogPanel()
+void TestMainWindow::firstStartThenNormalStart()
 {
-    QCOMPARE(mainWindowTitle(), QStringLiteral("Tonmill™ by Quorell (v.") + versionText() + QStringLiteral(" beta)"));
-    QCOMPARE(mainWindowTitle(true), QStringLiteral(" ") + mainWindowTitle());
+    Home home;
+    {
+        test::TestDialogs dialogs;
+        dialogs.answer(DialogAnswer::No).answer(DialogAnswer::Ok).answer(DialogAnswer::Ok);
+        MainProgram program(home.folder, dialogs);
+        // The first start ends in the Setup dialog, shown modally over the window.
+        QString setupTitle;
+        QTimer setupWatch;
+        connect(&setupWatch, &QTimer::timeout, [&] {
+            QWidget *modal = QApplication::activeModalWidget();
+            if (!modal || modal->objectName() != QLatin1String("Setup"))
+                return;
+            setupWatch.stop();
+            setupTitle = modal->windowTitle();
+            auto *path = control<QLineEdit>(*modal, "ffmpegPath");
+            path->clear();
+            QTest::keyClicks(path, QStringLiteral("/usr/bin/ffmpeg"));
+            QTest::mouseClick(control<QPushButton>(*modal, "btnOk"), Qt::LeftButton);
+        });
+        setupWatch.start(20);
+        program.start();
+        QTRY_VERIFY_WITH_TIMEOUT(startedUp(program.log(), 2), 30000);
 
-    QTemporaryDir home;
-    ActivityLog activity([] { return QTime(14, 3, 22); });
-    activity.appendLine(QStringLiteral("2026-11-22"));
-    MainWindow window{AppFolder(home.path()), activity};
-    QCOMPARE(window.windowTitle(), mainWindowTitle());
-    auto *log = window.findChild<QTextEdit *>(QStringLiteral("rtbLog"));
-    QVERIFY(log);
-    QCOMPARE(log, window.rtbLog);
-    QVERIFY(log->isReadOnly());
+        const QList<MessageRequest> &asked = dialogs.messages();
+        QCOMPARE(asked.size(), 3);
+        QVERIFY(asked[0].text.startsWith(QStringLiteral("Would you like that Tonmill automatically checks")));
+        QCOMPARE(asked[0].buttons, DialogButtons::YesNo);
+        QCOMPARE(asked[1].text, QStringLiteral("Your Interface, Language files and Configuration, have been updated!"));
+        QVERIFY(asked[2].text.startsWith(QStringLiteral("This is the first time you run Tonmill™ or\r\n")));
+        QCOMPARE(setupTitle, QStringLiteral("Setup"));
+        const QStringList expected = {
+            QDate::currentDate().toString(Qt::ISODate),
+            QStringLiteral(" -> Version verification: OK"),
+            QStringLiteral(" -> Interface and Language files verification: OK"),
+            QStringLiteral(" -> Configuration: OK"),
+            QStringLiteral(" -> External Paths: OK"),
+            QStringLiteral(" -> Startup routines successfully loaded."),
+            // The two probe runs: ffmpeg alone, and the WMA script host.
+            QStringLiteral(" -> Process Completed!"),
+        };
+        QCOMPARE(logMessages(program.log()).mid(0, 7), expected);
+        MainWindow &window = program.window();
+        QCOMPARE(window.windowTitle(), mainWindowTitle(true));
+        QCOMPARE(window.height(), 502); // 7530 twips, the log hidden
+        QCOMPARE(home.setting("General", "FFMPEG"), QStringLiteral("/usr/bin/ffmpeg"));
+        QCOMPARE(home.setting("General", "ChkUpdates"), QStringLiteral("0"));
+        QCOMPARE(home.setting("Options", "Mode"), QStringLiteral("MP3"));
+        QCOMPARE(control<QComboBox>(window, "cmbFormat")->currentText(), QStringLiteral("MP3"));
+        QVERIFY(control<QWidget>(window, "frmMP3")->isVisible());
+        QVERIFY(!control<QWidget>(window, "frmAAC")->isVisible());
 
-    // The panel follows the log, with the caret at the end of the last line.
-    QCOMPARE(log->toPlainText(), QStringLiteral("2026-11-22\n"));
-    activity.append(QStringLiteral(" -> Process Completed!"));
-    QCOMPARE(log->toPlainText(), QStringLiteral("2026-11-22\n14:03:22 -> Process Completed!\n"));
-    QCOMPARE(log->textCursor().position(), QStringLiteral("2026-11-22\n14:03:22 -> Process Completed!").size());
+        // The log switch: two clicks give back the height, to the pixel.
+        QAction *logItem = control<QAction>(window, "mnuLog");
+        logItem->trigger();
+        QVERIFY(logItem->isChecked());
+        QCOMPARE(window.height(), 613); // 9190 twips
+        QTRY_VERIFY(!control<QTextEdit>(window, "rtbLog")->visibleRegion().isEmpty());
+        logItem->trigger();
+        QCOMPARE(window.height(), 502);
+        QTRY_VERIFY(control<QTextEdit>(window, "rtbLog")->visibleRegion().isEmpty());
+        logItem->trigger();
+
+        QVERIFY(window.close());
+        QCOMPARE(logMessages(program.log()).constLast(), QStringLiteral(" -> Tonmill turned off by user."));
+        QVERIFY(dialogs.allAnswersUsed());
+    }
+    QCOMPARE(home.setting("General", "LogOnOff"), QStringLiteral("True"));
+
+    // The next start asks only the update question again (it was declined),
+    // and opens with the log shown as it was left.
+    test::TestDialogs dialogs;
+    dialogs.answer(DialogAnswer::No);
+    MainProgram program(home.folder, dialogs);
+    program.start();
+    QTRY_VERIFY_WITH_TIMEOUT(startedUp(program.log(), 2), 30000);
+    QCOMPARE(dialogs.messages().size(), 1);
+    QCOMPARE(program.window().height(), 613);
+    QVERIFY(control<QAction>(program.window(), "mnuLog")->isChecked());
+    // Exit saves and ends without a word in the log.
+    const QString last = logMessages(program.log()).constLast();
+    QTest::mouseClick(control<QPushButton>(program.window(), "btnExit"), Qt::LeftButton);
+    QVERIFY(!program.window().isVisible());
+    QCOMPARE(logMessages(program.log()).constLast(), last);
+}
+
+void TestMainWindow::openAdviseConvertAbortClose()
+{
+    Home home;
+    home.settled();
+    const QString tagged = home.path(QStringLiteral("tagged.mp3"));
+    QVERIFY(run(QStringLiteral("ffmpeg"),
+                {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-f"), QStringLiteral("lavfi"),
+                 QStringLiteral("-i"), QStringLiteral("sine=frequency=440:duration=300"), QStringLiteral("-ac"),
+                 QStringLiteral("2"), QStringLiteral("-metadata"), QStringLiteral("title=Morning Song"),
+                 QStringLiteral("-metadata"), QStringLiteral("artist=The Testers"), QStringLiteral("-metadata"),
+                 QStringLiteral("album=Offscreen"), tagged}));
+    const QString six = home.path(QStringLiteral("six.wav"));
+    QVERIFY(makeTone(six, 1, 6));
+    const QString longTone = home.path(QStringLiteral("long.wav"));
+    QVERIFY(makeTone(longTone, 900, 2));
+
+    test::TestDialogs dialogs;
+    MainProgram program(home.folder, dialogs);
+    MainWindow &window = program.window();
+    program.start();
+    QTRY_VERIFY_WITH_TIMEOUT(startedUp(program.log(), 2), 30000);
+
+    // Open through the browse button: the report fills the tag editor.
+    dialogs.answerFile(tagged);
+    QTest::mouseClick(control<QPushButton>(window, "cmdBrowse"), Qt::LeftButton);
+    QCOMPARE(control<QLineEdit>(window, "txtPath")->text(), tagged);
+    QCOMPARE(control<QLineEdit>(window, "txtTitle")->text(), QStringLiteral("Morning Song"));
+    QCOMPARE(control<QLineEdit>(window, "txtArtist")->text(), QStringLiteral("The Testers"));
+    QCOMPARE(control<QLineEdit>(window, "txtAlbum")->text(), QStringLiteral("Offscreen"));
+    QVERIFY(control<QPlainTextEdit>(window, "rtfOutput")->toPlainText().contains(QStringLiteral("[Audio]")));
+    // File Info shows the report in its own window.
+    QString info;
+    QTimer infoWatch;
+    connect(&infoWatch, &QTimer::timeout, [&] {
+        QWidget *modal = QApplication::activeModalWidget();
+        if (!modal || modal->objectName() != QLatin1String("Dialog"))
+            return;
+        infoWatch.stop();
+        info = modal->windowTitle() + QLatin1Char('\n') + control<QPlainTextEdit>(*modal, "txtInfo")->toPlainText();
+        QTest::mouseClick(control<QPushButton>(*modal, "btnExit"), Qt::LeftButton);
+    });
+    infoWatch.start(20);
+    QTest::mouseClick(control<QPushButton>(window, "btnInfo"), Qt::LeftButton);
+    QVERIFY(info.startsWith(QStringLiteral("File Information\n+++++++++++\n + General +\n")));
+    QVERIFY(info.contains(QStringLiteral("Title = Morning Song")));
+
+    // AC3 with six channels for a stereo source advises the up-mix and sets
+    // it; with the box set, the advice is not given again.
+    QComboBox *format = control<QComboBox>(window, "cmbFormat");
+    choose(format, QStringLiteral("AC3"));
+    QVERIFY(control<QWidget>(window, "frmAC3")->isVisible());
+    dialogs.answer(DialogAnswer::Ok);
+    QTest::mouseClick(control<QRadioButton>(window, "optChannelsAC3_2"), Qt::LeftButton);
+    QVERIFY(dialogs.messages().constLast().text.startsWith(QStringLiteral("You have selected AC3 6CH as output format!")));
+    auto *upmix = control<QCheckBox>(window, "chk51UpMix");
+    QVERIFY(upmix->isChecked());
+    QVERIFY(upmix->isEnabled());
+    choose(format, QStringLiteral("AC3"));
+    QCOMPARE(dialogs.messages().size(), 1);
+    // A six-channel source, opened with the up-mix on, has it taken off.
+    dialogs.answerFile(six).answer(DialogAnswer::Ok);
+    control<QAction>(window, "mnuAbrir")->trigger();
+    QVERIFY(dialogs.messages().constLast().text.startsWith(QStringLiteral("You have activated '5.1 UpMix' feature!")));
+    QVERIFY(!upmix->isChecked());
+
+    // A real MP3 conversion from the Convert button.
+    choose(format, QStringLiteral("MP3"));
+    dialogs.answerFile(tagged);
+    QTest::mouseClick(control<QPushButton>(window, "cmdBrowse"), Qt::LeftButton);
+    QVERIFY(control<QWidget>(window, "frmMP3")->isVisible());
+    choose(control<QComboBox>(window, "Combo5"), QStringLiteral("96"));
+    auto *bar = control<QProgressBar>(window, "PB1");
+    QList<int> shown;
+    connect(bar, &QProgressBar::valueChanged, bar, [&shown](int value) { shown << value; });
+    auto *convert = control<QPushButton>(window, "btnConvert");
+    bool busySeen = false;
+    QTimer busyWatch;
+    connect(&busyWatch, &QTimer::timeout, [&] {
+        busySeen = busySeen || (!convert->isEnabled() && control<QPushButton>(window, "btnAbort")->isVisible());
+    });
+    busyWatch.start(5);
+    QTest::mouseClick(convert, Qt::LeftButton);
+    busyWatch.stop();
+    const QString output = home.path(QStringLiteral("tagged_Konverted.mp3"));
+    QVERIFY(busySeen);
+    QVERIFY2(shown.size() >= 2 && shown.constLast() >= 295, qPrintable(QString::number(shown.size())));
+    QCOMPARE(bar->maximum(), 300);
+    QVERIFY(convert->isEnabled());
+    QVERIFY(!control<QPushButton>(window, "btnAbort")->isVisible());
+    QCOMPARE(test::probeEntries(output, QStringLiteral("stream=codec_name,channels,bit_rate")),
+             QStringLiteral("mp3,2,96000"));
+    QCOMPARE(test::probeEntries(output, QStringLiteral("format_tags=title")), QStringLiteral("Morning Song"));
+    QVERIFY(qAbs(test::decodedSeconds(output) - 300) < 0.1);
+    QVERIFY(logMessages(program.log()).contains(QStringLiteral(" -> Process Completed!")));
+
+    // Abort in the middle of a long encode, then close the window in the middle
+    // of the next: the encoder ends, nothing is left behind.
+    // The long source comes dropped from a file manager.
+    QMimeData dragged;
+    dragged.setUrls({QUrl::fromLocalFile(longTone)});
+    QDragEnterEvent enter(QPoint(300, 300), Qt::CopyAction, &dragged, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&window, &enter);
+    QVERIFY(enter.isAccepted());
+    QDropEvent drop(QPointF(300, 300), Qt::CopyAction, &dragged, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&window, &drop);
+    QCOMPARE(control<QLineEdit>(window, "txtPath")->text(), longTone);
+    const QString longOutput = home.path(QStringLiteral("long_Konverted.mp3"));
+    for (const bool closing : {false, true}) {
+        bool acted = false;
+        QTimer midway;
+        connect(&midway, &QTimer::timeout, [&] {
+            if (acted || bar->value() < 5)
+                return;
+            acted = true;
+            if (closing)
+                window.close();
+            else
+                QTest::mouseClick(control<QPushButton>(window, "btnAbort"), Qt::LeftButton);
+        });
+        midway.start(5);
+        QTest::mouseClick(convert, Qt::LeftButton);
+        QVERIFY(acted);
+        const QStringList messages = logMessages(program.log());
+        QVERIFY(messages.contains(QStringLiteral(" -> Canceling program.")));
+        QVERIFY(messages.contains(QStringLiteral(" -> Encoding Aborted!")));
+        QVERIFY(!QFileInfo::exists(longOutput));
+        QVERIFY(!QFileInfo::exists(longOutput + QStringLiteral(".part")));
+        QVERIFY(test::noProcessMentions(home.dir.path()));
+        QCOMPARE(window.isVisible(), !closing);
+    }
+    QVERIFY(dialogs.allAnswersUsed());
+    QCOMPARE(home.setting("Options", "MP3BitRate"), QStringLiteral("96"));
+}
+
+void TestMainWindow::everyLanguageRelabelsEveryControl()
+{
+    Home home;
+    home.settled();
+    test::TestDialogs dialogs;
+    MainProgram program(home.folder, dialogs);
+    MainWindow &window = program.window();
+    program.start();
+    QTRY_VERIFY_WITH_TIMEOUT(startedUp(program.log(), 2), 30000);
+    const QString file = program.form().languageFile();
+
+    // Which control takes which caption, and the texts that are the same in
+    // every language (numbers, codec and container names).
+    QSet<QString> captioned;
+    for (const LanguageCaption &row : languageCaptions())
+        captioned << QLatin1String(row.control);
+    for (const OwnCaption &row : ownCaptions())
+        captioned << QLatin1String(row.control);
+    const QStringList neutral = {QStringLiteral("..."), QStringLiteral("MPEG-4"), QStringLiteral("MPEG-2"),
+                                 QStringLiteral("MP2"),  QStringLiteral("AVI"),    QStringLiteral("MPEG"),
+                                 QStringLiteral("16 bit"), QStringLiteral("8 bit")};
+
+    for (const QString &language : builtInLanguageNames()) {
+        WriteLanguageFile(language, file);
+        window.relabel();
+        LanguageLines lines;
+        lines.LoadLanguageLines(file);
+        for (const LanguageCaption &row : languageCaptions()) {
+            if (qstrcmp(row.form, "Main") != 0)
+                continue;
+            QObject *target = window.findChild<QObject *>(QLatin1String(row.control));
+            if (!target)
+                continue;
+            const QString expected = captionText(row, lines);
+            QVERIFY2(!expected.isEmpty(), row.key);
+            QString shown = target->property("title").toString();
+            if (shown.isEmpty())
+                shown = target->property("text").toString();
+            QVERIFY2(shown == expected, qPrintable(language + QLatin1Char(' ') + QLatin1String(row.control)));
+        }
+        // No control with words on it is left out of both caption tables.
+        for (QObject *o : window.findChildren<QObject *>()) {
+            QString text;
+            if (auto *b = qobject_cast<QAbstractButton *>(o))
+                text = b->text();
+            else if (auto *l = qobject_cast<QLabel *>(o); l && l->buddy())
+                text = l->text();
+            else if (auto *g = qobject_cast<QGroupBox *>(o))
+                text = g->title();
+            else if (auto *a = qobject_cast<QAction *>(o); a && !a->isSeparator())
+                text = a->text();
+            if (!text.contains(QRegularExpression(QStringLiteral("[A-Za-z]"))) || neutral.contains(text))
+                continue;
+            QString name = o->objectName();
+            if (auto *menu = qobject_cast<QMenu *>(o->parent()); menu && qobject_cast<QAction *>(o)
+                                                                 && menu->menuAction() == o)
+                name = menu->objectName();
+            QVERIFY2(captioned.contains(name), qPrintable(language + QStringLiteral(": no caption for ") + name
+                                                           + QStringLiteral(" \"") + text + QLatin1Char('"')));
+        }
+        QCOMPARE(control<QMenu>(window, "mnuArquivo")->title(),
+                 lines.text(QStringLiteral("Menus"), QStringLiteral("File"), QString()));
+    }
 }
 
 void TestMainWindow::aboutShowsVersionNoticeAndLinks()

@@ -125,9 +125,11 @@ void TestFileSelection::openingTaggedFilesFillsTheTagEditor()
     QVERIFY(s.form.sourceControlsEnabled);
 
     // The report as written: the tool's labels become the keys the tag editor
-    // reads, padding is gone, and the console's prompt is not in it.
+    // reads, padding is gone, and neither the console's prompt nor the echoed
+    // command is in it.
     const QString report = s.reportText();
-    QVERIFY2(report.contains(QStringLiteral("\r\n[General]\r\n")), qPrintable(report));
+    QVERIFY2(report.startsWith(QStringLiteral("[General]\r\n")), qPrintable(report));
+    QVERIFY(!report.contains(QStringLiteral("mediainfo\"")));
     QVERIFY(report.contains(QStringLiteral("\r\n[Audio]\r\n")));
     QVERIFY(report.contains(QStringLiteral("\r\nTitle=IntroSong\r\n")));
     QVERIFY(report.contains(QStringLiteral("\r\nChannel(s)=2 channels")));

@@ -37,9 +37,8 @@ void TestMediaReport::normalisationSteps()
                                               "Channel(s)                               : 2 channels\r\n"
                                               "\r\n\r\nC:\\> ");
     const QString report = normaliseMediaReport(pane, cmd);
-    // The command line echoed at the top is not preceded by a line break, so it stays.
-    QCOMPARE(report, cmd + QStringLiteral("\r\n"
-                                          "[General]\r\n"
+    // The command line echoed at the top goes with its line break.
+    QCOMPARE(report, QStringLiteral("[General]\r\n"
                                           "Complete name=/m/a.mp3\r\n"
                                           "File size=3.52 MB\r\n"
                                           "Title=Intro\r\n"
@@ -50,8 +49,9 @@ void TestMediaReport::normalisationSteps()
                                           "\r\n"
                                           "[Audio]\r\n"
                                           "Channel(s)=2 channels "));
-    // An echo that follows a line break is removed.
+    // An echo that follows a line break, of either kind, is removed.
     QCOMPARE(normaliseMediaReport(QStringLiteral("x\r\n") + cmd + QStringLiteral("\r\ny"), cmd), QStringLiteral("x\r\ny"));
+    QCOMPARE(normaliseMediaReport(QStringLiteral("x\n") + cmd + QStringLiteral("\r\ny"), cmd), QStringLiteral("x\r\ny"));
     // Odd and even label padding both end as Label=Value; single blanks inside labels stay.
     QCOMPARE(normaliseMediaReport(QStringLiteral("Bit rate   : 128 kb/s\r\nBit rate    : 128 kb/s"), QStringLiteral("none")),
              QStringLiteral("Bit rate=128 kb/s\r\nBit rate=128 kb/s"));

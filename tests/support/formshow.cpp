@@ -1,30 +1,62 @@
-// Shows one of the program's small windows on its own, in a language, for
-// the screenshot script (docs/screenshots.sh):
-//   tonmill-form-show APP_DIR setup|about LANGUAGE
+// Shows one of the program's windows on its own, in a language, for the
+// screenshot script (docs/screenshots.sh):
+//   tonmill-form-show APP_DIR setup|about|main LANGUAGE [SOURCE]
 // writes APP_DIR's language file in LANGUAGE ("English", "Deutsch", ...) and
-// shows the window until it is closed or the program is ended.
+// shows the window until it is closed or the program is ended. The main
+// window starts as after an earlier run (no first-start questions) and opens
+// SOURCE as a file dropped on it would be.
 #include "app/AboutDialog.h"
 #include "app/ActivityLog.h"
+#include "app/MainProgram.h"
 #include "platform/AppFolder.h"
+#include "platform/AppVersion.h"
 #include "platform/WidgetDialogs.h"
+#include "settings/INIManager.h"
 #include "settings/SetupDialog.h"
 #include "settings/Translations.h"
 #include "settings/UpdateCheck.h"
 
 #include <QApplication>
+#include <QTimer>
 
 #include <cstdio>
 #include <memory>
+
+namespace {
+
+int showMain(const tonmill::AppFolder &folder, const QString &language, const QString &source)
+{
+    const QString settings = folder.file(QStringLiteral("Tonmill.ini"));
+    const std::pair<const char *, QString> earlierRun[] = {
+        {"Version", tonmill::versionStamp()}, {"Interface", tonmill::versionStamp()}, {"ChkUpdates", QStringLiteral("0")},
+        {"Vista", QStringLiteral("0")},       {"Language", language},                 {"FFMPEG", QStringLiteral("/usr/bin/ffmpeg")},
+        {"LogOnOff", QStringLiteral("True")},
+    };
+    for (const auto &[key, value] : earlierRun)
+        tonmill::WriteIniValue(QStringLiteral("General"), QLatin1String(key), value, settings);
+    tonmill::WidgetDialogs dialogs;
+    tonmill::MainProgram program(folder, dialogs);
+    dialogs.setParent(&program.window());
+    program.start();
+    if (!source.isEmpty())
+        QTimer::singleShot(0, &program.form(), [&program, source] { program.form().openDropped(source); });
+    return QApplication::exec();
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
     QApplication app(argc, argv);
     const QStringList args = app.arguments();
-    if (args.size() != 4 || (args[2] != QLatin1String("setup") && args[2] != QLatin1String("about"))) {
-        std::fprintf(stderr, "usage: tonmill-form-show APP_DIR setup|about LANGUAGE\n");
+    const QStringList forms = {QStringLiteral("setup"), QStringLiteral("about"), QStringLiteral("main")};
+    if (args.size() < 4 || args.size() > 5 || !forms.contains(args[2])) {
+        std::fprintf(stderr, "usage: tonmill-form-show APP_DIR setup|about|main LANGUAGE [SOURCE]\n");
         return 2;
     }
     const tonmill::AppFolder folder(args[1]);
+    if (args[2] == QLatin1String("main"))
+        return showMain(folder, args[3], args.value(4));
     tonmill::WriteLanguageFile(args[3], folder.file(QStringLiteral("Tonmill.LNG")));
     tonmill::WidgetDialogs dialogs;
     tonmill::ActivityLog log;

@@ -1,0 +1,317 @@
+#include "app/MainForm.h"
+
+#include "app/ActivityLog.h"
+#include "app/MainWindowTitle.h"
+#include "convert/SourceDuration.h"
+#include "media/GenreList.h"
+#include "options/Configuration.h"
+#include "platform/AppVersion.h"
+#include "platform/Dialogs.h"
+#include "platform/ToolChain.h"
+#include "process/KillApp.h"
+#include "settings/SettingsStore.h"
+#include "settings/Translations.h"
+#include "settings/UpdateCheck.h"
+
+#include <QCoreApplication>
+#include <QDate>
+#include <QThread>
+
+namespace tonmill {
+
+namespace {
+
+const QString kCrLf = QStringLiteral("\r\n");
+constexpr int kFormWidthTwips = 10665;
+constexpr int kReadyPollMs = 10;
+
+QString updateQuestion()
+{
+    return QStringLiteral("Would you like that Tonmill automatically checks for new versions?") + kCrLf + kCrLf
+           + QStringLiteral("(You can change your option on 'Setup' dialog)");
+}
+
+QString firstRunText()
+{
+    return QStringLiteral("This is the first time you run Tonmill™ or") + kCrLf
+           + QStringLiteral("Your configuration file got corrupted!") + kCrLf
+           + QStringLiteral("Please reset your preferences on the Setup dialog.");
+}
+
+// A message with only OK to press, under the application's own title.
+MessageRequest notice(const QString &text)
+{
+    return {text, QString(), DialogButtons::Ok, DialogIcon::None};
+}
+
+void waitUntilReady(const cStdIO &runner)
+{
+    while (!runner.Ready()) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, kReadyPollMs);
+        QThread::msleep(kReadyPollMs);
+    }
+}
+
+} // namespace
+
+MainForm::BusyScope::BusyScope(MainForm &form)
+    : m_form(form)
+{
+    ++m_form.m_busyDepth;
+}
+
+MainForm::BusyScope::~BusyScope()
+{
+    if (--m_form.m_busyDepth == 0 && m_form.m_quitRequested && m_form.m_view)
+        m_form.m_view->end();
+}
+
+MainForm::MainForm(const AppFolder &folder, Dialogs &dialogs, ActivityLog &log, ProcessRegistry &registry,
+                   UpdateCheck &updates, QObject *parent)
+    : QObject(parent)
+    , m_folder(folder)
+    , m_dialogs(dialogs)
+    , m_log(log)
+    , m_registry(registry)
+    , m_updates(updates)
+    , m_runner(registry)
+    , m_reader(registry)
+    , m_console(folder.path())
+    , m_report(folder, m_reader, m_console, log)
+    , m_panel(options, form, dialogs, folder)
+    , m_selection(form, options, dialogs, m_report, folder)
+    , m_job(folder, dialogs, log, m_runner, registry, options, form, SourceDuration(folder))
+{
+    logRunnerEvents(m_runner, log);
+    m_console.attach(m_reader);
+    handleReaderErrors(m_reader, dialogs, log);
+    // The window follows the job's progress and the encoder's latest output.
+    connect(&m_job, &ConvertJob::progressChanged, this, &MainForm::render);
+    connect(&m_runner, &cStdIO::GotData, this, &MainForm::render);
+    connect(&m_reader, &ReadOutput::GotChunk, this, &MainForm::render);
+}
+
+MainForm::~MainForm() = default;
+
+QString MainForm::languageFile() const
+{
+    return m_folder.file(QStringLiteral("\\Tonmill.LNG"));
+}
+
+void MainForm::render()
+{
+    if (m_view)
+        m_view->render();
+}
+
+void MainForm::writeLanguageFile(const QString &language)
+{
+    WriteLanguageFile(language, languageFile());
+    if (m_view)
+        m_view->relabel();
+}
+
+void MainForm::Form_Load()
+{
+    const BusyScope busy(*this);
+    SettingsStore settings(m_folder.file(QStringLiteral("\\Tonmill.ini")));
+
+    m_view->setTitle(mainWindowTitle());
+    m_log.appendLine(QDate::currentDate().toString(Qt::ISODate));
+
+    if (settings.versionChanged()) {
+        const DialogAnswer answer =
+            m_dialogs.message({updateQuestion(), QString(), DialogButtons::YesNo, DialogIcon::Question});
+        if (answer == DialogAnswer::Yes) {
+            settings.setCheckUpdates(true);
+            settings.setVersion(versionStamp());
+        } else {
+            settings.setCheckUpdates(false);
+        }
+    }
+    m_log.append(QStringLiteral(" -> Version verification: OK"));
+
+    if (settings.interfaceChanged()) {
+        settings.setInterfaceStamp(versionStamp());
+        // The Setup form loads here, with what its loading stores and sets.
+        SetupForm setup(m_folder, m_dialogs, m_updates, this, {});
+        setup.Form_Load();
+        writeLanguageFile(setup.state.txtLanguage);
+        settings.setMode(QStringLiteral("MP3"));
+        m_dialogs.message(notice(QStringLiteral("Your Interface, Language files and Configuration, have been updated!")));
+    }
+    m_log.append(QStringLiteral(" -> Interface and Language files verification: OK"));
+
+    m_view->setWidthTwips(kFormWidthTwips);
+    m_view->setTitle(mainWindowTitle(true));
+
+    const QString language = settings.ensureLanguage();
+    writeLanguageFile(language);
+    form.fillFormatList();
+    options.fillLists();
+    form.cmbGenre.items = genreNames();
+    LoadSettings(options, form, m_panel, m_folder);
+    m_log.append(QStringLiteral(" -> Configuration: OK"));
+
+    form.txtCutS = QStringLiteral("000.000");
+    form.txtCutE = QStringLiteral("000.000");
+    render();
+
+    if (settings.isFirstRun()) {
+        m_dialogs.message(notice(firstRunText()));
+        writeLanguageFile(settings.language());
+        m_view->showSetup();
+    }
+    m_log.append(QStringLiteral(" -> External Paths: OK"));
+
+    if (settings.checkUpdates())
+        m_updates.CheckForUpdatesAtStart();
+
+    form.mnuLog = settings.logOnOff();
+    form.mnuSaveLog = settings.saveLog();
+    if (const std::optional<bool> compact = settings.vista())
+        m_view->setHeightTwips(mainWindowHeightTwips(*compact, form.mnuLog));
+    m_log.append(QStringLiteral(" -> Startup routines successfully loaded."));
+    render();
+
+    // Starting each tool once shows that it runs; ending it by name then also
+    // ends any of its kind that an earlier run of the program left behind.
+    const QString ffmpeg = settings.ffmpegPath();
+    probe({QLatin1Char('"') + ffmpeg + QLatin1Char('"'), ffmpeg, {}, QStringLiteral("ffmpeg")},
+          QStringLiteral("FFMPEG.exe"));
+    if (m_quitRequested)
+        return;
+    const QString script = m_folder.file(QStringLiteral("\\tools\\WMCmd.vbs"));
+    probe({QStringLiteral("Cscript.exe \"") + script, QStringLiteral("Cscript.exe"), {script}, QStringLiteral("Cscript")},
+          QStringLiteral("Cscript.exe"));
+}
+
+void MainForm::probe(const CommandLine &line, const QString &imageName)
+{
+    waitUntilReady(m_runner);
+    m_runner.setCommandLine(throughStandIns(line, m_folder));
+    m_runner.ExecuteCommand();
+    KillByName(m_registry, imageName);
+}
+
+bool MainForm::Form_QueryUnload()
+{
+    const bool running = m_busyDepth > 0 || !m_runner.Ready() || m_job.encoding();
+    if (running) {
+        m_log.append(QStringLiteral(" -> Canceling program."));
+        m_quitRequested = true;
+        m_job.stop();
+        if (!m_runner.Ready())
+            m_runner.Cancel();
+        if (m_reader.processing())
+            m_reader.CancelProcess();
+    } else {
+        m_log.append(QStringLiteral(" -> Tonmill turned off by user."));
+    }
+    SaveSettings(options, form, m_folder);
+    return !running;
+}
+
+void MainForm::afterOpen()
+{
+    m_panel.ac3ChannelAdvice();
+    render();
+}
+
+void MainForm::mnuAbrir_Click()
+{
+    const BusyScope busy(*this);
+    m_selection.OpenSourceFile();
+    afterOpen();
+}
+
+void MainForm::openDropped(const QString &path)
+{
+    const BusyScope busy(*this);
+    m_selection.loadSource(path);
+    afterOpen();
+}
+
+void MainForm::mnuSave_Click()
+{
+    m_selection.ChooseOutputFile();
+    render();
+}
+
+void MainForm::mnuExit_Click()
+{
+    if (Form_QueryUnload())
+        m_view->end();
+}
+
+void MainForm::btnExit_Click()
+{
+    SaveSettings(options, form, m_folder);
+    m_view->end();
+}
+
+void MainForm::mnuSetup_Click()
+{
+    m_view->showSetup();
+    render();
+}
+
+void MainForm::mnuAbout_Click()
+{
+    m_view->showAbout();
+}
+
+void MainForm::setHeightTwips(int twips)
+{
+    m_view->setHeightTwips(twips);
+}
+
+void MainForm::mnuLog_Click()
+{
+    const int height = m_view->heightTwips();
+    m_view->setHeightTwips(form.mnuLog ? height - kLogPanelHeightTwips : height + kLogPanelHeightTwips);
+    form.mnuLog = !form.mnuLog;
+    render();
+}
+
+void MainForm::mnuSaveLog_Click()
+{
+    form.mnuSaveLog = !form.mnuSaveLog;
+    render();
+}
+
+void MainForm::btnInfo_Click()
+{
+    if (form.txtPath.isEmpty()) {
+        m_dialogs.message(notice(QStringLiteral("You haven't selected a file to process, yet!")));
+        return;
+    }
+    {
+        const BusyScope busy(*this);
+        m_report.RunMediaReport(form.txtPath);
+        render();
+        if (m_quitRequested)
+            return;
+    }
+    m_view->showFileInfo(fileInfoDisplayText(m_console.text()));
+}
+
+void MainForm::btnConvert_Click()
+{
+    const BusyScope busy(*this);
+    m_job.btnConvert_Click();
+    render();
+}
+
+void MainForm::btnAbort_Click()
+{
+    m_job.btnAbort_Click();
+    render();
+}
+
+void MainForm::btnSend_Click(const QString &text)
+{
+    writeToEncoder(m_runner, m_log, text);
+}
+
+} // namespace tonmill

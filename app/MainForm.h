@@ -1,0 +1,136 @@
+#pragma once
+
+#include "convert/ConvertJob.h"
+#include "media/FileSelection.h"
+#include "media/MediaReport.h"
+#include "options/MainFormState.h"
+#include "options/OptionPanel.h"
+#include "options/OptionState.h"
+#include "platform/AppFolder.h"
+#include "process/ConsolePane.h"
+#include "process/ReadOutput.h"
+#include "process/cStdIO.h"
+#include "settings/SetupForm.h"
+
+#include <QObject>
+
+namespace tonmill {
+
+class ActivityLog;
+class Dialogs;
+class ProcessRegistry;
+class UpdateCheck;
+
+// What the main form asks of the window that shows it.
+class MainFormView {
+public:
+    virtual ~MainFormView() = default;
+    virtual void setTitle(const QString &title) = 0;
+    virtual void setWidthTwips(int twips) = 0;
+    virtual int heightTwips() const = 0;
+    virtual void setHeightTwips(int twips) = 0;
+    // Puts the language file's texts on every window.
+    virtual void relabel() = 0;
+    // Shows the Setup dialog and returns when it has closed.
+    virtual void showSetup() = 0;
+    virtual void showAbout() = 0;
+    // Shows the File Info window with the text, and returns when it has closed.
+    virtual void showFileInfo(const QString &text) = 0;
+    // Shows the state in the controls.
+    virtual void render() = 0;
+    // Closes the window for good: the unload has been done.
+    virtual void end() = 0;
+};
+
+// The main form's life and its menus and buttons, without a window: the
+// start-up sequence, the unload, and the handlers that are not the option
+// panel's, the file selection's or the job's own. The window binds its
+// controls to the state here and calls these handlers.
+class MainForm : public QObject, public MainWindowHeight {
+    Q_OBJECT
+public:
+    MainForm(const AppFolder &folder, Dialogs &dialogs, ActivityLog &log, ProcessRegistry &registry,
+             UpdateCheck &updates, QObject *parent = nullptr);
+    ~MainForm() override;
+
+    void setView(MainFormView *view) { m_view = view; }
+
+    MainFormState form;
+    OptionState options;
+
+    OptionPanel &panel() { return m_panel; }
+    FileSelection &selection() { return m_selection; }
+    ConvertJob &job() { return m_job; }
+    const ConsolePane &console() const { return m_console; }
+    const AppFolder &folder() const { return m_folder; }
+    Dialogs &dialogs() { return m_dialogs; }
+    UpdateCheck &updates() { return m_updates; }
+    QString languageFile() const;
+
+    // The start-up sequence, prompts and log lines in their order, ending
+    // with the probe runs that also clear encoders left from an earlier run.
+    void Form_Load();
+    // The window is asked to close. With nothing running: logs, saves the
+    // settings and returns true. While a job, a report or a probe runs: logs,
+    // stops it, saves, and returns false; the window ends as soon as the
+    // running handler has returned.
+    bool Form_QueryUnload();
+
+    void mnuAbrir_Click();
+    // A file dropped on the window opens as the Open dialog's choice would.
+    void openDropped(const QString &path);
+    void mnuSave_Click();
+    void mnuExit_Click();
+    void btnExit_Click();
+    void mnuSetup_Click();
+    void mnuAbout_Click();
+    void mnuLog_Click();
+    void mnuSaveLog_Click();
+    void btnInfo_Click();
+    void btnConvert_Click();
+    void btnAbort_Click();
+    // Sends the typed line to the encoder that runs.
+    void btnSend_Click(const QString &text);
+
+    // MainWindowHeight, for the Setup dialog's compact-height switch.
+    bool mnuLogChecked() const override { return form.mnuLog; }
+    void setHeightTwips(int twips) override;
+
+    // True while a handler that waits on a child process runs.
+    bool busy() const { return m_busyDepth > 0; }
+
+private:
+    // Marks a handler that waits on a child process; the window's close
+    // request is carried out when the outermost one returns.
+    class BusyScope {
+    public:
+        explicit BusyScope(MainForm &form);
+        ~BusyScope();
+
+    private:
+        MainForm &m_form;
+    };
+
+    void afterOpen();
+    void writeLanguageFile(const QString &language);
+    void probe(const CommandLine &line, const QString &imageName);
+    void render();
+
+    AppFolder m_folder;
+    Dialogs &m_dialogs;
+    ActivityLog &m_log;
+    ProcessRegistry &m_registry;
+    UpdateCheck &m_updates;
+    MainFormView *m_view = nullptr;
+    cStdIO m_runner;
+    ReadOutput m_reader;
+    ConsolePane m_console;
+    MediaReport m_report;
+    OptionPanel m_panel;
+    FileSelection m_selection;
+    ConvertJob m_job;
+    int m_busyDepth = 0;
+    bool m_quitRequested = false;
+};
+
+} // namespace tonmill

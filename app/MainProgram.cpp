@@ -1,0 +1,22 @@
+#include "app/MainProgram.h"
+
+#include <QTimer>
+
+namespace tonmill {
+
+MainProgram::MainProgram(const AppFolder &folder, Dialogs &dialogs)
+    : m_registry(folder.file(QStringLiteral("Tonmill.pids")))
+    , m_updates(m_log, dialogs)
+    , m_form(folder, dialogs, m_log, m_registry, m_updates)
+    , m_window(m_form, m_log)
+{
+    m_form.setView(&m_window);
+}
+
+void MainProgram::start()
+{
+    m_window.show();
+    QTimer::singleShot(0, &m_form, [this] { m_form.Form_Load(); });
+}
+
+} // namespace tonmill
