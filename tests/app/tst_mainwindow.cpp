@@ -314,6 +314,10 @@ void TestMainWindow::openAdviseConvertAbortClose()
     QCOMPARE(test::probeEntries(output, QStringLiteral("format_tags=title")), QStringLiteral("Morning Song"));
     QVERIFY(qAbs(test::decodedSeconds(output) - 300) < 0.1);
     QVERIFY(logMessages(program.log()).contains(QStringLiteral(" -> Process Completed!")));
+    // A line typed for the encoder finds none running.
+    QTest::keyClicks(control<QLineEdit>(window, "txtSend"), QStringLiteral("q"));
+    QTest::mouseClick(control<QPushButton>(window, "btnSend"), Qt::LeftButton);
+    QCOMPARE(logMessages(program.log()).constLast(), QStringLiteral(" -> The application isn't encoding anything!"));
 
     // Abort in the middle of a long encode, then close the window in the middle
     // of the next: the encoder ends, nothing is left behind.
