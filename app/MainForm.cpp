@@ -8,6 +8,7 @@
 #include "platform/AppVersion.h"
 #include "platform/Dialogs.h"
 #include "platform/ToolChain.h"
+#include "player/MediaPlayer.h"
 #include "process/KillApp.h"
 #include "settings/SettingsStore.h"
 #include "settings/Translations.h"
@@ -24,6 +25,8 @@ namespace {
 const QString kCrLf = QStringLiteral("\r\n");
 constexpr int kFormWidthTwips = 10665;
 constexpr int kReadyPollMs = 10;
+// The read-outs follow the player at about the rate a screen shows.
+constexpr int kPlayerTimerMs = 15;
 
 QString updateQuestion()
 {
@@ -67,7 +70,7 @@ MainForm::BusyScope::~BusyScope()
 }
 
 MainForm::MainForm(const AppFolder &folder, Dialogs &dialogs, ActivityLog &log, ProcessRegistry &registry,
-                   UpdateCheck &updates, QObject *parent)
+                   UpdateCheck &updates, MediaPlayer &player, QObject *parent)
     : QObject(parent)
     , m_folder(folder)
     , m_dialogs(dialogs)
@@ -81,6 +84,8 @@ MainForm::MainForm(const AppFolder &folder, Dialogs &dialogs, ActivityLog &log, 
     , m_panel(options, form, dialogs, folder)
     , m_selection(form, options, dialogs, m_report, folder)
     , m_job(folder, dialogs, log, m_runner, registry, options, form, SourceDuration(folder))
+    , m_transport(player, form.txtPath)
+    , m_segment(form, options, m_transport, dialogs, folder)
 {
     logRunnerEvents(m_runner, log);
     m_console.attach(m_reader);
@@ -89,6 +94,22 @@ MainForm::MainForm(const AppFolder &folder, Dialogs &dialogs, ActivityLog &log, 
     connect(&m_job, &ConvertJob::progressChanged, this, &MainForm::render);
     connect(&m_runner, &cStdIO::GotData, this, &MainForm::render);
     connect(&m_reader, &ReadOutput::GotChunk, this, &MainForm::render);
+
+    m_timer1.setInterval(kPlayerTimerMs);
+    m_timer2.setInterval(kPlayerTimerMs);
+    connect(&m_timer1, &QTimer::timeout, this, [this] {
+        m_transport.Timer1_Timer();
+        render();
+    });
+    connect(&m_timer2, &QTimer::timeout, this, [this] {
+        m_transport.Timer2_Timer(form.slVolume);
+        render();
+    });
+    connect(&m_job, &ConvertJob::Timer3Tick, this, [this] {
+        if (m_view)
+            m_view->dockEqualizer();
+    });
+    m_job.enableTimer3();
 }
 
 MainForm::~MainForm() = default;
@@ -171,6 +192,8 @@ void MainForm::Form_Load()
     form.mnuSaveLog = settings.saveLog();
     if (const std::optional<bool> compact = settings.vista())
         m_view->setHeightTwips(mainWindowHeightTwips(*compact, form.mnuLog));
+    if (!m_transport.state.unavailable.isEmpty())
+        m_log.append(QStringLiteral(" -> Preview player unavailable: ") + m_transport.state.unavailable);
     m_log.append(QStringLiteral(" -> Startup routines successfully loaded."));
     render();
 
@@ -212,8 +235,27 @@ bool MainForm::Form_QueryUnload()
     return !running;
 }
 
+void MainForm::playerChanged()
+{
+    const auto follow = [](QTimer &timer, bool enabled) {
+        if (enabled && !timer.isActive())
+            timer.start();
+        else if (!enabled)
+            timer.stop();
+    };
+    follow(m_timer1, m_transport.state.Timer1Enabled);
+    follow(m_timer2, m_transport.state.Timer2Enabled);
+    render();
+}
+
+void MainForm::beforeOpen()
+{
+    m_transport.player().stop();
+}
+
 void MainForm::afterOpen()
 {
+    m_transport.newSource();
     m_panel.ac3ChannelAdvice();
     render();
 }
@@ -221,6 +263,7 @@ void MainForm::afterOpen()
 void MainForm::mnuAbrir_Click()
 {
     const BusyScope busy(*this);
+    beforeOpen();
     m_selection.OpenSourceFile();
     afterOpen();
 }
@@ -228,6 +271,7 @@ void MainForm::mnuAbrir_Click()
 void MainForm::openDropped(const QString &path)
 {
     const BusyScope busy(*this);
+    beforeOpen();
     m_selection.loadSource(path);
     afterOpen();
 }
@@ -240,12 +284,14 @@ void MainForm::mnuSave_Click()
 
 void MainForm::mnuExit_Click()
 {
+    m_transport.player().stop();
     if (Form_QueryUnload())
         m_view->end();
 }
 
 void MainForm::btnExit_Click()
 {
+    m_transport.player().stop();
     SaveSettings(options, form, m_folder);
     m_view->end();
 }
@@ -259,6 +305,11 @@ void MainForm::mnuSetup_Click()
 void MainForm::mnuAbout_Click()
 {
     m_view->showAbout();
+}
+
+void MainForm::mnuEqualizer_Click()
+{
+    m_view->showEqualizer();
 }
 
 void MainForm::setHeightTwips(int twips)

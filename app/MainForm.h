@@ -7,17 +7,21 @@
 #include "options/OptionPanel.h"
 #include "options/OptionState.h"
 #include "platform/AppFolder.h"
+#include "player/PlayerTransport.h"
+#include "player/SegmentMarks.h"
 #include "process/ConsolePane.h"
 #include "process/ReadOutput.h"
 #include "process/cStdIO.h"
 #include "settings/SetupForm.h"
 
 #include <QObject>
+#include <QTimer>
 
 namespace tonmill {
 
 class ActivityLog;
 class Dialogs;
+class MediaPlayer;
 class ProcessRegistry;
 class UpdateCheck;
 
@@ -36,6 +40,10 @@ public:
     virtual void showAbout() = 0;
     // Shows the File Info window with the text, and returns when it has closed.
     virtual void showFileInfo(const QString &text) = 0;
+    // Shows the Equalizer window beside the main window, without waiting.
+    virtual void showEqualizer() = 0;
+    // Glues the Equalizer window, when shown, to the main window's right edge.
+    virtual void dockEqualizer() = 0;
     // Shows the state in the controls.
     virtual void render() = 0;
     // Closes the window for good: the unload has been done.
@@ -50,7 +58,7 @@ class MainForm : public QObject, public MainWindowHeight {
     Q_OBJECT
 public:
     MainForm(const AppFolder &folder, Dialogs &dialogs, ActivityLog &log, ProcessRegistry &registry,
-             UpdateCheck &updates, QObject *parent = nullptr);
+             UpdateCheck &updates, MediaPlayer &player, QObject *parent = nullptr);
     ~MainForm() override;
 
     void setView(MainFormView *view) { m_view = view; }
@@ -61,6 +69,8 @@ public:
     OptionPanel &panel() { return m_panel; }
     FileSelection &selection() { return m_selection; }
     ConvertJob &job() { return m_job; }
+    PlayerTransport &transport() { return m_transport; }
+    SegmentMarks &segment() { return m_segment; }
     const ConsolePane &console() const { return m_console; }
     const AppFolder &folder() const { return m_folder; }
     Dialogs &dialogs() { return m_dialogs; }
@@ -84,6 +94,7 @@ public:
     void btnExit_Click();
     void mnuSetup_Click();
     void mnuAbout_Click();
+    void mnuEqualizer_Click();
     void mnuLog_Click();
     void mnuSaveLog_Click();
     void btnInfo_Click();
@@ -91,6 +102,10 @@ public:
     void btnAbort_Click();
     // Sends the typed line to the encoder that runs.
     void btnSend_Click(const QString &text);
+
+    // After a handler of the player or the segment: its timers follow its
+    // state and the window shows it.
+    void playerChanged();
 
     // MainWindowHeight, for the Setup dialog's compact-height switch.
     bool mnuLogChecked() const override { return form.mnuLog; }
@@ -111,6 +126,7 @@ private:
         MainForm &m_form;
     };
 
+    void beforeOpen();
     void afterOpen();
     void writeLanguageFile(const QString &language);
     void probe(const CommandLine &line, const QString &imageName);
@@ -129,6 +145,10 @@ private:
     OptionPanel m_panel;
     FileSelection m_selection;
     ConvertJob m_job;
+    PlayerTransport m_transport;
+    SegmentMarks m_segment;
+    QTimer m_timer1;
+    QTimer m_timer2;
     int m_busyDepth = 0;
     bool m_quitRequested = false;
 };

@@ -7,7 +7,8 @@ namespace tonmill {
 MainProgram::MainProgram(const AppFolder &folder, Dialogs &dialogs)
     : m_registry(folder.file(QStringLiteral("Tonmill.pids")))
     , m_updates(m_log, dialogs)
-    , m_form(folder, dialogs, m_log, m_registry, m_updates)
+    , m_player(folder)
+    , m_form(folder, dialogs, m_log, m_registry, m_updates, m_player)
     , m_window(m_form, m_log)
 {
     m_form.setView(&m_window);

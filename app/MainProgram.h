@@ -4,6 +4,7 @@
 #include "app/MainForm.h"
 #include "app/MainWindow.h"
 #include "platform/ProcessRegistry.h"
+#include "player/QtMediaPlayer.h"
 #include "settings/UpdateCheck.h"
 
 namespace tonmill {
@@ -28,6 +29,7 @@ private:
     ProcessRegistry m_registry;
     ActivityLog m_log;
     UpdateCheck m_updates;
+    QtMediaPlayer m_player;
     MainForm m_form;
     MainWindow m_window;
 };

@@ -4,6 +4,7 @@
 #include "app/ActivityLog.h"
 #include "app/FileInfoDialog.h"
 #include "platform/Twips.h"
+#include "player/EqualizerWindow.h"
 #include "settings/LanguageBinder.h"
 #include "settings/SetupDialog.h"
 #include "ui_MainWindow.h"
@@ -98,7 +99,7 @@ MainWindow::MainWindow(MainForm &form, ActivityLog &log, QWidget *parent)
     m_ui->rtbLog->setReadOnly(true);
     // The log and the margin below it fill exactly the room that showing it
     // adds to the window, so that the shorter window hides all of it.
-    m_ui->rtbLog->setFixedHeight(twipsToPixels(kLogPanelHeightTwips, dpi())
+    m_ui->fraBottom->setFixedHeight(twipsToPixels(kLogPanelHeightTwips, dpi())
                                  - m_ui->frmMain->layout()->contentsMargins().bottom());
 
     // What shows only during a job keeps its room while hidden, so the
@@ -116,6 +117,7 @@ MainWindow::MainWindow(MainForm &form, ActivityLog &log, QWidget *parent)
     bindOptions();
     bindTagsAndClip();
     bindJob();
+    bindPlayer();
 
     showLog(log.text(), log.text().size());
     connect(&log, &ActivityLog::changed, this, &MainWindow::showLog);
@@ -257,6 +259,93 @@ void MainWindow::bindJob()
     connect(m_ui->txtSend, &QLineEdit::returnPressed, this, send);
 }
 
+void MainWindow::bindPlayer()
+{
+    PlayerTransport &transport = m_main.transport();
+    SegmentMarks &segment = m_main.segment();
+    const auto handle = [this](QAbstractButton *button, auto &&handler) {
+        connect(button, &QAbstractButton::clicked, this, [this, handler] {
+            handler();
+            m_main.playerChanged();
+        });
+    };
+    handle(m_ui->btnPlay, [&transport] { transport.btnPlay_Click(); });
+    handle(m_ui->btnPause, [&transport] { transport.btnPause_Click(); });
+    handle(m_ui->BtnMute, [&transport] { transport.BtnMute_Click(); });
+    const std::pair<QAbstractButton *, double> steps[] = {
+        {m_ui->btnStepB, -0.1}, {m_ui->btnStepBB, -1.0}, {m_ui->btnStepBBB, -5.0},
+        {m_ui->btnStepF, 0.1},  {m_ui->btnStepFF, 1.0},  {m_ui->btnStepFFF, 5.0},
+    };
+    for (const auto &[button, seconds] : steps)
+        handle(button, [&transport, seconds = seconds] { transport.step(seconds); });
+    handle(m_ui->btnSetS, [&segment] { segment.btnSetS_Click(); });
+    handle(m_ui->btnSetE, [&segment] { segment.btnSetE_Click(); });
+    handle(m_ui->btnSegPreview, [&segment] { segment.btnSegPreview_Click(); });
+    // The segment's end is checked when segment mode is switched and when an
+    // edit of the end time is finished.
+    connect(m_ui->txtCutE, &QLineEdit::editingFinished, this, [this, &segment] {
+        if (!m_ui->txtCutE->isModified())
+            return;
+        m_ui->txtCutE->setModified(false);
+        segment.endTimeCheck();
+        m_main.playerChanged();
+    });
+
+    m_ui->Slider1->setShownText(QString());
+    connect(m_ui->Slider1, &DMSlider::pressed, this, [this, &transport] {
+        transport.Slider1_Press(m_ui->Slider1->value());
+        m_main.playerChanged();
+    });
+    connect(m_ui->Slider1, &DMSlider::released, this, [this, &transport] {
+        transport.Slider1_Release(m_ui->Slider1->value());
+        m_main.playerChanged();
+    });
+    m_ui->sldVolume->setRange(0, PlayerState::kVolumeMax);
+    connect(m_ui->sldVolume, &DMSlider::valueChanged, this, [this, &transport](int value) {
+        transport.sldVolume_Change(value);
+        m_main.playerChanged();
+    });
+    for (DMSlider *slider : {m_ui->sldVolume, m_ui->slVolume}) {
+        connect(slider, &DMSlider::pressed, this, [this, &transport] {
+            transport.sliderPress();
+            m_main.playerChanged();
+        });
+        connect(slider, &DMSlider::released, this, [this, &transport] {
+            transport.sliderRelease();
+            m_main.playerChanged();
+        });
+    }
+    connect(m_ui->mnuEqualizer, &QAction::triggered, this, [this] { m_main.mnuEqualizer_Click(); });
+}
+
+void MainWindow::renderPlayer()
+{
+    const PlayerState &player = m_main.transport().state;
+    const bool playable = player.unavailable.isEmpty();
+    m_ui->fraPlayer->setEnabled(playable);
+    m_ui->fraPlayer->setToolTip(player.unavailable);
+    m_ui->btnSetS->setEnabled(playable && m_main.form.sourceControlsEnabled);
+    m_ui->btnSetE->setEnabled(playable && m_main.form.sourceControlsEnabled);
+    m_ui->btnSegPreview->setEnabled(playable && m_main.form.btnSegPreviewEnabled);
+    m_ui->chkSegment->setEnabled(m_main.form.chkSegmentEnabled);
+    if (m_ui->Slider1->slider()->maximum() != player.Slider1Max)
+        m_ui->Slider1->setRange(0, player.Slider1Max);
+    // While the person holds the slider it is theirs, not the player's.
+    if (!m_ui->Slider1->slider()->isSliderDown() && m_ui->Slider1->value() != player.Slider1)
+        m_ui->Slider1->setValue(player.Slider1);
+    m_ui->Slider1->setToolTip(player.Slider1Text);
+    showText(m_ui->txtCounter1, player.txtCounter1);
+    showText(m_ui->txtCounter2, player.txtCounter2);
+    m_ui->BtnMute->setCaption(player.BtnMute);
+    // A muted player shows it on the button's face.
+    m_ui->BtnMute->setBackColor(player.BtnMute == QLatin1String("On") ? QColor(0xd0, 0x40, 0x40) : QColor());
+    if (m_ui->sldVolume->value() != player.sldVolume)
+        m_ui->sldVolume->setValue(player.sldVolume);
+    m_ui->sldVolume->setShownText(QString::number((player.sldVolume - PlayerState::kVolumeMax) / 100.0, 'f', 1)
+                                  + QStringLiteral(" dB"));
+    showText(m_ui->lblPlayerStatus, player.Timer2Enabled ? player.status : QString());
+}
+
 void MainWindow::render()
 {
     const MainFormState &form = m_main.form;
@@ -267,7 +356,6 @@ void MainWindow::render()
     m_ui->lblOutputPath->setToolTip(form.lblOutputPath);
     showChecked(m_ui->chkSameOutput, form.chkSameOutput);
     m_ui->btnInfo->setEnabled(form.sourceControlsEnabled);
-    m_ui->fraCutSegment->setEnabled(form.sourceControlsEnabled);
 
     for (ShownList &shown : m_lists)
         showChoice(shown.box, *shown.list, shown.items);
@@ -316,6 +404,7 @@ void MainWindow::render()
 
     m_ui->mnuLog->setChecked(form.mnuLog);
     m_ui->mnuSaveLog->setChecked(form.mnuSaveLog);
+    renderPlayer();
 }
 
 void MainWindow::showLog(const QString &text, qsizetype caret)
@@ -372,6 +461,21 @@ void MainWindow::showFileInfo(const QString &text)
     info.exec();
 }
 
+void MainWindow::showEqualizer()
+{
+    if (!m_equalizer)
+        m_equalizer = new EqualizerWindow(m_main.languageFile(), this);
+    m_equalizer->show();
+    m_equalizer->raise();
+    dockEqualizer();
+}
+
+void MainWindow::dockEqualizer()
+{
+    if (m_equalizer && m_equalizer->isVisible())
+        m_equalizer->dockTo(*this);
+}
+
 void MainWindow::end()
 {
     m_ended = true;
@@ -386,6 +490,9 @@ void MainWindow::closeEvent(QCloseEvent *event)
         return;
     }
     m_ended = true;
+    // The Equalizer window goes with the main window.
+    if (m_equalizer)
+        m_equalizer->close();
     event->accept();
 }
 

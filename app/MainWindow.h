@@ -16,6 +16,7 @@ class MainWindow;
 namespace tonmill {
 
 class ActivityLog;
+class EqualizerWindow;
 
 // The program's only top-level window. It binds its controls to the main
 // form: a control's signal writes the state and calls the handler, and
@@ -34,6 +35,8 @@ public:
     void showSetup() override;
     void showAbout() override;
     void showFileInfo(const QString &text) override;
+    void showEqualizer() override;
+    void dockEqualizer() override;
     void render() override;
     void end() override;
 
@@ -64,6 +67,8 @@ private:
     void bindOptions();
     void bindTagsAndClip();
     void bindJob();
+    void bindPlayer();
+    void renderPlayer();
     void layOutContent();
     void showLog(const QString &text, qsizetype caret);
     double dpi() const;
@@ -72,6 +77,7 @@ private:
     MainForm &m_main;
     QList<ButtonArray> m_arrays;
     QList<ShownList> m_lists;
+    EqualizerWindow *m_equalizer = nullptr;
     bool m_ended = false;
 };
 

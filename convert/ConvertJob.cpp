@@ -32,7 +32,9 @@ namespace {
 
 const QString kCrLf = QStringLiteral("\r\n");
 const QString kSeparator = QString(142, QLatin1Char('-'));
-constexpr int kTimer3IntervalMs = 2;
+// The progress tick was made for the system timer's granularity, about 15 ms,
+// which is also as often as a screen shows anything new.
+constexpr int kTimer3IntervalMs = 15;
 constexpr int kReadyPollMs = 10;
 // How much of what an encoder prints the job keeps, for its last lines.
 constexpr qsizetype kEncoderTailSize = 4096;
@@ -199,8 +201,11 @@ void ConvertJob::Timer3_Timer()
 {
     const std::optional<double> duration =
         m_sourceSeconds > 0 ? std::optional<double>(m_sourceSeconds) : std::nullopt;
+    Q_EMIT Timer3Tick();
+    const ProgressDisplay before = m_form.progress;
     progressTick(m_form.rtbOutput, m_options.txtFormat, duration, m_form.progress);
-    Q_EMIT progressChanged();
+    if (!(m_form.progress == before))
+        Q_EMIT progressChanged();
 }
 
 void ConvertJob::btnConvert_Click()
@@ -208,6 +213,7 @@ void ConvertJob::btnConvert_Click()
     m_result = {};
     m_encoderTail.clear();
     m_stopRequested = false;
+    setTimer3(false);
     if (m_form.txtPath.isEmpty()) {
         message(noSourceText());
         applyIdleControls();

@@ -78,6 +78,10 @@ public:
 
     void btnConvert_Click();
     void btnAbort_Click();
+    // Timer3 runs from the window's creation until the first conversion
+    // begins, and during each encoder run.
+    void enableTimer3() { setTimer3(true); }
+
     // Ends the encoder that runs, without Abort's log line, and keeps a job
     // that has not yet started one from starting it: the window is closing.
     void stop();
@@ -87,8 +91,10 @@ public:
     const ConvertResult &result() const { return m_result; }
 
 Q_SIGNALS:
-    // The progress display in the form state has been refreshed.
+    // The progress display in the form state has changed.
     void progressChanged();
+    // Each tick of Timer3, before the progress display is refreshed.
+    void Timer3Tick();
 
 private:
     enum class Step { Done, LaunchFailed, Failed };

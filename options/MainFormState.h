@@ -42,6 +42,9 @@ struct MainFormState {
     // Conversion: the choices the job reads besides the option panel's.
     int slVolume = 100; // percent
     bool chkSegment = false;
+    // The segment's controls, off while its end does not lie after its start.
+    bool chkSegmentEnabled = true;
+    bool btnSegPreviewEnabled = true;
     bool chkNormalize = false;
     QString txtCutS = QStringLiteral("000.000");
     QString txtCutE = QStringLiteral("000.000");

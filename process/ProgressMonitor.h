@@ -12,6 +12,8 @@ struct ProgressDisplay {
     int PB1 = 0;            // the progress bar's value
     QString Encoding;       // percent and output size
     QString lblWMAprogress; // the WMA encoder's own progress text
+
+    bool operator==(const ProgressDisplay &) const = default;
 };
 
 // One tick of Timer3 over the output pane rtbOutput, which holds only the

@@ -18,6 +18,8 @@ constexpr OwnCaption kCaptions[] = {
     {"About", "lnkAuthor", {"Write to the author", "Escrever ao autor", "Escribir al autor", "Écrire à l'auteur",
                             "Dem Autor schreiben"}},
     {"About", "btnOk", {"OK", "OK", "Aceptar", "OK", "OK"}},
+    {"Equalizer", "Equalizer", {"Equalizer", "Equalizador", "Ecualizador", "Égaliseur", "Equalizer"}},
+    {"Equalizer", "btnZero", {"Reset", "Zerar", "Restablecer", "Réinitialiser", "Zurücksetzen"}},
     {"Main", "mnuLog", {"Show Activity &Log", "Mostrar &log de atividades", "Mostrar &registro de actividad",
                         "Afficher le &journal d'activité", "Aktivitäts&protokoll anzeigen"}},
     {"Main", "mnuSaveLog", {"Save L&og", "Salvar l&og", "&Guardar registro", "&Enregistrer le journal",
@@ -33,6 +35,10 @@ constexpr OwnCaption kCaptions[] = {
                             "Medienwerkzeug"}},
     {"Main", "fraEncoder", {"Encoder", "Codificador", "Codificador", "Encodeur", "Encoder"}},
     {"Main", "btnSend", {"Send", "Enviar", "Enviar", "Envoyer", "Senden"}},
+    {"Main", "fraPlayer", {"Preview", "Pré-escuta", "Vista previa", "Aperçu", "Vorschau"}},
+    {"Main", "lblVolume", {"Volume", "Volume", "Volumen", "Volume", "Lautstärke"}},
+    // The letters keep clear of the Tools menu's other items in each language.
+    {"Main", "mnuEqualizer", {"&Equalizer", "&Equalizador", "&Ecualizador", "É&galiseur", "E&qualizer"}},
 };
 
 } // namespace

@@ -1,0 +1,57 @@
+#include "player/EqualizerWindow.h"
+
+#include "settings/LanguageBinder.h"
+#include "ui_EqualizerWindow.h"
+
+#include <QSignalBlocker>
+
+namespace tonmill {
+
+EqualizerWindow::EqualizerWindow(const QString &languageFile, QWidget *parent)
+    : QWidget(parent, Qt::Tool)
+    , m_ui(std::make_unique<Ui::EqualizerWindow>())
+{
+    m_ui->setupUi(this);
+    for (int i = 0; i < kEqualizerBands; ++i) {
+        m_SEq[i] = findChild<QSlider *>(QStringLiteral("SEq_%1").arg(i));
+        m_EQ[i] = findChild<QLabel *>(QStringLiteral("EQ_%1").arg(i));
+        m_SEq[i]->setRange(kEqualizerMinimum, kEqualizerMaximum);
+        connect(m_SEq[i], &QSlider::valueChanged, this, [this, i](int value) {
+            m_state.SEq[i] = value;
+            m_state.SEq_Change();
+            render();
+        });
+    }
+    connect(m_ui->btnZero, &QPushButton::clicked, this, [this] {
+        m_state.btnZero_Click();
+        render();
+    });
+    ApplyFormLanguage(this, languageFile);
+    render();
+}
+
+EqualizerWindow::~EqualizerWindow() = default;
+
+void EqualizerWindow::dockTo(const QWidget &mainWindow)
+{
+    const QRect frame = frameGeometry();
+    const QRect docked = dockedEqualizerGeometry(mainWindow.frameGeometry(), frame.width());
+    if (frame == docked)
+        return;
+    // move() places the frame, resize() the inside: the frame's height less
+    // the title bar and borders.
+    move(docked.topLeft());
+    resize(width(), docked.height() - (frame.height() - height()));
+}
+
+void EqualizerWindow::render()
+{
+    for (int i = 0; i < kEqualizerBands; ++i) {
+        // The state is shown, not changed again.
+        const QSignalBlocker blocker(m_SEq[i]);
+        m_SEq[i]->setValue(m_state.SEq[i]);
+        m_EQ[i]->setText(m_state.EQ[i]);
+    }
+}
+
+} // namespace tonmill

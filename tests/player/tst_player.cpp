@@ -1,0 +1,343 @@
+// The preview player on a real sound server (a PulseAudio null sink started
+// by the test), with the real media framework and script interpreter: the
+// transport, the segment marks and preview, the equalizer's docking, and the
+// window without any sound device.
+#include "app/MainProgram.h"
+#include "player/EqualizerWindow.h"
+#include "player/PlayerTransport.h"
+#include "player/QtMediaPlayer.h"
+#include "player/SegmentMarks.h"
+#include "options/MainFormState.h"
+#include "options/OptionState.h"
+#include "platform/AppVersion.h"
+#include "settings/INIManager.h"
+#include "support/TestDialogs.h"
+#include "support/TestPaths.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QDir>
+#include <QProcess>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QThread>
+
+#include <cstdio>
+#include <memory>
+
+using namespace tonmill;
+
+namespace {
+
+// The tests run either with a sound server of their own or, with
+// TONMILL_TEST_NO_SOUND set, with none at all.
+bool withSound()
+{
+    return qEnvironmentVariableIsEmpty("TONMILL_TEST_NO_SOUND");
+}
+
+bool makeTone(const QString &path, int seconds)
+{
+    QProcess sox;
+    sox.start(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
+                                      QStringLiteral("-c"), QStringLiteral("2"), QStringLiteral("-b"),
+                                      QStringLiteral("16"), path, QStringLiteral("synth"), QString::number(seconds),
+                                      QStringLiteral("sine"), QStringLiteral("440")});
+    return sox.waitForFinished(60000) && sox.exitCode() == 0;
+}
+
+// An application folder with the build's tools and the settings of an
+// earlier run.
+struct Home {
+    QTemporaryDir dir;
+    QString app = dir.filePath(QStringLiteral("app"));
+    AppFolder folder{app};
+
+    Home()
+    {
+        QDir().mkpath(app);
+        QFile::link(test::builtAppDir() + QStringLiteral("/Tools"), app + QStringLiteral("/Tools"));
+        for (const auto &[key, value] : {std::pair{"Version", versionStamp()}, {"Interface", versionStamp()},
+                                         {"ChkUpdates", QStringLiteral("0")}, {"Vista", QStringLiteral("0")},
+                                         {"Language", QStringLiteral("English")},
+                                         {"FFMPEG", QStringLiteral("/usr/bin/ffmpeg")}})
+            WriteIniValue(QStringLiteral("General"), QLatin1String(key), value, folder.file(QStringLiteral("Tonmill.ini")));
+    }
+    QString path(const QString &name) const { return dir.filePath(name); }
+};
+
+bool near(double actual, double expected, double within = 0.15)
+{
+    return qAbs(actual - expected) <= within;
+}
+
+} // namespace
+
+class TestPlayer : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void init()
+    {
+        if (!withSound() && QString::fromLatin1(QTest::currentTestFunction()) != QLatin1String("windowWithoutSound"))
+            QSKIP("no sound server in this run");
+        if (withSound() && QString::fromLatin1(QTest::currentTestFunction()) == QLatin1String("windowWithoutSound"))
+            QSKIP("a sound server runs in this run");
+    }
+    void readOutFormats();
+    void transportPlaysPausesStepsAndReloads();
+    void segmentMarksAndPreview();
+    void equalizerDocksWhileTimer3Runs();
+    void windowWithoutSound();
+};
+
+void TestPlayer::readOutFormats()
+{
+    const struct {
+        double seconds;
+        const char *time;
+        const char *counter;
+    } rows[] = {
+        {3725.5, "01:02:06", "3725.500"}, {0, "00:00:00", "000.000"}, {7.25, "00:00:07", "007.250"},
+        {-2.0, "23:59:58", "-002.000"},   {86401, "00:00:01", "86401.000"},
+    };
+    for (const auto &row : rows) {
+        QCOMPARE(counterTime(row.seconds), QLatin1String(row.time));
+        QCOMPARE(counterSeconds(row.seconds), QLatin1String(row.counter));
+    }
+    QVERIFY(near(volumeGain(-600), 0.501, 0.001));
+    QCOMPARE(volumeGain(0), 1.0);
+}
+
+void TestPlayer::transportPlaysPausesStepsAndReloads()
+{
+    Home home;
+    const QString tone = home.path(QStringLiteral("tone.wav"));
+    const QString shorter = home.path(QStringLiteral("short.wav"));
+    QVERIFY(makeTone(tone, 20));
+    QVERIFY(makeTone(shorter, 7));
+    QtMediaPlayer player(home.folder);
+    QVERIFY2(player.unavailableReason().isEmpty(), qPrintable(player.unavailableReason()));
+    QString source = tone;
+    PlayerTransport transport(player, source);
+
+    transport.btnPlay_Click();
+    QCOMPARE(transport.state.Slider1Max, 20);
+    QVERIFY(transport.state.Timer1Enabled);
+    QCOMPARE(transport.state.txtPlayWhat, QStringLiteral("0"));
+    QTRY_VERIFY_WITH_TIMEOUT(player.currentPosition() > 0.5, 10000);
+    QCOMPARE(player.playState(), MediaPlayer::kPlaying);
+
+    // Pause holds the position; Play resumes from it without loading again.
+    transport.btnPause_Click();
+    QTRY_VERIFY(player.playState() != MediaPlayer::kPlaying);
+    const double held = player.currentPosition();
+    QTest::qWait(400);
+    QVERIFY(near(player.currentPosition(), held, 0.05));
+    transport.btnPlay_Click();
+    QTRY_VERIFY(player.currentPosition() > held + 0.2);
+    QVERIFY(player.currentPosition() < held + 5);
+
+    // Each step pauses a playing player and moves it by its step.
+    transport.step(0);
+    player.setCurrentPosition(10);
+    QTRY_VERIFY(near(player.currentPosition(), 10, 0.01));
+    for (const double step : {-0.1, -1.0, -5.0, 0.1, 1.0, 5.0}) {
+        const double before = player.currentPosition();
+        transport.step(step);
+        QTRY_VERIFY2(near(player.currentPosition(), before + step, 0.02), qPrintable(QString::number(step)));
+        QVERIFY(player.playState() != MediaPlayer::kPlaying);
+        QCOMPARE(transport.state.txtCounter2, counterSeconds(player.currentPosition()));
+    }
+    QCOMPARE(transport.state.txtCounter1, QStringLiteral("00:00:10"));
+
+    transport.BtnMute_Click();
+    QCOMPARE(transport.state.BtnMute, QStringLiteral("On"));
+    transport.BtnMute_Click();
+    QCOMPARE(transport.state.BtnMute, QStringLiteral("Off"));
+
+    // A new source is loaded by the next Play, from its start.
+    source = shorter;
+    player.stop();
+    transport.newSource();
+    QCOMPARE(transport.state.txtPlayWhat, QStringLiteral("1"));
+    QCOMPARE(transport.state.txtCounter2, QStringLiteral("000.000"));
+    transport.btnPlay_Click();
+    QCOMPARE(transport.state.Slider1Max, 7);
+    QTRY_VERIFY_WITH_TIMEOUT(player.currentPosition() > 0.2, 10000);
+    QVERIFY(player.currentPosition() < 3);
+    player.stop();
+}
+
+void TestPlayer::segmentMarksAndPreview()
+{
+    Home home;
+    const QString tone = home.path(QStringLiteral("tone.wav"));
+    QVERIFY(makeTone(tone, 20));
+    auto owned = std::make_unique<QtMediaPlayer>(home.folder);
+    QtMediaPlayer &player = *owned;
+    MainFormState form;
+    OptionState options;
+    form.txtPath = tone;
+    PlayerTransport transport(player, form.txtPath);
+    test::TestDialogs dialogs;
+    SegmentMarks marks(form, options, transport, dialogs, home.folder);
+
+    // The end is checked as text, in two steps whose order is kept.
+    const struct {
+        const char *start;
+        const char *end;
+        int messages;
+        bool enabled;
+        bool checked; // switching off unchecks chkSegment; switching on leaves it
+    } rows[] = {
+        {"010.000", "005.000", 1, true, false}, // reported, yet enabled by the second step
+        {"007.500", "007.500", 1, false, false},
+        {"100.000", "20", 0, true, true},       // "20" sorts after "100.000"
+        {"002.000", "005.000", 0, true, true},
+    };
+    for (const auto &row : rows) {
+        form.txtCutS = QLatin1String(row.start);
+        form.txtCutE = QLatin1String(row.end);
+        form.chkSegment = true;
+        const qsizetype before = dialogs.messages().size();
+        for (int i = 0; i < row.messages; ++i)
+            dialogs.answer(DialogAnswer::Ok);
+        marks.endTimeCheck();
+        QCOMPARE(dialogs.messages().size() - before, row.messages);
+        QCOMPARE(form.chkSegmentEnabled, row.enabled);
+        QCOMPARE(form.btnSegPreviewEnabled, row.enabled);
+        QCOMPARE(form.chkSegment, row.checked);
+    }
+    QCOMPARE(dialogs.messages().constFirst().text,
+             QStringLiteral("Please, check the end time of your cut!\r\n\r\nIt can't be less or equal than Start time."));
+
+    // The marks take the player's position.
+    transport.btnPlay_Click();
+    QTRY_VERIFY_WITH_TIMEOUT(player.currentPosition() > 0, 10000);
+    transport.step(0);
+    for (const auto &[seconds, set] : {std::pair{4.25, &SegmentMarks::btnSetS_Click}, {9.5, &SegmentMarks::btnSetE_Click}}) {
+        player.setCurrentPosition(seconds);
+        QTRY_VERIFY(near(player.currentPosition(), seconds, 0.01));
+        (marks.*set)();
+    }
+    QCOMPARE(form.txtCutS, QStringLiteral("004.250"));
+    QCOMPARE(form.txtCutE, QStringLiteral("009.500"));
+
+    // The preview plays just the segment, rendered from segment.avs: frames
+    // 106 to 238 of 25 a second (9.5 s is frame 237.5, rounded up), its end
+    // frame included. The rendered sound goes when the next replaces it and
+    // when the player goes.
+    marks.btnSegPreview_Click();
+    QVERIFY2(player.loadFailure().isEmpty(), qPrintable(player.loadFailure()));
+    const QString first = player.renderedFile();
+    QVERIFY(QFileInfo::exists(first));
+    QVERIFY2(near(player.duration(), 133 / 25.0, 0.01), qPrintable(QString::number(player.duration())));
+    QCOMPARE(transport.state.Slider1Max, 5);
+    QTRY_VERIFY_WITH_TIMEOUT(player.currentPosition() > 0.2, 10000);
+    form.txtCutE = QStringLiteral("006.000");
+    marks.btnSegPreview_Click();
+    QVERIFY(near(player.duration(), 45 / 25.0, 0.01)); // frames 106 to 150
+    QVERIFY(!QFileInfo::exists(first));
+    const QString second = player.renderedFile();
+    QVERIFY(QFileInfo::exists(second));
+    owned.reset();
+    QVERIFY(!QFileInfo::exists(second));
+}
+
+void TestPlayer::equalizerDocksWhileTimer3Runs()
+{
+    Home home;
+    const QString tone = home.path(QStringLiteral("tone.wav"));
+    QVERIFY(makeTone(tone, 3));
+    test::TestDialogs dialogs;
+    MainProgram program(home.folder, dialogs);
+    MainWindow &window = program.window();
+    program.start();
+    QTRY_VERIFY_WITH_TIMEOUT(!program.form().busy() && program.log().text().contains(QStringLiteral("successfully loaded")), 30000);
+
+    window.findChild<QAction *>(QStringLiteral("mnuEqualizer"))->trigger();
+    auto *equalizer = window.findChild<EqualizerWindow *>(QStringLiteral("Equalizer"));
+    QVERIFY(equalizer && equalizer->isVisible());
+    const auto docked = [&] {
+        const QRect main = window.frameGeometry();
+        const QRect eq = equalizer->frameGeometry();
+        return eq.left() == main.left() + main.width() && eq.top() == main.top() && eq.height() == main.height();
+    };
+    window.move(40, 30);
+    QTRY_VERIFY(docked());
+    window.move(120, 60);
+    QTRY_VERIFY(docked());
+
+    // A conversion stops the timer for good: the window is left where it was.
+    program.form().openDropped(tone);
+    window.findChild<QPushButton *>(QStringLiteral("btnConvert"))->click();
+    QVERIFY(QFileInfo::exists(home.path(QStringLiteral("tone_Konverted.mp3"))));
+    const QPoint left = equalizer->pos();
+    window.move(300, 200);
+    QTest::qWait(200);
+    QCOMPARE(equalizer->pos(), left);
+    QVERIFY(window.close());
+    QVERIFY(!equalizer->isVisible());
+}
+
+void TestPlayer::windowWithoutSound()
+{
+    Home home;
+    const QString tone = home.path(QStringLiteral("tone.wav"));
+    QVERIFY(makeTone(tone, 3));
+    test::TestDialogs dialogs;
+    MainProgram program(home.folder, dialogs);
+    MainWindow &window = program.window();
+    program.start();
+    QTRY_VERIFY_WITH_TIMEOUT(!program.form().busy() && program.log().text().contains(QStringLiteral("successfully loaded")), 30000);
+    QVERIFY(program.log().text().contains(
+        QStringLiteral(" -> Preview player unavailable: no sound output device was found\r\n")));
+    QVERIFY(!window.findChild<QWidget *>(QStringLiteral("fraPlayer"))->isEnabled());
+    program.form().openDropped(tone);
+    QVERIFY(!window.findChild<QPushButton *>(QStringLiteral("btnSetS"))->isEnabled());
+    window.findChild<QPushButton *>(QStringLiteral("btnConvert"))->click();
+    QVERIFY(QFileInfo(home.path(QStringLiteral("tone_Konverted.mp3"))).size() > 0);
+}
+
+// The sound server is started before the application object, since the
+// media framework looks for sound devices once.
+int main(int argc, char *argv[])
+{
+    qputenv("QT_MEDIA_BACKEND", "ffmpeg");
+    QTemporaryDir runtime;
+    qputenv("XDG_RUNTIME_DIR", runtime.path().toLocal8Bit());
+    // No sound server but the test's own: none is started on demand.
+    const QString clientConfig = runtime.filePath(QStringLiteral("client.conf"));
+    QFile config(clientConfig);
+    if (!config.open(QIODevice::WriteOnly) || config.write("autospawn = no\n") < 0)
+        return 1;
+    config.close();
+    qputenv("PULSE_CLIENTCONFIG", clientConfig.toLocal8Bit());
+    QProcess server;
+    if (withSound()) {
+        server.start(QStringLiteral("pulseaudio"),
+                     {QStringLiteral("-n"), QStringLiteral("--daemonize=no"), QStringLiteral("--exit-idle-time=-1"),
+                      QStringLiteral("--disallow-exit"), QStringLiteral("--load=module-null-sink"),
+                      QStringLiteral("--load=module-native-protocol-unix")});
+        const QString socket = runtime.filePath(QStringLiteral("pulse/native"));
+        for (int i = 0; i < 100 && !QFileInfo::exists(socket); ++i)
+            QThread::msleep(50);
+        if (!QFileInfo::exists(socket)) {
+            std::fprintf(stderr, "the PulseAudio null sink did not start\n");
+            return 1;
+        }
+    }
+    int status = 0;
+    {
+        QApplication app(argc, argv);
+        QApplication::setQuitOnLastWindowClosed(false);
+        TestPlayer test;
+        status = QTest::qExec(&test, argc, argv);
+    }
+    server.terminate();
+    server.waitForFinished(5000);
+    return status;
+}
+
+#include "tst_player.moc"
