@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # Screenshots of the program's windows on a virtual X display, as a person
 # sees them with the default theme: the main window with a source loaded
-# and the MP3 panel shown (the README's picture), the Setup dialog in English
-# and German, and About. Written to docs/.
+# and the MP3 panel shown (the README's picture), the same window playing the
+# source from its middle, with the Equalizer window docked beside it, the
+# Setup dialog in English and German, and About. Written to docs/. The player
+# plays into a PulseAudio null sink of the script's own.
 # Usage: docs/screenshots.sh [BUILD_DIR]   (default: build)
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
@@ -13,11 +15,18 @@ show=$(readlink -f "$build/tests/bin/tonmill-form-show")
 work=$(mktemp -d)
 number=$((90 + RANDOM % 100))
 display=:$number
-Xvfb "$display" -screen 0 900x700x24 -nolisten tcp >/dev/null 2>&1 &
+Xvfb "$display" -screen 0 1200x700x24 -nolisten tcp >/dev/null 2>&1 &
 xvfb=$!
-trap 'kill "$xvfb" 2>/dev/null || true; rm -rf "$work"' EXIT
+export XDG_RUNTIME_DIR="$work/run"
+mkdir -m 700 "$XDG_RUNTIME_DIR"
+printf 'autospawn = no\n' >"$work/client.conf"
+export PULSE_CLIENTCONFIG="$work/client.conf"
+pulseaudio -n --daemonize=no --exit-idle-time=-1 --disallow-exit \
+  --load=module-null-sink --load=module-native-protocol-unix >/dev/null 2>&1 &
+sound=$!
+trap 'kill "$xvfb" "$sound" 2>/dev/null || true; rm -rf "$work"' EXIT
 export DISPLAY=$display
-for ((i = 0; i < 50; i++)); do [[ -S /tmp/.X11-unix/X$number ]] && break; sleep 0.1; done
+for ((i = 0; i < 50; i++)); do [[ -S /tmp/.X11-unix/X$number && -S $XDG_RUNTIME_DIR/pulse/native ]] && break; sleep 0.1; done
 
 # A tagged source for the main window.
 source="$work/Morning Song.mp3"
@@ -39,6 +48,8 @@ shot() { # form language file [source]
   echo "docs/$3"
 }
 shot main English screenshot.png "$source"
+shot player English player.png "$source"
+shot equalizer English equalizer.png "$source"
 shot setup English setup-en.png
 shot setup Deutsch setup-de.png
 shot about English about-en.png

@@ -17,6 +17,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QDir>
+#include <QLineEdit>
 #include <QProcess>
 #include <QPushButton>
 #include <QTemporaryDir>
@@ -269,8 +270,14 @@ void TestPlayer::equalizerDocksWhileTimer3Runs()
     window.move(120, 60);
     QTRY_VERIFY(docked());
 
-    // A conversion stops the timer for good: the window is left where it was.
+    // The window's Play button plays the source it has opened.
     program.form().openDropped(tone);
+    window.findChild<QPushButton *>(QStringLiteral("btnPlay"))->click();
+    auto *counter = window.findChild<QLineEdit *>(QStringLiteral("txtCounter2"));
+    QTRY_VERIFY_WITH_TIMEOUT(counter->text() > QStringLiteral("000.100"), 10000);
+    window.findChild<QPushButton *>(QStringLiteral("btnPause"))->click();
+
+    // A conversion stops the timer for good: the window is left where it was.
     window.findChild<QPushButton *>(QStringLiteral("btnConvert"))->click();
     QVERIFY(QFileInfo::exists(home.path(QStringLiteral("tone_Konverted.mp3"))));
     const QPoint left = equalizer->pos();

@@ -1,10 +1,11 @@
 // Shows one of the program's windows on its own, in a language, for the
 // screenshot script (docs/screenshots.sh):
-//   tonmill-form-show APP_DIR setup|about|main LANGUAGE [SOURCE]
+//   tonmill-form-show APP_DIR setup|about|main|player|equalizer LANGUAGE [SOURCE]
 // writes APP_DIR's language file in LANGUAGE ("English", "Deutsch", ...) and
 // shows the window until it is closed or the program is ended. The main
 // window starts as after an earlier run (no first-start questions) and opens
-// SOURCE as a file dropped on it would be.
+// SOURCE as a file dropped on it would be; "player" then plays it from its
+// middle, and "equalizer" shows the Equalizer window beside it.
 #include "app/AboutDialog.h"
 #include "app/ActivityLog.h"
 #include "app/MainProgram.h"
@@ -24,7 +25,7 @@
 
 namespace {
 
-int showMain(const tonmill::AppFolder &folder, const QString &language, const QString &source)
+int showMain(const tonmill::AppFolder &folder, const QString &form, const QString &language, const QString &source)
 {
     const QString settings = folder.file(QStringLiteral("Tonmill.ini"));
     const std::pair<const char *, QString> earlierRun[] = {
@@ -38,8 +39,18 @@ int showMain(const tonmill::AppFolder &folder, const QString &language, const QS
     tonmill::MainProgram program(folder, dialogs);
     dialogs.setParent(&program.window());
     program.start();
-    if (!source.isEmpty())
-        QTimer::singleShot(0, &program.form(), [&program, source] { program.form().openDropped(source); });
+    QTimer::singleShot(0, &program.form(), [&program, form, source] {
+        tonmill::MainForm &main = program.form();
+        if (!source.isEmpty())
+            main.openDropped(source);
+        if (form == QLatin1String("player")) {
+            main.transport().btnPlay_Click();
+            main.transport().player().setCurrentPosition(main.transport().player().duration() / 2);
+            main.playerChanged();
+        } else if (form == QLatin1String("equalizer")) {
+            main.mnuEqualizer_Click();
+        }
+    });
     return QApplication::exec();
 }
 
@@ -47,16 +58,18 @@ int showMain(const tonmill::AppFolder &folder, const QString &language, const QS
 
 int main(int argc, char *argv[])
 {
+    qputenv("QT_MEDIA_BACKEND", "ffmpeg");
     QApplication app(argc, argv);
     const QStringList args = app.arguments();
-    const QStringList forms = {QStringLiteral("setup"), QStringLiteral("about"), QStringLiteral("main")};
+    const QStringList forms = {QStringLiteral("setup"), QStringLiteral("about"), QStringLiteral("main"),
+                               QStringLiteral("player"), QStringLiteral("equalizer")};
     if (args.size() < 4 || args.size() > 5 || !forms.contains(args[2])) {
-        std::fprintf(stderr, "usage: tonmill-form-show APP_DIR setup|about|main LANGUAGE [SOURCE]\n");
+        std::fprintf(stderr, "usage: tonmill-form-show APP_DIR setup|about|main|player|equalizer LANGUAGE [SOURCE]\n");
         return 2;
     }
     const tonmill::AppFolder folder(args[1]);
-    if (args[2] == QLatin1String("main"))
-        return showMain(folder, args[3], args.value(4));
+    if (forms.indexOf(args[2]) >= 2)
+        return showMain(folder, args[2], args[3], args.value(4));
     tonmill::WriteLanguageFile(args[3], folder.file(QStringLiteral("Tonmill.LNG")));
     tonmill::WidgetDialogs dialogs;
     tonmill::ActivityLog log;
