@@ -1,6 +1,7 @@
 #include "app/HeadlessConvert.h"
 
 #include "app/ActivityLog.h"
+#include "convert/BatchJob.h"
 #include "convert/ConvertJob.h"
 #include "convert/SourceDuration.h"
 #include "media/FileSelection.h"
@@ -20,6 +21,7 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QFileInfo>
 #include <QSocketNotifier>
 #include <QTimer>
@@ -208,7 +210,7 @@ bool takesValue(const QString &option)
         QStringLiteral("--output"), QStringLiteral("--volume"),  QStringLiteral("--title"),
         QStringLiteral("--artist"), QStringLiteral("--album"),   QStringLiteral("--year"),
         QStringLiteral("--notes"),  QStringLiteral("--genre"),   QStringLiteral("--track"),
-        QStringLiteral("--wma-profile"),
+        QStringLiteral("--wma-profile"), QStringLiteral("--output-dir"), QStringLiteral("--jobs"),
     };
     return options.contains(option);
 }
@@ -297,6 +299,12 @@ QString failureReason(const ConvertResult &result)
 
 } // namespace
 
+bool HeadlessRequest::isBatch() const
+{
+    return sources.size() > 1 || recursive || !outputDir.isEmpty() || jobs > 0
+           || (!sources.isEmpty() && QFileInfo(sources.constFirst()).isDir());
+}
+
 bool wantsHeadlessConvert(const QStringList &arguments)
 {
     for (const QString &a : arguments.mid(1)) {
@@ -311,6 +319,8 @@ QString headlessUsage()
     return QStringLiteral(
         "usage: tonmill [--home DIR] --convert SOURCE [--format AAC|AC3|AMR|MP2/MPA|MP3|WAV|WMA]\n"
         "               [--output FILE] [--volume PERCENT] [--normalize] [--upmix] [--segment START END]\n"
+        "       tonmill [--home DIR] --convert SOURCE|FOLDER... [--recursive] [--output-dir DIR] [--jobs N]\n"
+        "               [--format ...] [--volume PERCENT] [--normalize] [--upmix] [--replace | --keep]\n"
         "               [--title T] [--artist A] [--album A] [--year Y] [--notes N] [--genre G] [--track N]\n"
         "               [--wma-profile NAME] [--replace | --keep]\n");
 }
@@ -320,6 +330,9 @@ QString headlessHelp()
     return headlessUsage()
            + QStringLiteral(
                "\nConverts SOURCE without a window, as the Convert button does, and prints the activity log.\n"
+               "Several sources, or folders (with --recursive their subfolders too), are converted as a batch,\n"
+               "N at once (default: one per core), each beside its source or below --output-dir; one line is\n"
+               "printed per finished file, and the exit status is the number of files that did not convert.\n"
                "Exit status:\n"
                "  0        converted\n"
                "  1        failed; the cause is the last line on standard error\n"
@@ -373,6 +386,21 @@ HeadlessParse parseHeadlessArguments(const QStringList &arguments)
                 return failed(QStringLiteral("--convert needs a file"));
             sourceGiven = true;
             r.source = value;
+            r.sources << value;
+            // Further sources follow until the next option.
+            while (!inlineValue && i + 1 < arguments.size() && !arguments[i + 1].startsWith(QLatin1String("--")))
+                r.sources << arguments[++i];
+        } else if (option == QLatin1String("--recursive")) {
+            r.recursive = true;
+        } else if (option == QLatin1String("--output-dir")) {
+            if (value.isEmpty())
+                return failed(QStringLiteral("--output-dir needs a folder"));
+            r.outputDir = value;
+        } else if (option == QLatin1String("--jobs")) {
+            bool ok = false;
+            r.jobs = value.trimmed().toInt(&ok);
+            if (!ok || r.jobs < 1 || r.jobs > 64)
+                return failed(QStringLiteral("--jobs takes a whole number from 1 to 64, not \"%1\"").arg(value));
         } else if (option == QLatin1String("--format")) {
             r.format = formatName(value);
             if (r.format.isEmpty())
@@ -432,11 +460,74 @@ HeadlessParse parseHeadlessArguments(const QStringList &arguments)
         return failed(QStringLiteral("--convert SOURCE is missing"));
     if (replaceGiven && keepGiven)
         return failed(QStringLiteral("--replace and --keep exclude each other"));
+    if (r.isBatch() && (!r.output.isEmpty() || r.segment))
+        return failed(QStringLiteral("--output and --segment are for one file; a batch takes --output-dir"));
     r.replace = replaceGiven;
     r.keep = keepGiven;
     parse.ok = true;
     return parse;
 }
+
+namespace {
+
+int runBatch(const HeadlessRequest &r, const AppFolder &folder, const OptionState &options, const MainFormState &form,
+             TerminationRequests &termination)
+{
+    const QString settingsFile = folder.file(QStringLiteral("\\Tonmill.ini"));
+    BatchSettings settings;
+    settings.options = options;
+    settings.format = form.cmbFormat.text;
+    settings.volumePercent = r.volume.value_or(100);
+    settings.normalize = r.normalize;
+    settings.upmix = r.upmix;
+    settings.ffmpegPath = ReadIniValue(QStringLiteral("General"), QStringLiteral("FFMPEG"), settingsFile);
+    settings.quencPath = ReadIniValue(QStringLiteral("General"), QStringLiteral("QUENC"), settingsFile);
+    settings.replace = r.replace;
+    settings.jobs = r.jobs;
+
+    QStringList bases;
+    const QStringList sources = batchSources(r.sources, r.recursive, &bases);
+    if (sources.isEmpty())
+        return fail(Failed, QStringLiteral("no audio files were found in ") + r.sources.join(QStringLiteral(", ")));
+    BatchJob job(folder, settings);
+    job.setItems(sources, batchOutputs(sources, bases, r.outputDir, options.OutExtension));
+    QObject::connect(&job, &BatchJob::itemChanged, &job, [&job](int index) {
+        const BatchItem &item = job.items()[index];
+        using Status = BatchItem::Status;
+        switch (item.status) {
+        case Status::Done:
+            printTo(stdout, QStringLiteral("done: %1 -> %2\n").arg(item.source, item.output));
+            break;
+        case Status::Failed:
+        case Status::Skipped:
+            printTo(stdout, QStringLiteral("%1: %2: %3\n").arg(batchStatusText(item.status), item.source, item.reason));
+            break;
+        case Status::Aborted:
+            printTo(stdout, QStringLiteral("aborted: %1\n").arg(item.source));
+            break;
+        case Status::Waiting:
+        case Status::Running:
+            break;
+        }
+    });
+    QObject::connect(&termination, &TerminationRequests::requested, &job, [&job](int) { job.abort(); });
+    QEventLoop wait;
+    QObject::connect(&job, &BatchJob::finished, &wait, &QEventLoop::quit);
+    job.start();
+    if (job.running())
+        wait.exec();
+
+    int converted = 0;
+    for (const BatchItem &item : job.items())
+        converted += item.status == BatchItem::Status::Done ? 1 : 0;
+    const int missed = int(job.items().size()) - converted;
+    printTo(stdout, QStringLiteral("%1 of %2 files converted\n").arg(converted).arg(job.items().size()));
+    if (termination.received() != 0)
+        return 128 + termination.received();
+    return std::min(missed, 125);
+}
+
+} // namespace
 
 int runHeadlessConvert(const QStringList &arguments)
 {
@@ -477,6 +568,9 @@ int runHeadlessConvert(const QStringList &arguments)
         options.cmbWMAProfile.select(r.wmaProfile);
         panel.cmbWMAProfile_Click();
     }
+
+    if (r.isBatch())
+        return runBatch(r, folder, options, form, termination);
 
     ConvertJob job(folder, dialogs, log, runner, registry, options, form, SourceDuration(folder));
     // A signal before the encoder runs is held until it does, so that it

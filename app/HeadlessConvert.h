@@ -10,7 +10,11 @@ namespace tonmill {
 // What the command line asks of one conversion without a window. Fields left
 // unset keep what the settings and the source's report give.
 struct HeadlessRequest {
-    QString source;
+    QString source;          // the first source
+    QStringList sources;     // every source and folder given, in order
+    bool recursive = false;  // folders are searched in their subfolders too
+    QString outputDir;       // empty: each output beside its source
+    int jobs = 0;            // encoders at once in a batch; 0: one per core
     QString format;          // a name of the format list, as the list spells it
     QString output;          // empty: beside the source
     std::optional<int> volume;
@@ -29,6 +33,9 @@ struct HeadlessRequest {
     QString wmaProfile;      // a profile name or its key
     bool replace = false;    // the answer to the replace question
     bool keep = false;       // No was asked for rather than taken by default
+
+    // More than one source, a folder, or a batch option: a batch.
+    bool isBatch() const;
 };
 
 struct HeadlessParse {
@@ -56,7 +63,9 @@ bool wantsHelp(const QStringList &arguments);
 // non-empty output file, in the log's words. A source the media tool cannot
 // describe is converted all the same, with one line saying so. The exit
 // status: 0 done, 1 failed, 2 bad arguments, 3 the existing output was kept,
-// 128 + the signal's number when aborted.
+// 128 + the signal's number when aborted. A batch prints one line per
+// finished file and a summary, and exits 0 only when every file converted,
+// otherwise with the number of files that did not (at most 125).
 int runHeadlessConvert(const QStringList &arguments);
 
 } // namespace tonmill

@@ -36,9 +36,22 @@ const std::array<const char *, 15> kUpMix = {
     "6==Audiochannels(last)?GetChannel(last,1,3,2,5,6,4):last",
 };
 
+// A path as a string of the script: between double quotes, or between three
+// of them when it holds one itself, since a script string has no escapes.
+QString scriptString(const QString &text)
+{
+    const QString quotes = text.contains(kQ) ? QStringLiteral("\"\"\"") : kQ;
+    return quotes + text + quotes;
+}
+
 QString loadPlugin(const AppFolder &folder, const QString &relative)
 {
-    return QStringLiteral("LoadPlugin(") + kQ + folder.file(relative) + kQ + QStringLiteral(")");
+    return QStringLiteral("LoadPlugin(") + scriptString(folder.file(relative)) + QStringLiteral(")");
+}
+
+QString genericSourceLine(const QString &source)
+{
+    return QStringLiteral("Clip1 = DirectShowSource(") + scriptString(source) + QStringLiteral(",25)");
 }
 
 } // namespace
@@ -53,9 +66,9 @@ QString sourceLine(const QString &source)
         }
         return false;
     };
-    const QString quoted = kQ + source + kQ;
+    const QString quoted = scriptString(source);
     if (is({"avs", "wma", "wav", "aac", ".ra", "rmj"}))
-        return QStringLiteral("Clip1 = DirectShowSource(") + quoted + QStringLiteral(",25)");
+        return genericSourceLine(source);
     if (is({"ac3"}))
         return QStringLiteral("Clip1 = NicAc3Source(") + quoted + QStringLiteral(")");
     if (is({"dts"}))
@@ -64,7 +77,8 @@ QString sourceLine(const QString &source)
         return QStringLiteral("Clip1 = NicMPASource(") + quoted + QStringLiteral(")");
     if (is({"mp3"}))
         return QStringLiteral("Clip1 = DirectShowSource(") + quoted + QStringLiteral(")");
-    return {};
+    // Whatever else ffmpeg decodes is read as the segment script reads it.
+    return genericSourceLine(source);
 }
 
 QString frameNumber(double seconds)
@@ -116,7 +130,7 @@ std::optional<QStringList> segmentScript(const SegmentScriptInputs &in)
         return std::nullopt;
     QStringList lines;
     lines << kHeader;
-    lines << QStringLiteral("Clip1 = DirectShowSource(") + kQ + in.source + kQ + QStringLiteral(",25)");
+    lines << genericSourceLine(in.source);
     lines << kBlankClip << kAudioDub;
     lines << QStringLiteral("ConvertToYV12 (Clip3)");
     lines << QStringLiteral("Trim(Clip3,") + startFrame + QStringLiteral(",") + endFrame + QStringLiteral(")");

@@ -31,15 +31,14 @@ struct SegmentScriptInputs {
 QString frameNumber(double seconds);
 
 // The full script's source line for a source: chosen by its last three
-// characters, compared case-sensitively; empty for an extension the table
-// does not know.
+// characters, compared case-sensitively; for an extension the table does not
+// know, the segment script's DirectShowSource line, which reads whatever
+// ffmpeg decodes. A path that holds a double quote is written between three.
 QString sourceLine(const QString &source);
 
 // The lines of DirectQX.avs; nothing when the duration is not finite. The
 // last frame is at least 1, since Trim reads 0 as the clip's end. Its
-// source line depends on the source's last three characters, compared
-// case-sensitively; for an extension the table does not know, no source line
-// is written.
+// source line depends on the source's last three characters (sourceLine).
 std::optional<QStringList> fullScript(const FullScriptInputs &inputs, const AppFolder &folder);
 // The lines of segment.avs; nothing when the start or end is not a number.
 std::optional<QStringList> segmentScript(const SegmentScriptInputs &inputs);

@@ -84,9 +84,8 @@ bool isFormat(const QString &txtFormat, const char *index)
     return txtFormat == QLatin1String(index);
 }
 
-// Why an encoder run that ended by itself failed, given the end of what it
-// printed and its output file (size -1 when there is none); empty when it did
-// not. A helper's own reason is taken as it stands.
+} // namespace
+
 QString encoderFailure(const EncoderEnd &end, const QString &outputTail, qint64 outputSize)
 {
     if (end.endedBySignal)
@@ -104,14 +103,10 @@ QString encoderFailure(const EncoderEnd &end, const QString &outputTail, qint64 
     return {};
 }
 
-// The seconds an encode may reach before it counts as a runaway: what the
-// scripts should yield, plus 10 %, plus 10 seconds.
 double runawayLimit(double expectedSeconds)
 {
     return expectedSeconds * 1.1 + 10.0;
 }
-
-} // namespace
 
 QString outputPathFor(const QString &txtPath, const QString &lblOutputPath, bool chkSameOutput,
                       const QString &OutExtension)
@@ -336,8 +331,6 @@ ConvertJob::Step ConvertJob::encode(EncoderInputs &inputs)
         m_result.failure = QStringLiteral("the decoding script cannot be written in \"%1\"").arg(m_folder.path());
         return Step::LaunchFailed;
     }
-    if (const QString why = unreadableSourceType(inputs); !why.isEmpty())
-        return failed(why);
     logOptionLines();
 
     if (!ac3)
@@ -398,18 +391,6 @@ ConvertJob::Step ConvertJob::failed(const QString &cause)
 {
     m_result.failure = cause;
     return Step::Failed;
-}
-
-// The source line of the full script depends on the source's extension; a
-// source it has no line for would fail inside the script interpreter with a
-// message about the script rather than the file.
-QString ConvertJob::unreadableSourceType(const EncoderInputs &inputs) const
-{
-    const bool fullScriptIsRead = inputs.input == m_folder.file(QStringLiteral("\\DirectQX.avs"));
-    if (!fullScriptIsRead || !sourceLine(m_form.txtPath).isEmpty())
-        return {};
-    return QStringLiteral("\"%1\" cannot be read: the decoding script has no source filter for files ending in \"%2\"")
-        .arg(m_form.txtPath, m_form.txtPath.right(3));
 }
 
 double ConvertJob::expectedSeconds() const

@@ -57,6 +57,15 @@ struct EncoderEnd {
     bool endedBySignal = false;
 };
 
+// Why an encoder run that ended by itself failed, given the end of what it
+// printed and its output file (size -1 when there is none); empty when it did
+// not. A helper's own reason is taken as it stands.
+QString encoderFailure(const EncoderEnd &end, const QString &outputTail, qint64 outputSize);
+
+// The seconds an encode may reach before it counts as a runaway: what the
+// scripts should yield, plus 10 %, plus 10 seconds.
+double runawayLimit(double expectedSeconds);
+
 // Why a source cannot be converted to the output, as the message shown for
 // it; empty when it can. The source must be a non-empty file, and the output
 // must not be the source itself under any name.
@@ -106,7 +115,6 @@ private:
     void logHeader(const QString &output);
     Step encode(EncoderInputs &inputs);
     bool writeScripts(EncoderInputs &inputs);
-    QString unreadableSourceType(const EncoderInputs &inputs) const;
     void logOptionLines();
     EncoderEnd runPiped(const CommandLine &line);
     EncoderEnd runScriptHost(const CommandLine &line);

@@ -3,7 +3,9 @@
 #include "support/TestPaths.h"
 #include "support/TestProcesses.h"
 
+#include <QDateTime>
 #include <QDir>
+#include <QHash>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
@@ -105,6 +107,7 @@ private Q_SLOTS:
     void segmentNormalizeAndUpmix();
     void badInputFailsCleanly();
     void signalsAbortTheEncode();
+    void batchOfMixedSources();
 };
 
 void TestHeadless::argumentsAreRead()
@@ -124,6 +127,16 @@ void TestHeadless::argumentsAreRead()
     QVERIFY(!p.request.artist.has_value());
     QCOMPARE(p.request.wmaProfile, QStringLiteral("CD Audiophile Quality (96Kbps)"));
     QVERIFY(p.request.keep && !p.request.replace);
+    QVERIFY(!p.request.isBatch());
+
+    const HeadlessParse batch = parseHeadlessArguments(
+        {QStringLiteral("tonmill"), QStringLiteral("--convert"), QStringLiteral("a.wav"), QStringLiteral("b.flac"),
+         QStringLiteral("--jobs"), QStringLiteral("3"), QStringLiteral("--output-dir"), QStringLiteral("/o"),
+         QStringLiteral("--recursive")});
+    QVERIFY2(batch.ok, qPrintable(batch.error));
+    QCOMPARE(batch.request.sources, (QStringList{QStringLiteral("a.wav"), QStringLiteral("b.flac")}));
+    QVERIFY(batch.request.isBatch() && batch.request.recursive);
+    QCOMPARE(batch.request.jobs, 3);
 
     const QList<QStringList> bad = {
         {QStringLiteral("--format"), QStringLiteral("MP3")},
@@ -134,6 +147,9 @@ void TestHeadless::argumentsAreRead()
         {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--replace"), QStringLiteral("--keep")},
         {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--bogus")},
         {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--title")},
+        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--jobs"), QStringLiteral("0")},
+        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("--output"),
+         QStringLiteral("c.mp3")},
     };
     for (const QStringList &args : bad)
         QVERIFY2(!parseHeadlessArguments(QStringList{QStringLiteral("tonmill")} + args).ok, qPrintable(args.join(' ')));
@@ -320,7 +336,7 @@ void TestHeadless::badInputFailsCleanly()
     };
     const QList<Case> cases = {
         {{QStringLiteral("--convert"), home.path(QStringLiteral("missing.wav"))}, QStringLiteral("does not exist"), false},
-        {{QStringLiteral("--convert"), home.path(QStringLiteral("folder.wav"))}, QStringLiteral("is a folder"), false},
+        {{QStringLiteral("--convert"), home.path(QStringLiteral("folder.wav"))}, QStringLiteral("no audio files were found"), false},
         {{QStringLiteral("--convert"), home.path(QStringLiteral("empty.mp3"))}, QStringLiteral("is empty"), false},
         {{QStringLiteral("--convert"), home.path(QStringLiteral("random.mp3"))}, QStringLiteral("cannot be read as audio"), false},
         {{QStringLiteral("--convert"), tone, QStringLiteral("--format"), QStringLiteral("WAV"), QStringLiteral("--output"), tone,
@@ -427,6 +443,83 @@ void TestHeadless::signalsAbortTheEncode()
         QVERIFY(test::noProcessMentions(home.dir.path()));
     }
     QVERIFY(QFileInfo::exists(source));
+}
+
+
+void TestHeadless::batchOfMixedSources()
+{
+    Home home;
+    const QString src = home.path(QStringLiteral("src"));
+    QDir().mkpath(src + QStringLiteral("/sub"));
+    const auto tone = [&](const QString &name, const QStringList &codec) {
+        return run(QStringLiteral("ffmpeg"), QStringList{QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-f"),
+                                                         QStringLiteral("lavfi"), QStringLiteral("-i"),
+                                                         QStringLiteral("sine=f=440:d=2"), QStringLiteral("-ac"),
+                                                         QStringLiteral("2")}
+                                                 + codec + QStringList{src + QLatin1Char('/') + name});
+    };
+    const QStringList good = {QStringLiteral("a.wav"), QStringLiteral("b.mp3"), QStringLiteral("c.flac"),
+                              QStringLiteral("it's \"é\" ü.wav"), QStringLiteral("sub/song.wav"),
+                              QStringLiteral("sub/song.mp3")};
+    for (const QString &name : good)
+        QVERIFY2(tone(name, {}), qPrintable(name));
+    QVERIFY(writeFile(src + QStringLiteral("/corrupt.mp3"), QByteArray(30000, '\x5a')));
+    QVERIFY(writeFile(src + QStringLiteral("/empty.wav"), QByteArray()));
+    const QString out = home.path(QStringLiteral("out"));
+    const QStringList arguments = {QStringLiteral("--convert"), src, QStringLiteral("--recursive"),
+                                   QStringLiteral("--output-dir"), out, QStringLiteral("--jobs"), QStringLiteral("2")};
+
+    // Every good file converts, each bad one is named, and the two songs of
+    // one name keep apart.
+    Result r = home.convert(arguments);
+    QCOMPARE(r.status, 2);
+    QVERIFY2(r.out.contains(QStringLiteral("failed: ") + src + QStringLiteral("/corrupt.mp3: it cannot be read as audio")), qPrintable(r.out));
+    QVERIFY(r.out.contains(QStringLiteral("failed: ") + src + QStringLiteral("/empty.wav: ")));
+    QVERIFY(r.out.endsWith(QStringLiteral("6 of 8 files converted\n")));
+    const QStringList outputs = {QStringLiteral("a_Konverted.mp3"), QStringLiteral("b_Konverted.mp3"),
+                                 QStringLiteral("c_Konverted.mp3"), QStringLiteral("it's \"é\" ü_Konverted.mp3"),
+                                 QStringLiteral("sub/song_Konverted.mp3"), QStringLiteral("sub/song_Konverted (2).mp3")};
+    QHash<QString, QDateTime> written;
+    for (const QString &name : outputs) {
+        const QString path = out + QLatin1Char('/') + name;
+        QVERIFY2(r.out.contains(QStringLiteral(" -> ") + path + QLatin1Char('\n')), qPrintable(name));
+        QCOMPARE(probeEntries(path, QStringLiteral("stream=codec_name,channels")), QStringLiteral("mp3,2"));
+        QVERIFY2(std::abs(test::decodedSeconds(path) - 2) < 0.1, qPrintable(name));
+        written.insert(path, QFileInfo(path).lastModified());
+    }
+    QCOMPARE(QDir(out).entryList(QDir::Files).size() + QDir(out + QStringLiteral("/sub")).entryList(QDir::Files).size(),
+             outputs.size());
+    QVERIFY(QDir(QDir::tempPath()).entryList({QStringLiteral("tonmill-batch-*")}, QDir::Dirs).isEmpty());
+    QVERIFY(test::noProcessMentions(home.dir.path()));
+
+    // Again: the outputs exist and are kept untouched.
+    r = home.convert(arguments);
+    QCOMPARE(r.status, 8);
+    QCOMPARE(r.out.count(QStringLiteral("skipped: ")), 6);
+    for (auto it = written.cbegin(); it != written.cend(); ++it)
+        QCOMPARE(QFileInfo(it.key()).lastModified(), it.value());
+
+    // Ended in the middle: every encoder goes, and no unfinished output stays.
+    const QString longSrc = home.path(QStringLiteral("long"));
+    QDir().mkpath(longSrc);
+    for (const char *name : {"1.wav", "2.wav", "3.wav", "4.wav"})
+        QVERIFY(makeTone(longSrc + QLatin1Char('/') + QLatin1String(name), 300));
+    QProcess *p = home.start({QStringLiteral("--convert"), longSrc, QStringLiteral("--jobs"), QStringLiteral("2")});
+    QElapsedTimer t;
+    t.start();
+    while (QDir(longSrc).entryList({QStringLiteral("*.part")}).isEmpty() && t.elapsed() < 30000)
+        QTest::qWait(20);
+    QTest::qWait(300);
+    QVERIFY(p->processId() > 0);
+    ::kill(p->processId(), SIGTERM);
+    QVERIFY(p->waitForFinished(30000));
+    QCOMPARE(p->exitCode(), 128 + SIGTERM);
+    QVERIFY(QString::fromUtf8(p->readAllStandardOutput()).contains(QStringLiteral("aborted: ")));
+    QVERIFY(QDir(longSrc).entryList({QStringLiteral("*.part")}).isEmpty());
+    for (const QString &name : QDir(longSrc).entryList({QStringLiteral("*_Konverted.mp3")}))
+        QVERIFY2(std::abs(test::decodedSeconds(longSrc + QLatin1Char('/') + name) - 300) < 0.1, qPrintable(name));
+    QVERIFY(test::noProcessMentions(home.dir.path()));
+    delete p;
 }
 
 QTEST_GUILESS_MAIN(TestHeadless)

@@ -64,7 +64,12 @@ LexResult tokenize(const QString &text)
         } else if (c.isSpace()) {
             ++i;
         } else if (c == QLatin1Char('"')) {
-            const qsizetype close = text.indexOf(QLatin1Char('"'), i + 1);
+            // Three quotes open a string that may hold single ones.
+            const QString quotes = QStringView(text).mid(i).startsWith(QLatin1String("\"\"\""))
+                                       ? QStringLiteral("\"\"\"")
+                                       : QStringLiteral("\"");
+            const qsizetype open = i + quotes.size() - 1;
+            const qsizetype close = text.indexOf(quotes, open + 1);
             const qsizetype lineEnd = [&] {
                 for (qsizetype k = i + 1; k < n; ++k) {
                     if (text[k] == QLatin1Char('\r') || text[k] == QLatin1Char('\n'))
@@ -74,8 +79,8 @@ LexResult tokenize(const QString &text)
             }();
             if (close < 0 || close > lineEnd)
                 return fail(QStringLiteral("syntax error: the string is not closed with \" on its line"));
-            push(Token::Kind::String, text.mid(i + 1, close - i - 1));
-            i = close + 1;
+            push(Token::Kind::String, text.mid(open + 1, close - open - 1));
+            i = close + quotes.size();
         } else if (isDigit(c)) {
             qsizetype end = i;
             while (end < n && isDigit(text[end]))

@@ -1,0 +1,358 @@
+#include "convert/BatchJob.h"
+
+#include "convert/AVSScripts.h"
+#include "convert/CommandLines.h"
+#include "convert/ConvertJob.h"
+#include "convert/SourceDuration.h"
+#include "options/FormatOptions.h"
+#include "platform/ChildProcess.h"
+#include "platform/ToolChain.h"
+#include "process/ProgressMonitor.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QDirIterator>
+#include <QFileInfo>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QThread>
+#include <QThreadPool>
+
+#include <csignal>
+
+namespace tonmill {
+
+namespace {
+
+// What a folder contributes: the files that hold sound, by their names.
+const QStringList kAudioPatterns = {
+    QStringLiteral("*.wav"), QStringLiteral("*.mp3"), QStringLiteral("*.mp2"), QStringLiteral("*.mpa"),
+    QStringLiteral("*.aac"), QStringLiteral("*.ac3"), QStringLiteral("*.wma"), QStringLiteral("*.dts"),
+    QStringLiteral("*.flac"), QStringLiteral("*.ogg"), QStringLiteral("*.opus"), QStringLiteral("*.m4a"),
+    QStringLiteral("*.aif"), QStringLiteral("*.aiff"), QStringLiteral("*.amr"), QStringLiteral("*.avs"),
+};
+constexpr int kPollMs = 50;
+constexpr int kTermGraceMs = 500;
+constexpr qsizetype kTailSize = 4096;
+
+struct ItemEnd {
+    BatchItem::Status status = BatchItem::Status::Done;
+    QString reason;
+};
+
+QString oneLine(QString text)
+{
+    return text.replace(QLatin1Char('\r'), QLatin1Char(' ')).replace(QLatin1Char('\n'), QLatin1Char(' ')).simplified();
+}
+
+// Ends the encoder and whatever it started: asked first, forced after a grace.
+void endProcess(QProcess &process)
+{
+    signalProcessTree(process.processId(), SIGTERM);
+    if (!process.waitForFinished(kTermGraceMs)) {
+        signalProcessTree(process.processId(), SIGKILL);
+        process.waitForFinished(-1);
+    }
+}
+
+// One file, from its length to its finished output, on a worker thread.
+ItemEnd convertOne(const AppFolder &folder, const BatchSettings &s, const QString &source, const QString &output,
+                   const std::atomic_bool &abort, const std::function<void(double, double)> &progress)
+{
+    using Status = BatchItem::Status;
+    if (abort)
+        return {Status::Aborted, {}};
+    const QFileInfo existing(output);
+    if (existing.exists() && existing.size() > 0 && !s.replace)
+        return {Status::Skipped, QStringLiteral("the output file exists")};
+    if (const QString refusal = sourceRefusal(source, output); !refusal.isEmpty())
+        return {Status::Failed, oneLine(refusal)};
+
+    const SourceLength length = SourceDuration(folder)(source);
+    if (!length.ok())
+        return {Status::Failed, QStringLiteral("it cannot be read as audio: ") + length.error};
+    progress(length.seconds, 0);
+
+    if (!QDir().mkpath(QFileInfo(output).absolutePath()))
+        return {Status::Failed, QStringLiteral("the output folder cannot be made")};
+
+    // The scripts of this file, apart from every other file's.
+    QTemporaryDir work(QDir::tempPath() + QStringLiteral("/tonmill-batch-XXXXXX"));
+    if (!work.isValid())
+        return {Status::Failed, QStringLiteral("no work folder: ") + work.errorString()};
+    EncoderInputs inputs;
+    inputs.ffmpegPath = s.ffmpegPath;
+    inputs.quencPath = s.quencPath;
+    inputs.output = output;
+    inputs.volumePercent = s.volumePercent;
+    inputs.input = source;
+    // WMA reads the source itself unless it is normalised.
+    if (s.options.txtFormat != QLatin1String("7") || s.normalize) {
+        inputs.input = work.filePath(QStringLiteral("DirectQX.avs"));
+        const FullScriptInputs full{source, length.seconds, s.options.SamFreq, s.format, s.normalize, s.upmix};
+        if (!writeFullScript(inputs.input, full, folder))
+            return {Status::Failed, QStringLiteral("the decoding script cannot be written")};
+    }
+    const CommandLine line = encoderCommandLine(inputs, s.options, folder);
+    if (line.isEmpty())
+        return {Status::Failed, QStringLiteral("no encoder line can be made of these options")};
+    const CommandLine routed = throughStandIns(line, folder);
+
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.setStandardInputFile(QProcess::nullDevice());
+    makeChildDieWithParent(process);
+    process.start(routed.program, routed.arguments);
+    if (!process.waitForStarted(-1))
+        return {Status::Failed, cannotStart(routed.program, process.errorString())};
+    QString tail;
+    const double limit = runawayLimit(length.seconds);
+    QString runaway;
+    const auto read = [&] {
+        const QString chunk = QString::fromUtf8(process.readAll());
+        if (chunk.isEmpty())
+            return;
+        tail = (tail + chunk).right(kTailSize);
+        if (const std::optional<double> encoded = encodedSeconds(chunk)) {
+            progress(length.seconds, *encoded);
+            if (*encoded > limit)
+                runaway = QStringLiteral("the encoder went on past the sound's end (%1 s written where %2 s were expected)")
+                              .arg(*encoded, 0, 'f', 1)
+                              .arg(length.seconds, 0, 'f', 1);
+        }
+    };
+    while (!process.waitForFinished(kPollMs)) {
+        read();
+        if (abort || !runaway.isEmpty()) {
+            endProcess(process);
+            QFile::remove(partialOutputName(output));
+            if (!runaway.isEmpty())
+                return {Status::Failed, runaway};
+            return {Status::Aborted, {}};
+        }
+    }
+    read();
+    EncoderEnd end;
+    end.endedBySignal = process.exitStatus() == QProcess::CrashExit;
+    end.exitCode = process.exitCode();
+    const QFileInfo written(output);
+    if (const QString cause = encoderFailure(end, tail, written.exists() ? written.size() : -1); !cause.isEmpty()) {
+        QFile::remove(partialOutputName(output));
+        return {Status::Failed, cause};
+    }
+    progress(length.seconds, length.seconds);
+    return {Status::Done, {}};
+}
+
+} // namespace
+
+QStringList batchSources(const QStringList &paths, bool recursive, QStringList *baseDirs)
+{
+    QStringList sources;
+    for (const QString &path : paths) {
+        const QFileInfo info(path);
+        if (!info.isDir()) {
+            sources << info.absoluteFilePath();
+            if (baseDirs)
+                *baseDirs << info.absolutePath();
+            continue;
+        }
+        QStringList found;
+        QDirIterator it(info.absoluteFilePath(), kAudioPatterns, QDir::Files | QDir::Readable,
+                        recursive ? QDirIterator::Subdirectories : QDirIterator::NoIteratorFlags);
+        while (it.hasNext())
+            found << it.next();
+        found.sort();
+        sources << found;
+        if (baseDirs) {
+            for (qsizetype i = 0; i < found.size(); ++i)
+                *baseDirs << info.absoluteFilePath();
+        }
+    }
+    return sources;
+}
+
+QStringList batchOutputs(const QStringList &sources, const QStringList &baseDirs, const QString &outputDir,
+                         const QString &extension)
+{
+    QStringList outputs;
+    QSet<QString> taken;
+    for (qsizetype i = 0; i < sources.size(); ++i) {
+        QString beside = outputPathFor(sources[i], QString(), true, extension);
+        if (!outputDir.isEmpty()) {
+            const QString below = QDir(baseDirs.value(i)).relativeFilePath(QFileInfo(beside).absolutePath());
+            beside = QDir::cleanPath(QDir(outputDir).absoluteFilePath(below) + QLatin1Char('/')
+                                     + QFileInfo(beside).fileName());
+        }
+        QString output = beside;
+        const QString stem = beside.left(beside.size() - extension.size() - 1);
+        for (int n = 2; taken.contains(output); ++n)
+            output = QStringLiteral("%1 (%2).%3").arg(stem).arg(n).arg(extension);
+        taken.insert(output);
+        outputs << output;
+    }
+    return outputs;
+}
+
+QString batchStatusText(BatchItem::Status status)
+{
+    switch (status) {
+    case BatchItem::Status::Waiting:
+        return QStringLiteral("waiting");
+    case BatchItem::Status::Running:
+        return QStringLiteral("converting");
+    case BatchItem::Status::Done:
+        return QStringLiteral("done");
+    case BatchItem::Status::Failed:
+        return QStringLiteral("failed");
+    case BatchItem::Status::Skipped:
+        return QStringLiteral("skipped");
+    case BatchItem::Status::Aborted:
+        return QStringLiteral("aborted");
+    }
+    return {};
+}
+
+struct BatchJob::Shared {
+    std::atomic_bool abort = false;
+    QThreadPool pool;
+};
+
+BatchJob::BatchJob(const AppFolder &folder, BatchSettings settings, QObject *parent)
+    : QObject(parent)
+    , m_folder(folder)
+    , m_settings(std::move(settings))
+    , m_shared(std::make_shared<Shared>())
+{
+    m_shared->pool.setMaxThreadCount(jobs());
+}
+
+BatchJob::~BatchJob()
+{
+    m_shared->abort = true;
+    m_shared->pool.waitForDone();
+}
+
+int BatchJob::jobs() const
+{
+    return m_settings.jobs > 0 ? m_settings.jobs : std::max(1, QThread::idealThreadCount());
+}
+
+void BatchJob::setItems(const QStringList &sources, const QStringList &outputs)
+{
+    m_items.clear();
+    for (qsizetype i = 0; i < sources.size(); ++i) {
+        BatchItem item;
+        item.source = sources[i];
+        item.output = outputs.value(i);
+        m_items << item;
+    }
+}
+
+void BatchJob::start()
+{
+    if (m_running)
+        return;
+    m_running = true;
+    m_shared->abort = false;
+    m_next = 0;
+    m_active = 0;
+    m_startedMs = QDateTime::currentMSecsSinceEpoch();
+    launchNext();
+    if (m_active == 0) {
+        m_running = false;
+        Q_EMIT finished();
+    }
+}
+
+void BatchJob::launchNext()
+{
+    while (m_active < jobs() && m_next < m_items.size()) {
+        const int index = m_next++;
+        BatchItem &item = m_items[index];
+        if (m_shared->abort) {
+            item.status = BatchItem::Status::Aborted;
+            Q_EMIT itemChanged(index);
+            continue;
+        }
+        item.status = BatchItem::Status::Running;
+        ++m_active;
+        Q_EMIT itemChanged(index);
+        const std::shared_ptr<Shared> shared = m_shared;
+        m_shared->pool.start([this, shared, index, source = item.source, output = item.output,
+                              folder = m_folder, settings = m_settings] {
+            const ItemEnd end = convertOne(folder, settings, source, output, shared->abort,
+                                           [this, index](double seconds, double encoded) {
+                                               QMetaObject::invokeMethod(this, [this, index, seconds, encoded] {
+                                                   itemProgress(index, seconds, encoded);
+                                               });
+                                           });
+            QMetaObject::invokeMethod(this, [this, index, end] { itemEnded(index, end.status, end.reason); });
+        });
+    }
+}
+
+void BatchJob::itemProgress(int index, double seconds, double encoded)
+{
+    m_items[index].seconds = seconds;
+    m_items[index].encoded = std::min(encoded, seconds);
+    Q_EMIT itemChanged(index);
+}
+
+void BatchJob::itemEnded(int index, BatchItem::Status status, const QString &reason)
+{
+    BatchItem &item = m_items[index];
+    item.status = status;
+    item.reason = reason;
+    if (status == BatchItem::Status::Done)
+        item.encoded = item.seconds;
+    --m_active;
+    Q_EMIT itemChanged(index);
+    launchNext();
+    if (m_active == 0 && m_next >= m_items.size()) {
+        m_running = false;
+        Q_EMIT finished();
+    }
+}
+
+void BatchJob::abort()
+{
+    m_shared->abort = true;
+}
+
+double BatchJob::progress() const
+{
+    // Files not yet measured count as long as the average of those that are.
+    double total = 0;
+    double done = 0;
+    int measured = 0;
+    for (const BatchItem &item : m_items) {
+        if (item.seconds > 0) {
+            total += item.seconds;
+            done += item.encoded;
+            ++measured;
+        }
+    }
+    if (measured == 0)
+        return 0;
+    const double perFile = total / measured;
+    double whole = total;
+    for (const BatchItem &item : m_items) {
+        const bool ended = item.status == BatchItem::Status::Failed || item.status == BatchItem::Status::Skipped
+                           || item.status == BatchItem::Status::Aborted;
+        if (item.seconds <= 0 && !ended)
+            whole += perFile;
+    }
+    return whole > 0 ? done / whole : 0;
+}
+
+double BatchJob::secondsLeft() const
+{
+    const double share = progress();
+    if (share <= 0 || !m_running)
+        return -1;
+    const double elapsed = (QDateTime::currentMSecsSinceEpoch() - m_startedMs) / 1000.0;
+    return elapsed * (1 - share) / share;
+}
+
+} // namespace tonmill

@@ -1,0 +1,103 @@
+#pragma once
+
+#include "options/OptionState.h"
+#include "platform/AppFolder.h"
+
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+
+#include <atomic>
+#include <memory>
+
+namespace tonmill {
+
+// The sources that paths name: each file as it stands, and the audio files in
+// each folder (with recursive, in its subfolders too), sorted by name.
+// baseDirs gets, for each source, the folder that was named, so that its
+// subfolder can be kept below an output folder; a named file's base is its
+// own folder.
+QStringList batchSources(const QStringList &paths, bool recursive, QStringList *baseDirs = nullptr);
+
+// Where each source's output goes: beside it as a single file's output does
+// ("song_Konverted.mp3"), or with outputDir into that folder, below it the
+// source's subfolder under its base. Two sources that would give one name
+// get different ones ("song_Konverted (2).mp3"), so one output never
+// overwrites another.
+QStringList batchOutputs(const QStringList &sources, const QStringList &baseDirs, const QString &outputDir,
+                         const QString &extension);
+
+// The choices a batch converts with: the format options as the window or
+// the settings hold them, and the clip options that apply to every file.
+struct BatchSettings {
+    OptionState options;
+    QString format;         // the format list's name ("MP3")
+    int volumePercent = 100;
+    bool normalize = false;
+    bool upmix = false;
+    QString ffmpegPath;
+    QString quencPath;
+    bool replace = false;   // an existing output is replaced rather than kept
+    int jobs = 0;           // encoders at once; 0: one per core
+};
+
+struct BatchItem {
+    enum class Status { Waiting, Running, Done, Failed, Skipped, Aborted };
+    QString source;
+    QString output;
+    Status status = Status::Waiting;
+    QString reason;       // why it failed or was skipped
+    double seconds = 0;   // the source's length, once measured
+    double encoded = 0;   // seconds encoded so far
+};
+
+QString batchStatusText(BatchItem::Status status);
+
+// Converts many sources with several encoders at once, each file by the same
+// scripts, command lines and naming as a single file, each in a work folder
+// of its own. A file's failure never stops the others; Abort ends every
+// encoder. The conversions run on worker threads; the signals and the item
+// list belong to the thread that made the job.
+class BatchJob : public QObject {
+    Q_OBJECT
+public:
+    BatchJob(const AppFolder &folder, BatchSettings settings, QObject *parent = nullptr);
+    ~BatchJob() override;
+
+    void setItems(const QStringList &sources, const QStringList &outputs);
+    const QList<BatchItem> &items() const { return m_items; }
+    int jobs() const;
+
+    void start();
+    // Every encoder is ended and every waiting file is left as aborted.
+    void abort();
+    bool running() const { return m_running; }
+
+    // The share of the whole batch's sound that is encoded, 0 to 1, and the
+    // seconds it should still take at the pace so far (-1 while unknown).
+    double progress() const;
+    double secondsLeft() const;
+
+Q_SIGNALS:
+    void itemChanged(int index);
+    void finished();
+
+private:
+    struct Shared;
+
+    void launchNext();
+    void itemProgress(int index, double seconds, double encoded);
+    void itemEnded(int index, BatchItem::Status status, const QString &reason);
+
+    AppFolder m_folder;
+    BatchSettings m_settings;
+    QList<BatchItem> m_items;
+    std::shared_ptr<Shared> m_shared;
+    int m_next = 0;
+    int m_active = 0;
+    bool m_running = false;
+    qint64 m_startedMs = 0;
+};
+
+} // namespace tonmill
