@@ -16,8 +16,10 @@
 namespace tonmill::run {
 
 namespace {
-// Three times the 30 ms a polling reader sleeps between reads.
-constexpr int kLineSpacingMs = 100;
+// Each status line reaches a polling reader as a chunk of its own: three
+// times the 10 ms the program's runner waits between reads while the encoder
+// is silent. It is also what every file of a batch waits at its end.
+constexpr int kLineSpacingMs = 30;
 } // namespace
 
 EncoderRun::EncoderRun(EncodeRequest request, AudioSource source, QString ffmpegPath, QObject *parent)
