@@ -197,6 +197,7 @@ public:
         return DialogAnswer::Ok;
     }
     QString fileName(const FileRequest &request) override { return request.fileName; }
+    QStringList fileNames(const FileRequest &) override { return {}; }
     void openUrl(const QString &) override {}
 
 private:
@@ -473,15 +474,8 @@ namespace {
 int runBatch(const HeadlessRequest &r, const AppFolder &folder, const OptionState &options, const MainFormState &form,
              TerminationRequests &termination)
 {
-    const QString settingsFile = folder.file(QStringLiteral("\\Tonmill.ini"));
-    BatchSettings settings;
-    settings.options = options;
-    settings.format = form.cmbFormat.text;
-    settings.volumePercent = r.volume.value_or(100);
-    settings.normalize = r.normalize;
-    settings.upmix = r.upmix;
-    settings.ffmpegPath = ReadIniValue(QStringLiteral("General"), QStringLiteral("FFMPEG"), settingsFile);
-    settings.quencPath = ReadIniValue(QStringLiteral("General"), QStringLiteral("QUENC"), settingsFile);
+    BatchSettings settings = batchSettingsFor(folder, options, form.cmbFormat.text, r.volume.value_or(100),
+                                              r.normalize, r.upmix);
     settings.replace = r.replace;
     settings.jobs = r.jobs;
 

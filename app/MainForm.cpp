@@ -16,6 +16,10 @@
 
 #include <QCoreApplication>
 #include <QDate>
+#include <QEventLoop>
+#include <QFileInfo>
+#include <QMap>
+#include <QSet>
 #include <QThread>
 
 namespace tonmill {
@@ -224,6 +228,8 @@ bool MainForm::Form_QueryUnload()
         m_log.append(QStringLiteral(" -> Canceling program."));
         m_quitRequested = true;
         m_job.stop();
+        if (batch.running)
+            m_batch->abort();
         if (!m_runner.Ready())
             m_runner.Cancel();
         if (m_reader.processing())
@@ -350,13 +356,181 @@ void MainForm::btnInfo_Click()
 void MainForm::btnConvert_Click()
 {
     const BusyScope busy(*this);
-    m_job.btnConvert_Click();
+    if (batch.batchMode)
+        runBatch();
+    else
+        m_job.btnConvert_Click();
     render();
 }
 
 void MainForm::btnAbort_Click()
 {
-    m_job.btnAbort_Click();
+    if (batch.running) {
+        m_log.append(QStringLiteral(" -> Canceling program."));
+        m_batch->abort();
+    } else {
+        m_job.btnAbort_Click();
+    }
+    render();
+}
+
+void MainForm::setBatchMode(bool batchMode)
+{
+    batch.batchMode = batchMode;
+    render();
+}
+
+void MainForm::btnAddFiles_Click()
+{
+    const QStringList names = m_dialogs.fileNames(
+        {FileRequest::Mode::OpenMany, QStringLiteral("  Add Files"), FileSelection::kOpenFilter, m_batchDialogName});
+    if (!names.isEmpty())
+        m_batchDialogName = names.constFirst();
+    addToBatch(names);
+}
+
+void MainForm::btnAddFolder_Click()
+{
+    const QString folder =
+        m_dialogs.fileName({FileRequest::Mode::Folder, QStringLiteral("  Add Folder"), QString(), m_batchDialogName});
+    if (folder.isEmpty() || !QFileInfo(folder).isDir())
+        return;
+    m_batchDialogName = folder;
+    addToBatch({folder});
+}
+
+void MainForm::addToBatch(const QStringList &paths)
+{
+    QStringList bases;
+    const QStringList sources = batchSources(paths, batch.chkSubfolders, &bases);
+    QSet<QString> listed;
+    for (const BatchItem &item : std::as_const(batch.items))
+        listed.insert(item.source);
+    for (qsizetype i = 0; i < sources.size(); ++i) {
+        if (listed.contains(sources[i]))
+            continue;
+        listed.insert(sources[i]);
+        BatchItem item;
+        item.source = sources[i];
+        batch.items << item;
+        batch.bases << bases[i];
+    }
+    render();
+}
+
+void MainForm::btnRemove_Click(QList<int> rows)
+{
+    std::sort(rows.begin(), rows.end(), std::greater<>());
+    for (const int row : rows) {
+        if (row >= 0 && row < batch.items.size()) {
+            batch.items.removeAt(row);
+            batch.bases.removeAt(row);
+        }
+    }
+    render();
+}
+
+void MainForm::btnClear_Click()
+{
+    batch.items.clear();
+    batch.bases.clear();
+    render();
+}
+
+void MainForm::setOutputIntoFolder(bool intoFolder)
+{
+    batch.optOutFolder = intoFolder;
+    // One folder needs a folder: without one the files stay beside their sources.
+    if (intoFolder && batch.txtOutputDir.isEmpty())
+        btnOutputDir_Click();
+    if (batch.txtOutputDir.isEmpty())
+        batch.optOutFolder = false;
+    render();
+}
+
+void MainForm::btnOutputDir_Click()
+{
+    const QString folder = m_dialogs.fileName(
+        {FileRequest::Mode::Folder, QStringLiteral("  Output Folder"), QString(), batch.txtOutputDir});
+    if (!folder.isEmpty() && QFileInfo(folder).isDir()) {
+        batch.txtOutputDir = folder;
+        batch.optOutFolder = true;
+    }
+    render();
+}
+
+void MainForm::runBatch()
+{
+    if (batch.items.isEmpty()) {
+        m_dialogs.message(notice(QStringLiteral("Please, add the files to convert to the list first!")));
+        return;
+    }
+    const BatchSettings settings = batchSettingsFor(m_folder, options, form.cmbFormat.text, form.slVolume,
+                                                    form.chkNormalize, form.chk51UpMix.checked);
+
+    QStringList sources;
+    for (const BatchItem &item : std::as_const(batch.items))
+        sources << item.source;
+    const QStringList outputs =
+        batchOutputs(sources, batch.bases, batch.optOutFolder ? batch.txtOutputDir : QString(), options.OutExtension);
+    m_batch = std::make_unique<BatchJob>(m_folder, settings);
+    m_batch->setItems(sources, outputs);
+    batch.items = m_batch->items();
+    m_log.append(QStringLiteral(" -> Start batch: %1 files, %2 at once, to %3")
+                     .arg(sources.size())
+                     .arg(m_batch->jobs())
+                     .arg(form.cmbFormat.text));
+
+    batch.running = true;
+    form.btnConvertEnabled = false;
+    form.btnAbortVisible = true;
+    form.btnExitEnabled = false;
+    form.mnuArquivoEnabled = false;
+    form.PB1Visible = true;
+    form.EncodingVisible = true;
+    form.PB1Max = 1000;
+    form.progress.PB1 = 0;
+    connect(m_batch.get(), &BatchJob::itemChanged, this, [this](int index) {
+        batch.items[index] = m_batch->items()[index];
+        showBatchProgress();
+    });
+    QEventLoop wait;
+    connect(m_batch.get(), &BatchJob::finished, &wait, &QEventLoop::quit);
+    m_batch->start();
+    if (m_batch->running())
+        wait.exec();
+    batch.items = m_batch->items();
+    batch.running = false;
+
+    QMap<BatchItem::Status, int> counts;
+    for (const BatchItem &item : std::as_const(batch.items)) {
+        ++counts[item.status];
+        if (item.status == BatchItem::Status::Failed)
+            m_log.append(QStringLiteral(" -> Error: ") + item.source + QStringLiteral(": ") + item.reason);
+    }
+    m_log.append(QStringLiteral(" -> Batch finished: %1 converted, %2 failed, %3 skipped, %4 aborted")
+                     .arg(counts.value(BatchItem::Status::Done))
+                     .arg(counts.value(BatchItem::Status::Failed))
+                     .arg(counts.value(BatchItem::Status::Skipped))
+                     .arg(counts.value(BatchItem::Status::Aborted)));
+    form.btnConvertEnabled = true;
+    form.btnAbortVisible = false;
+    form.btnExitEnabled = true;
+    form.mnuArquivoEnabled = true;
+    form.PB1Visible = false;
+    form.EncodingVisible = false;
+}
+
+void MainForm::showBatchProgress()
+{
+    int ended = 0;
+    for (const BatchItem &item : std::as_const(batch.items)) {
+        ended += item.status != BatchItem::Status::Waiting && item.status != BatchItem::Status::Running ? 1 : 0;
+    }
+    form.progress.PB1 = static_cast<int>(m_batch->progress() * 1000);
+    const double left = m_batch->secondsLeft();
+    form.progress.Encoding = QStringLiteral("%1 / %2").arg(ended).arg(batch.items.size())
+                             + (left >= 0 ? QStringLiteral("   ") + counterTime(left) : QString());
     render();
 }
 

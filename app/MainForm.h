@@ -1,5 +1,6 @@
 #pragma once
 
+#include "convert/BatchJob.h"
 #include "convert/ConvertJob.h"
 #include "media/FileSelection.h"
 #include "media/MediaReport.h"
@@ -50,6 +51,18 @@ public:
     virtual void end() = 0;
 };
 
+// The batch panel: the files to convert, where their outputs go, and how
+// each fared in the last run.
+struct BatchFormState {
+    bool batchMode = false;
+    QList<BatchItem> items;
+    QStringList bases;       // the folder each file was added from
+    bool chkSubfolders = false;
+    bool optOutFolder = false;
+    QString txtOutputDir;
+    bool running = false;
+};
+
 // The main form's life and its menus and buttons, without a window: the
 // start-up sequence, the unload, and the handlers that are not the option
 // panel's, the file selection's or the job's own. The window binds its
@@ -65,6 +78,7 @@ public:
 
     MainFormState form;
     OptionState options;
+    BatchFormState batch;
 
     OptionPanel &panel() { return m_panel; }
     FileSelection &selection() { return m_selection; }
@@ -103,6 +117,17 @@ public:
     // Sends the typed line to the encoder that runs.
     void btnSend_Click(const QString &text);
 
+    void setBatchMode(bool batchMode);
+    void btnAddFiles_Click();
+    void btnAddFolder_Click();
+    // Files and folders (searched as chkSubfolders says) join the list; a
+    // file already listed is not listed twice.
+    void addToBatch(const QStringList &paths);
+    void btnRemove_Click(QList<int> rows);
+    void btnClear_Click();
+    void setOutputIntoFolder(bool intoFolder);
+    void btnOutputDir_Click();
+
     // After a handler of the player or the segment: its timers follow its
     // state and the window shows it.
     void playerChanged();
@@ -130,6 +155,8 @@ private:
     void afterOpen();
     void writeLanguageFile(const QString &language);
     void probe(const CommandLine &line, const QString &imageName);
+    void runBatch();
+    void showBatchProgress();
     void render();
 
     AppFolder m_folder;
@@ -149,6 +176,8 @@ private:
     SegmentMarks m_segment;
     QTimer m_timer1;
     QTimer m_timer2;
+    std::unique_ptr<BatchJob> m_batch;
+    QString m_batchDialogName;
     int m_busyDepth = 0;
     bool m_quitRequested = false;
 };

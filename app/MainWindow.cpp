@@ -10,6 +10,9 @@
 #include "ui_MainWindow.h"
 
 #include <QCloseEvent>
+#include <QFileInfo>
+#include <QHeaderView>
+#include <QTreeWidget>
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QFontDatabase>
@@ -75,12 +78,16 @@ void showChecked(QAbstractButton *button, bool checked)
     }
 }
 
-QString localFileOf(const QMimeData *data)
+QStringList localFilesOf(const QMimeData *data)
 {
-    if (!data || !data->hasUrls() || data->urls().isEmpty())
-        return {};
-    const QUrl url = data->urls().constFirst();
-    return url.isLocalFile() ? url.toLocalFile() : QString();
+    QStringList paths;
+    if (!data || !data->hasUrls())
+        return paths;
+    for (const QUrl &url : data->urls()) {
+        if (url.isLocalFile())
+            paths << url.toLocalFile();
+    }
+    return paths;
 }
 
 } // namespace
@@ -118,6 +125,7 @@ MainWindow::MainWindow(MainForm &form, ActivityLog &log, QWidget *parent)
     bindTagsAndClip();
     bindJob();
     bindPlayer();
+    bindBatch();
 
     showLog(log.text(), log.text().size());
     connect(&log, &ActivityLog::changed, this, &MainWindow::showLog);
@@ -318,6 +326,78 @@ void MainWindow::bindPlayer()
     connect(m_ui->mnuEqualizer, &QAction::triggered, this, [this] { m_main.mnuEqualizer_Click(); });
 }
 
+void MainWindow::bindBatch()
+{
+    m_ui->lstBatch->setHeaderLabels({QStringLiteral("File"), QStringLiteral("Status"), QStringLiteral("Output")});
+    QHeaderView *header = m_ui->lstBatch->header();
+    header->setStretchLastSection(false);
+    header->setSectionResizeMode(0, QHeaderView::Stretch);
+    header->setSectionResizeMode(1, QHeaderView::ResizeToContents);
+    header->setSectionResizeMode(2, QHeaderView::Stretch);
+    connect(m_ui->optFileMode, &QRadioButton::clicked, this, [this] { m_main.setBatchMode(false); });
+    connect(m_ui->optBatchMode, &QRadioButton::clicked, this, [this] { m_main.setBatchMode(true); });
+    connect(m_ui->btnAddFiles, &QPushButton::clicked, this, [this] { m_main.btnAddFiles_Click(); });
+    connect(m_ui->btnAddFolder, &QPushButton::clicked, this, [this] { m_main.btnAddFolder_Click(); });
+    connect(m_ui->chkSubfolders, &QCheckBox::clicked, this, [this](bool checked) {
+        m_main.batch.chkSubfolders = checked;
+    });
+    connect(m_ui->btnRemove, &QPushButton::clicked, this, [this] {
+        QList<int> rows;
+        for (const QModelIndex &index : m_ui->lstBatch->selectionModel()->selectedRows())
+            rows << index.row();
+        m_main.btnRemove_Click(rows);
+    });
+    connect(m_ui->btnClear, &QPushButton::clicked, this, [this] { m_main.btnClear_Click(); });
+    connect(m_ui->optOutBeside, &QRadioButton::clicked, this, [this] { m_main.setOutputIntoFolder(false); });
+    connect(m_ui->optOutFolder, &QRadioButton::clicked, this, [this] { m_main.setOutputIntoFolder(true); });
+    connect(m_ui->btnOutputDir, &QPushButton::clicked, this, [this] { m_main.btnOutputDir_Click(); });
+}
+
+void MainWindow::renderBatch()
+{
+    const BatchFormState &batch = m_main.batch;
+    showChecked(m_ui->optFileMode, !batch.batchMode);
+    showChecked(m_ui->optBatchMode, batch.batchMode);
+    // The batch list takes the place of the single source and its tags.
+    m_ui->fraFileMode->setVisible(!batch.batchMode);
+    m_ui->fraTagViewer->setVisible(!batch.batchMode);
+    m_ui->fraBatchMode->setVisible(batch.batchMode);
+    // A batch converts whole files: the segment marks are a single file's.
+    m_ui->fraCutSegment->setVisible(!batch.batchMode);
+    // While the batch runs its list stays readable; only what changes it waits.
+    for (QWidget *control : {static_cast<QWidget *>(m_ui->btnAddFiles), static_cast<QWidget *>(m_ui->btnAddFolder),
+                             static_cast<QWidget *>(m_ui->chkSubfolders), static_cast<QWidget *>(m_ui->btnRemove),
+                             static_cast<QWidget *>(m_ui->btnClear), static_cast<QWidget *>(m_ui->optOutBeside),
+                             static_cast<QWidget *>(m_ui->optOutFolder), static_cast<QWidget *>(m_ui->btnOutputDir)})
+        control->setEnabled(!batch.running);
+    m_ui->optFileMode->setEnabled(!batch.running);
+    m_ui->optBatchMode->setEnabled(!batch.running);
+    showChecked(m_ui->chkSubfolders, batch.chkSubfolders);
+    showChecked(m_ui->optOutBeside, !batch.optOutFolder);
+    showChecked(m_ui->optOutFolder, batch.optOutFolder);
+    showText(m_ui->txtOutputDir, batch.txtOutputDir);
+
+    QTreeWidget *list = m_ui->lstBatch;
+    while (list->topLevelItemCount() > batch.items.size())
+        delete list->takeTopLevelItem(list->topLevelItemCount() - 1);
+    while (list->topLevelItemCount() < batch.items.size())
+        list->addTopLevelItem(new QTreeWidgetItem(list));
+    for (int row = 0; row < batch.items.size(); ++row) {
+        const BatchItem &item = batch.items[row];
+        QTreeWidgetItem *shown = list->topLevelItem(row);
+        QString status = batchStatusText(item.status);
+        if (item.status == BatchItem::Status::Running && item.seconds > 0)
+            status += QStringLiteral(" %1 %").arg(qRound(100 * item.encoded / item.seconds));
+        const QString texts[] = {QFileInfo(item.source).fileName(), status, item.output};
+        for (int column = 0; column < 3; ++column) {
+            if (shown->text(column) != texts[column])
+                shown->setText(column, texts[column]);
+        }
+        shown->setToolTip(0, item.source);
+        shown->setToolTip(1, item.reason);
+    }
+}
+
 void MainWindow::renderPlayer()
 {
     const PlayerState &player = m_main.transport().state;
@@ -405,6 +485,7 @@ void MainWindow::render()
     m_ui->mnuLog->setChecked(form.mnuLog);
     m_ui->mnuSaveLog->setChecked(form.mnuSaveLog);
     renderPlayer();
+    renderBatch();
 }
 
 void MainWindow::showLog(const QString &text, qsizetype caret)
@@ -513,17 +594,22 @@ void MainWindow::resizeEvent(QResizeEvent *event)
 
 void MainWindow::dragEnterEvent(QDragEnterEvent *event)
 {
-    if (!localFileOf(event->mimeData()).isEmpty() && m_main.form.mnuArquivoEnabled)
+    if (!localFilesOf(event->mimeData()).isEmpty() && m_main.form.mnuArquivoEnabled)
         event->acceptProposedAction();
 }
 
+// In file mode the first file opens; in batch mode every file and folder
+// joins the list.
 void MainWindow::dropEvent(QDropEvent *event)
 {
-    const QString path = localFileOf(event->mimeData());
-    if (path.isEmpty() || !m_main.form.mnuArquivoEnabled)
+    const QStringList paths = localFilesOf(event->mimeData());
+    if (paths.isEmpty() || !m_main.form.mnuArquivoEnabled)
         return;
     event->acceptProposedAction();
-    m_main.openDropped(path);
+    if (m_main.batch.batchMode)
+        m_main.addToBatch(paths);
+    else
+        m_main.openDropped(paths.constFirst());
 }
 
 } // namespace tonmill

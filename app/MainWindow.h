@@ -68,6 +68,8 @@ private:
     void bindTagsAndClip();
     void bindJob();
     void bindPlayer();
+    void bindBatch();
+    void renderBatch();
     void renderPlayer();
     void layOutContent();
     void showLog(const QString &text, qsizetype caret);

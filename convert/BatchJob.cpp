@@ -8,6 +8,7 @@
 #include "platform/ChildProcess.h"
 #include "platform/ToolChain.h"
 #include "process/ProgressMonitor.h"
+#include "settings/INIManager.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -192,6 +193,21 @@ QStringList batchOutputs(const QStringList &sources, const QStringList &baseDirs
         outputs << output;
     }
     return outputs;
+}
+
+BatchSettings batchSettingsFor(const AppFolder &folder, const OptionState &options, const QString &format,
+                               int volumePercent, bool normalize, bool upmix)
+{
+    const QString settingsFile = folder.file(QStringLiteral("\\Tonmill.ini"));
+    BatchSettings settings;
+    settings.options = options;
+    settings.format = format;
+    settings.volumePercent = volumePercent;
+    settings.normalize = normalize;
+    settings.upmix = upmix;
+    settings.ffmpegPath = ReadIniValue(QStringLiteral("General"), QStringLiteral("FFMPEG"), settingsFile);
+    settings.quencPath = ReadIniValue(QStringLiteral("General"), QStringLiteral("QUENC"), settingsFile);
+    return settings;
 }
 
 QString batchStatusText(BatchItem::Status status)

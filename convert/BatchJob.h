@@ -42,6 +42,11 @@ struct BatchSettings {
     int jobs = 0;           // encoders at once; 0: one per core
 };
 
+// The settings for these options and clip choices, with the tool paths that
+// the application folder's settings name.
+BatchSettings batchSettingsFor(const AppFolder &folder, const OptionState &options, const QString &format,
+                               int volumePercent, bool normalize, bool upmix);
+
 struct BatchItem {
     enum class Status { Waiting, Running, Done, Failed, Skipped, Aborted };
     QString source;

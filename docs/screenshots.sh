@@ -3,6 +3,7 @@
 # sees them with the default theme: the main window with a source loaded
 # and the MP3 panel shown (the README's picture), the same window playing the
 # source from its middle, with the Equalizer window docked beside it, the
+# window in batch mode in the middle of converting a folder, the
 # Setup dialog in English and German, and About. Written to docs/. The player
 # plays into a PulseAudio null sink of the script's own.
 # Usage: docs/screenshots.sh [BUILD_DIR]   (default: build)
@@ -34,12 +35,19 @@ ffmpeg -v error -f lavfi -i sine=frequency=440:duration=215 -ac 2 -b:a 192k \
   -metadata title="Morning Song" -metadata artist="The Quiet Hours" -metadata album="Early Light" \
   -metadata date=2024 -metadata track=3 -metadata genre=Folk "$source"
 
+# A folder of long recordings for the batch.
+album="$work/Live Album"
+mkdir -p "$album"
+for track in "01 Opening" "02 The Long Road" "03 Harbour Lights" "04 Night Train" "05 Encore" "06 Last Call"; do
+  sox -n -b 16 -r 44100 -c 2 "$album/$track.wav" synth 400 pinknoise vol 0.3
+done
+
 shot() { # form language file [source]
   mkdir -p "$work/$1-$2"
   ln -s "$(readlink -f "$build/Tools")" "$work/$1-$2/Tools"
   QT_QPA_PLATFORM=xcb "$show" "$work/$1-$2" "$1" "$2" "${@:4}" &
   local form=$!
-  sleep 3
+  sleep "${SHOT_WAIT:-3}"
   # The window sits at the top left of an empty screen: trim the rest away.
   import -window root "$work/screen.png"
   convert "$work/screen.png" -trim +repage "docs/$3"
@@ -50,6 +58,7 @@ shot() { # form language file [source]
 shot main English screenshot.png "$source"
 shot player English player.png "$source"
 shot equalizer English equalizer.png "$source"
+SHOT_WAIT=6 shot batch English batch.png "$album"
 shot setup English setup-en.png
 shot setup Deutsch setup-de.png
 shot about English about-en.png

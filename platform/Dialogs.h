@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 namespace tonmill {
 
@@ -16,7 +17,8 @@ struct MessageRequest {
 };
 
 struct FileRequest {
-    enum class Mode { Open, Save };
+    // OpenMany chooses several files, Folder one folder.
+    enum class Mode { Open, Save, OpenMany, Folder };
     Mode mode = Mode::Open;
     QString title;
     QString filter;   // "Name|pattern;pattern|Name|pattern" as the program writes it
@@ -33,6 +35,8 @@ public:
     // The file name the dialog reports after it closes; on cancel that is the
     // name it started from.
     virtual QString fileName(const FileRequest &request) = 0;
+    // The files chosen in an OpenMany dialog; none when it is cancelled.
+    virtual QStringList fileNames(const FileRequest &request) = 0;
     // Opens a web page in the person's browser.
     virtual void openUrl(const QString &url) = 0;
 };

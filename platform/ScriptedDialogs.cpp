@@ -14,6 +14,12 @@ ScriptedDialogs &ScriptedDialogs::answerFile(const QString &fileName)
     return *this;
 }
 
+ScriptedDialogs &ScriptedDialogs::answerFiles(const QStringList &fileNames)
+{
+    m_queue.append(fileNames);
+    return *this;
+}
+
 DialogAnswer ScriptedDialogs::message(const MessageRequest &request)
 {
     m_messages.append(request);
@@ -34,6 +40,17 @@ QString ScriptedDialogs::fileName(const FileRequest &request)
     m_unexpected.append(description);
     onUnexpected(description);
     return request.fileName;
+}
+
+QStringList ScriptedDialogs::fileNames(const FileRequest &request)
+{
+    m_files.append(request);
+    if (!m_queue.isEmpty() && std::holds_alternative<QStringList>(m_queue.first()))
+        return std::get<QStringList>(m_queue.takeFirst());
+    const QString description = QStringLiteral("unexpected file dialog: ") + request.title;
+    m_unexpected.append(description);
+    onUnexpected(description);
+    return {};
 }
 
 } // namespace tonmill

@@ -16,9 +16,11 @@ class ScriptedDialogs : public Dialogs {
 public:
     ScriptedDialogs &answer(DialogAnswer answer);
     ScriptedDialogs &answerFile(const QString &fileName);
+    ScriptedDialogs &answerFiles(const QStringList &fileNames);
 
     DialogAnswer message(const MessageRequest &request) override;
     QString fileName(const FileRequest &request) override;
+    QStringList fileNames(const FileRequest &request) override;
     // Recorded only: no browser opens.
     void openUrl(const QString &url) override { m_urls.append(url); }
 
@@ -34,7 +36,7 @@ protected:
     virtual void onUnexpected(const QString &description) {}
 
 private:
-    using Prepared = std::variant<DialogAnswer, QString>;
+    using Prepared = std::variant<DialogAnswer, QString, QStringList>;
     QList<Prepared> m_queue;
     QList<MessageRequest> m_messages;
     QList<FileRequest> m_files;

@@ -46,10 +46,25 @@ QString WidgetDialogs::qtFilter(const QString &filter)
 
 QString WidgetDialogs::fileName(const FileRequest &request)
 {
-    const QString chosen = request.mode == FileRequest::Mode::Open
-        ? QFileDialog::getOpenFileName(m_parent, request.title, request.fileName, qtFilter(request.filter))
-        : QFileDialog::getSaveFileName(m_parent, request.title, request.fileName, qtFilter(request.filter));
+    QString chosen;
+    switch (request.mode) {
+    case FileRequest::Mode::Save:
+        chosen = QFileDialog::getSaveFileName(m_parent, request.title, request.fileName, qtFilter(request.filter));
+        break;
+    case FileRequest::Mode::Folder:
+        chosen = QFileDialog::getExistingDirectory(m_parent, request.title, request.fileName);
+        break;
+    case FileRequest::Mode::Open:
+    case FileRequest::Mode::OpenMany:
+        chosen = QFileDialog::getOpenFileName(m_parent, request.title, request.fileName, qtFilter(request.filter));
+        break;
+    }
     return chosen.isEmpty() ? request.fileName : chosen;
+}
+
+QStringList WidgetDialogs::fileNames(const FileRequest &request)
+{
+    return QFileDialog::getOpenFileNames(m_parent, request.title, request.fileName, qtFilter(request.filter));
 }
 
 } // namespace tonmill

@@ -14,6 +14,7 @@ public:
 
     DialogAnswer message(const MessageRequest &request) override;
     QString fileName(const FileRequest &request) override;
+    QStringList fileNames(const FileRequest &request) override;
     void openUrl(const QString &url) override;
 
     // "Audio Files|*.aac;*.ac3|All Files|*.*" as Qt writes it:

@@ -21,6 +21,8 @@ constexpr LanguageCaption kCaptions[] = {
     {"Main", "lblOutFormat", "Main", "OutFormat", "", true},
     {"Main", "fraFileMode", "Main", "FileMode", "", true},
     {"Main", "fraBatchMode", "Main", "BatchMode", "", true},
+    {"Main", "optFileMode", "Main", "FileMode", "", true},
+    {"Main", "optBatchMode", "Main", "BatchMode", "", true},
     {"Main", "lblInFile", "Main", "InFile", "", true},
     {"Main", "lblOutFile", "Main", "OutFile", "", true},
     {"Main", "chkSameOutput", "Main", "chkOutFolder", "", true},

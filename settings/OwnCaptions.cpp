@@ -39,6 +39,19 @@ constexpr OwnCaption kCaptions[] = {
     {"Main", "lblVolume", {"Volume", "Volume", "Volumen", "Volume", "Lautstärke"}},
     // The letters keep clear of the Tools menu's other items in each language.
     {"Main", "mnuEqualizer", {"&Equalizer", "&Equalizador", "&Ecualizador", "É&galiseur", "E&qualizer"}},
+    {"Main", "btnAddFiles", {"Add Files…", "Adicionar arquivos…", "Añadir archivos…", "Ajouter des fichiers…",
+                             "Dateien hinzufügen…"}},
+    {"Main", "btnAddFolder", {"Add Folder…", "Adicionar pasta…", "Añadir carpeta…", "Ajouter un dossier…",
+                              "Ordner hinzufügen…"}},
+    {"Main", "chkSubfolders", {"With Subfolders", "Com subpastas", "Con subcarpetas", "Avec sous-dossiers",
+                               "Mit Unterordnern"}},
+    {"Main", "btnRemove", {"Remove", "Remover", "Quitar", "Retirer", "Entfernen"}},
+    {"Main", "btnClear", {"Clear", "Limpar", "Vaciar", "Vider", "Leeren"}},
+    {"Main", "optOutBeside", {"Beside Each File", "Ao lado de cada arquivo", "Junto a cada archivo",
+                              "À côté de chaque fichier", "Neben jeder Datei"}},
+    {"Main", "optOutFolder", {"Into One Folder:", "Em uma única pasta:", "En una sola carpeta:",
+                              "Dans un seul dossier :", "In einen Ordner:"}},
+    {"Main", "btnOutputDir", {"…", "…", "…", "…", "…"}},
 };
 
 } // namespace

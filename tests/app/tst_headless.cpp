@@ -73,10 +73,16 @@ struct Home {
     }
 
     QString path(const QString &name) const { return dir.filePath(name); }
+    QString tmp() const { return dir.filePath(QStringLiteral("tmp")); }
 
     QProcess *start(const QStringList &arguments) const
     {
         auto *p = new QProcess;
+        // Work folders go to a temporary folder of this home's own.
+        QDir().mkpath(tmp());
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("TMPDIR"), tmp());
+        p->setProcessEnvironment(environment);
         p->start(test::builtAppDir() + QStringLiteral("/tonmill"), QStringList{QStringLiteral("--home"), app} + arguments);
         return p;
     }
@@ -489,7 +495,7 @@ void TestHeadless::batchOfMixedSources()
     }
     QCOMPARE(QDir(out).entryList(QDir::Files).size() + QDir(out + QStringLiteral("/sub")).entryList(QDir::Files).size(),
              outputs.size());
-    QVERIFY(QDir(QDir::tempPath()).entryList({QStringLiteral("tonmill-batch-*")}, QDir::Dirs).isEmpty());
+    QVERIFY(QDir(home.tmp()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).isEmpty());
     QVERIFY(test::noProcessMentions(home.dir.path()));
 
     // Again: the outputs exist and are kept untouched.

@@ -38,6 +38,7 @@
 #include <QTest>
 #include <QTextEdit>
 #include <QTimer>
+#include <QTreeWidget>
 
 using namespace tonmill;
 
@@ -129,6 +130,7 @@ private Q_SLOTS:
     void initTestCase() { QApplication::setQuitOnLastWindowClosed(false); }
     void firstStartThenNormalStart();
     void openAdviseConvertAbortClose();
+    void batchModeFromTheWindow();
     void everyLanguageRelabelsEveryControl();
     void aboutShowsVersionNoticeAndLinks();
 };
@@ -360,6 +362,75 @@ void TestMainWindow::openAdviseConvertAbortClose()
     }
     QVERIFY(dialogs.allAnswersUsed());
     QCOMPARE(home.setting("Options", "MP3BitRate"), QStringLiteral("96"));
+}
+
+void TestMainWindow::batchModeFromTheWindow()
+{
+    Home home;
+    home.settled();
+    const QString folder = home.path(QStringLiteral("album"));
+    QDir().mkpath(folder + QStringLiteral("/disc 2"));
+    for (const QString &name : {QStringLiteral("1.wav"), QStringLiteral("2.wav"), QStringLiteral("disc 2/3.wav")})
+        QVERIFY(makeTone(folder + QLatin1Char('/') + name, 2, 2));
+    const QString loose = home.path(QStringLiteral("loose.wav"));
+    QVERIFY(makeTone(loose, 2, 2));
+    const QString broken = home.path(QStringLiteral("broken.wav"));
+    QVERIFY(QFile(broken).open(QIODevice::WriteOnly) && QFile(broken).resize(100));
+    const QString out = home.path(QStringLiteral("out"));
+    QDir().mkpath(out);
+
+    test::TestDialogs dialogs;
+    MainProgram program(home.folder, dialogs);
+    MainWindow &window = program.window();
+    program.start();
+    QTRY_VERIFY_WITH_TIMEOUT(startedUp(program.log(), 2), 30000);
+
+    QTest::mouseClick(control<QRadioButton>(window, "optBatchMode"), Qt::LeftButton);
+    QVERIFY(control<QWidget>(window, "fraBatchMode")->isVisible());
+    QVERIFY(!control<QWidget>(window, "fraFileMode")->isVisible());
+    // A folder with its subfolders, two files (one of them listed already),
+    // and one more dropped from a file manager.
+    QTest::mouseClick(control<QCheckBox>(window, "chkSubfolders"), Qt::LeftButton);
+    dialogs.answerFile(folder);
+    QTest::mouseClick(control<QPushButton>(window, "btnAddFolder"), Qt::LeftButton);
+    dialogs.answerFiles({broken, folder + QStringLiteral("/1.wav")});
+    QTest::mouseClick(control<QPushButton>(window, "btnAddFiles"), Qt::LeftButton);
+    QMimeData dragged;
+    dragged.setUrls({QUrl::fromLocalFile(loose)});
+    QDragEnterEvent enter(QPoint(300, 300), Qt::CopyAction, &dragged, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&window, &enter);
+    QDropEvent drop(QPointF(300, 300), Qt::CopyAction, &dragged, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&window, &drop);
+    auto *list = control<QTreeWidget>(window, "lstBatch");
+    QCOMPARE(list->topLevelItemCount(), 5);
+    // The loose file is taken off again; the outputs go into one folder.
+    list->topLevelItem(4)->setSelected(true);
+    QTest::mouseClick(control<QPushButton>(window, "btnRemove"), Qt::LeftButton);
+    QCOMPARE(list->topLevelItemCount(), 4);
+    dialogs.answerFile(out);
+    QTest::mouseClick(control<QRadioButton>(window, "optOutFolder"), Qt::LeftButton);
+    QCOMPARE(control<QLineEdit>(window, "txtOutputDir")->text(), out);
+
+    bool progressed = false;
+    auto *bar = control<QProgressBar>(window, "PB1");
+    connect(bar, &QProgressBar::valueChanged, bar, [&](int value) { progressed = progressed || value > 0; });
+    QTest::mouseClick(control<QPushButton>(window, "btnConvert"), Qt::LeftButton);
+    QVERIFY(progressed);
+    const QStringList statuses = [&] {
+        QStringList texts;
+        for (int row = 0; row < list->topLevelItemCount(); ++row)
+            texts << list->topLevelItem(row)->text(1);
+        return texts;
+    }();
+    QCOMPARE(statuses, (QStringList{QStringLiteral("done"), QStringLiteral("done"), QStringLiteral("done"),
+                                    QStringLiteral("failed")}));
+    for (const char *name : {"1_Konverted.mp3", "2_Konverted.mp3", "disc 2/3_Konverted.mp3"})
+        QVERIFY(qAbs(test::decodedSeconds(out + QLatin1Char('/') + QLatin1String(name)) - 2) < 0.1);
+    const QStringList messages = logMessages(program.log());
+    QVERIFY(messages.contains(QStringLiteral(" -> Batch finished: 3 converted, 1 failed, 0 skipped, 0 aborted")));
+    QVERIFY(messages.filter(QStringLiteral(" -> Error: ") + broken + QStringLiteral(": ")).size() == 1);
+    QVERIFY(control<QPushButton>(window, "btnConvert")->isEnabled());
+    QVERIFY(dialogs.allAnswersUsed());
 }
 
 void TestMainWindow::everyLanguageRelabelsEveryControl()

@@ -1,11 +1,12 @@
 // Shows one of the program's windows on its own, in a language, for the
 // screenshot script (docs/screenshots.sh):
-//   tonmill-form-show APP_DIR setup|about|main|player|equalizer LANGUAGE [SOURCE]
+//   tonmill-form-show APP_DIR setup|about|main|player|equalizer|batch LANGUAGE [SOURCE]
 // writes APP_DIR's language file in LANGUAGE ("English", "Deutsch", ...) and
 // shows the window until it is closed or the program is ended. The main
 // window starts as after an earlier run (no first-start questions) and opens
 // SOURCE as a file dropped on it would be; "player" then plays it from its
-// middle, and "equalizer" shows the Equalizer window beside it.
+// middle, and "equalizer" shows the Equalizer window beside it; "batch"
+// lists the files of the folder SOURCE in batch mode and converts them.
 #include "app/AboutDialog.h"
 #include "app/ActivityLog.h"
 #include "app/MainProgram.h"
@@ -41,6 +42,12 @@ int showMain(const tonmill::AppFolder &folder, const QString &form, const QStrin
     program.start();
     QTimer::singleShot(0, &program.form(), [&program, form, source] {
         tonmill::MainForm &main = program.form();
+        if (form == QLatin1String("batch")) {
+            main.setBatchMode(true);
+            main.addToBatch({source});
+            main.btnConvert_Click();
+            return;
+        }
         if (!source.isEmpty())
             main.openDropped(source);
         if (form == QLatin1String("player")) {
@@ -62,9 +69,9 @@ int main(int argc, char *argv[])
     QApplication app(argc, argv);
     const QStringList args = app.arguments();
     const QStringList forms = {QStringLiteral("setup"), QStringLiteral("about"), QStringLiteral("main"),
-                               QStringLiteral("player"), QStringLiteral("equalizer")};
+                               QStringLiteral("player"), QStringLiteral("equalizer"), QStringLiteral("batch")};
     if (args.size() < 4 || args.size() > 5 || !forms.contains(args[2])) {
-        std::fprintf(stderr, "usage: tonmill-form-show APP_DIR setup|about|main|player|equalizer LANGUAGE [SOURCE]\n");
+        std::fprintf(stderr, "usage: tonmill-form-show APP_DIR setup|about|main|player|equalizer|batch LANGUAGE [SOURCE]\n");
         return 2;
     }
     const tonmill::AppFolder folder(args[1]);
