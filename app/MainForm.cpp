@@ -243,6 +243,10 @@ bool MainForm::Form_QueryUnload()
 
 void MainForm::playerChanged()
 {
+    if (!m_transport.state.loadFailure.isEmpty()) {
+        m_log.append(QStringLiteral(" -> The preview cannot be played: ") + m_transport.state.loadFailure);
+        m_transport.state.loadFailure.clear();
+    }
     const auto follow = [](QTimer &timer, bool enabled) {
         if (enabled && !timer.isActive())
             timer.start();

@@ -17,6 +17,8 @@ public:
     // Loads the file and returns once it is ready to play or has failed; a
     // decoding script is rendered to sound first.
     virtual void setFileName(const QString &path) = 0;
+    // Why the last file could not be loaded; empty when it could.
+    virtual QString loadFailure() const = 0;
     virtual void play() = 0;
     virtual void pause() = 0;
     // Playback stops and the file is let go.

@@ -53,10 +53,16 @@ double PlayerTransport::position() const
     return std::isfinite(seconds) ? seconds : 0;
 }
 
+void PlayerTransport::load(const QString &path)
+{
+    m_player.setFileName(path);
+    state.loadFailure = m_player.loadFailure();
+}
+
 void PlayerTransport::btnPlay_Click()
 {
     if (state.txtPlayWhat.toInt() == 1 || !(position() > 0))
-        m_player.setFileName(m_source);
+        load(m_source);
     state.Slider1Max = static_cast<int>(roundWhole(m_player.duration()));
     state.Timer1Enabled = true;
     m_player.play();
@@ -67,7 +73,7 @@ void PlayerTransport::playFile(const QString &path)
 {
     state.txtPlayWhat = QStringLiteral("1");
     state.Timer1Enabled = true;
-    m_player.setFileName(path);
+    load(path);
     state.Slider1Max = static_cast<int>(roundWhole(m_player.duration()));
     m_player.play();
 }

@@ -35,6 +35,8 @@ struct PlayerState {
     QString status;
     // Why the player cannot play; empty when it can.
     QString unavailable;
+    // Why the file the player was last given could not be loaded.
+    QString loadFailure;
 };
 
 // Play, pause, mute, the step buttons, the position slider and the read-outs
@@ -72,6 +74,8 @@ public:
     void refresh();
 
 private:
+    void load(const QString &path);
+
     MediaPlayer &m_player;
     const QString &m_source;
 };

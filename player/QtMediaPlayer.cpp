@@ -119,6 +119,8 @@ void QtMediaPlayer::waitUntilLoaded()
     if (m_player->mediaStatus() != QMediaPlayer::LoadedMedia)
         m_loadFailure = m_player->errorString().isEmpty() ? QStringLiteral("the player cannot read it")
                                                           : m_player->errorString();
+    else if (!m_player->hasAudio())
+        m_loadFailure = QStringLiteral("it holds no sound");
 }
 
 QString QtMediaPlayer::renderedFile() const

@@ -36,8 +36,7 @@ public:
     void setMute(bool mute) override;
     void setVolume(int hundredthsOfDecibel) override;
 
-    // Why the last file could not be loaded; empty when it could.
-    const QString &loadFailure() const { return m_loadFailure; }
+    QString loadFailure() const override { return m_loadFailure; }
     // The WAV rendered from the last script; empty when none is held.
     QString renderedFile() const;
 

@@ -167,6 +167,16 @@ void TestPlayer::transportPlaysPausesStepsAndReloads()
     QCOMPARE(transport.state.Slider1Max, 7);
     QTRY_VERIFY_WITH_TIMEOUT(player.currentPosition() > 0.2, 10000);
     QVERIFY(player.currentPosition() < 3);
+    QVERIFY(transport.state.loadFailure.isEmpty());
+
+    // A file the player cannot read says so.
+    source = home.path(QStringLiteral("notes.mp3"));
+    QFile notes(source);
+    QVERIFY(notes.open(QIODevice::WriteOnly) && notes.write("milk, eggs, tape\n") > 0);
+    notes.close();
+    transport.newSource();
+    transport.btnPlay_Click();
+    QVERIFY(!transport.state.loadFailure.isEmpty());
     player.stop();
 }
 
