@@ -6,6 +6,7 @@
 #include "platform/Twips.h"
 #include "player/EqualizerWindow.h"
 #include "settings/LanguageBinder.h"
+#include "settings/OwnCaptions.h"
 #include "settings/SetupDialog.h"
 #include "ui_MainWindow.h"
 
@@ -328,7 +329,6 @@ void MainWindow::bindPlayer()
 
 void MainWindow::bindBatch()
 {
-    m_ui->lstBatch->setHeaderLabels({QStringLiteral("File"), QStringLiteral("Status"), QStringLiteral("Output")});
     QHeaderView *header = m_ui->lstBatch->header();
     header->setStretchLastSection(false);
     header->setSectionResizeMode(0, QHeaderView::Stretch);
@@ -385,7 +385,7 @@ void MainWindow::renderBatch()
     for (int row = 0; row < batch.items.size(); ++row) {
         const BatchItem &item = batch.items[row];
         QTreeWidgetItem *shown = list->topLevelItem(row);
-        QString status = batchStatusText(item.status);
+        QString status = ownText("Main", qPrintable(QStringLiteral("batch.") + batchStatusText(item.status)), m_language);
         if (item.status == BatchItem::Status::Running && item.seconds > 0)
             status += QStringLiteral(" %1 %").arg(qRound(100 * item.encoded / item.seconds));
         const QString texts[] = {QFileInfo(item.source).fileName(), status, item.output};
@@ -522,6 +522,11 @@ void MainWindow::setHeightTwips(int twips)
 void MainWindow::relabel()
 {
     ApplyLanguage(this, m_main.languageFile());
+    m_language = languageDisplayName(m_main.languageFile());
+    m_ui->lstBatch->setHeaderLabels({ownText("Main", "lstBatch.File", m_language),
+                                     ownText("Main", "lstBatch.Status", m_language),
+                                     ownText("Main", "lstBatch.Output", m_language)});
+    renderBatch();
 }
 
 void MainWindow::showSetup()

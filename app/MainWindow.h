@@ -80,6 +80,8 @@ private:
     QList<ButtonArray> m_arrays;
     QList<ShownList> m_lists;
     EqualizerWindow *m_equalizer = nullptr;
+    // The language the window speaks, as the language file names it.
+    QString m_language;
     bool m_ended = false;
 };
 

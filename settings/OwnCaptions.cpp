@@ -1,6 +1,7 @@
 #include "settings/OwnCaptions.h"
 
 #include "settings/BuiltInLanguages.h"
+#include "settings/LanguageLines.h"
 
 namespace tonmill {
 
@@ -52,6 +53,16 @@ constexpr OwnCaption kCaptions[] = {
     {"Main", "optOutFolder", {"Into One Folder:", "Em uma única pasta:", "En una sola carpeta:",
                               "Dans un seul dossier :", "In einen Ordner:"}},
     {"Main", "btnOutputDir", {"…", "…", "…", "…", "…"}},
+    // The batch list's column headers and the states of its files.
+    {"Main", "lstBatch.File", {"File", "Arquivo", "Archivo", "Fichier", "Datei"}},
+    {"Main", "lstBatch.Status", {"Status", "Situação", "Estado", "État", "Status"}},
+    {"Main", "lstBatch.Output", {"Output", "Saída", "Salida", "Sortie", "Ausgabe"}},
+    {"Main", "batch.waiting", {"waiting", "aguardando", "en espera", "en attente", "wartet"}},
+    {"Main", "batch.converting", {"converting", "convertendo", "convirtiendo", "conversion", "wird konvertiert"}},
+    {"Main", "batch.done", {"done", "concluído", "hecho", "terminé", "fertig"}},
+    {"Main", "batch.failed", {"failed", "falhou", "falló", "échec", "fehlgeschlagen"}},
+    {"Main", "batch.skipped", {"skipped", "ignorado", "omitido", "ignoré", "übersprungen"}},
+    {"Main", "batch.aborted", {"aborted", "abortado", "abortado", "abandonné", "abgebrochen"}},
 };
 
 } // namespace
@@ -71,6 +82,26 @@ QString ownCaptionText(const OwnCaption &caption, const QString &displayName)
     }();
     const qsizetype index = displayNames.indexOf(displayName);
     return QString::fromUtf8(caption.texts[size_t(index >= 0 && size_t(index) < caption.texts.size() ? index : 0)]);
+}
+
+} // namespace tonmill
+
+namespace tonmill {
+
+QString ownText(const char *form, const char *control, const QString &displayName)
+{
+    for (const OwnCaption &caption : ownCaptions()) {
+        if (qstrcmp(caption.form, form) == 0 && qstrcmp(caption.control, control) == 0)
+            return ownCaptionText(caption, displayName);
+    }
+    return {};
+}
+
+QString languageDisplayName(const QString &file)
+{
+    LanguageLines lines;
+    lines.LoadLanguageLines(file);
+    return lines.count() > 0 ? lines.at(1).trimmed() : QString();
 }
 
 } // namespace tonmill

@@ -21,6 +21,16 @@ struct OwnCaption {
 
 std::span<const OwnCaption> ownCaptions();
 
+// The text of the form's row for the control in the language whose display
+// name is given (English for any other); empty when there is no such row.
+// Rows whose "control" is a dotted name ("lstBatch.File") hold texts that the
+// window sets itself, such as a list's column headers.
+QString ownText(const char *form, const char *control, const QString &displayName);
+
+// The display name that opens the language file ("Deutsch"); empty when the
+// file is missing or empty.
+QString languageDisplayName(const QString &file);
+
 // The caption in the language whose display name (the language file's first
 // line) is given; English for any other name.
 QString ownCaptionText(const OwnCaption &caption, const QString &displayName);

@@ -497,6 +497,8 @@ void TestMainWindow::everyLanguageRelabelsEveryControl()
         }
         QCOMPARE(control<QMenu>(window, "mnuArquivo")->title(),
                  lines.text(QStringLiteral("Menus"), QStringLiteral("File"), QString()));
+        QCOMPARE(control<QTreeWidget>(window, "lstBatch")->headerItem()->text(2),
+                 ownText("Main", "lstBatch.Output", builtInDisplayName(language)));
     }
 }
 
