@@ -4,7 +4,6 @@
 #include "convert/CommandLines.h"
 #include "convert/ConvertJob.h"
 #include "convert/SourceDuration.h"
-#include "options/FormatOptions.h"
 #include "platform/ChildProcess.h"
 #include "platform/ToolChain.h"
 #include "process/ProgressMonitor.h"
