@@ -14,21 +14,17 @@
 #include "settings/Translations.h"
 #include "settings/UpdateCheck.h"
 
-#include <QCoreApplication>
 #include <QDate>
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QMap>
 #include <QSet>
-#include <QThread>
 
 namespace tonmill {
 
 namespace {
 
 const QString kCrLf = QStringLiteral("\r\n");
-constexpr int kFormWidthTwips = 10665;
-constexpr int kReadyPollMs = 10;
 // The read-outs follow the player at about the rate a screen shows.
 constexpr int kPlayerTimerMs = 15;
 
@@ -49,14 +45,6 @@ QString firstRunText()
 MessageRequest notice(const QString &text)
 {
     return {text, QString(), DialogButtons::Ok, DialogIcon::None};
-}
-
-void waitUntilReady(const cStdIO &runner)
-{
-    while (!runner.Ready()) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, kReadyPollMs);
-        QThread::msleep(kReadyPollMs);
-    }
 }
 
 } // namespace
@@ -223,15 +211,15 @@ void MainForm::probe(const CommandLine &line, const QString &imageName)
 
 bool MainForm::Form_QueryUnload()
 {
-    const bool running = m_busyDepth > 0 || !m_runner.Ready() || m_job.encoding();
+    // Every run of an encoder, the media tool or a batch happens inside a
+    // handler that marks itself busy.
+    const bool running = busy();
     if (running) {
         m_log.append(QStringLiteral(" -> Canceling program."));
         m_quitRequested = true;
         m_job.stop();
         if (batch.running)
             m_batch->abort();
-        if (!m_runner.Ready())
-            m_runner.Cancel();
         if (m_reader.processing())
             m_reader.CancelProcess();
     } else {
@@ -487,11 +475,7 @@ void MainForm::runBatch()
 
     batch.running = true;
     form.btnConvertEnabled = false;
-    form.btnAbortVisible = true;
-    form.btnExitEnabled = false;
-    form.mnuArquivoEnabled = false;
-    form.PB1Visible = true;
-    form.EncodingVisible = true;
+    form.showBusy();
     form.PB1Max = 1000;
     form.progress.PB1 = 0;
     connect(m_batch.get(), &BatchJob::itemChanged, this, [this](int index) {
@@ -517,12 +501,7 @@ void MainForm::runBatch()
                      .arg(counts.value(BatchItem::Status::Failed))
                      .arg(counts.value(BatchItem::Status::Skipped))
                      .arg(counts.value(BatchItem::Status::Aborted)));
-    form.btnConvertEnabled = true;
-    form.btnAbortVisible = false;
-    form.btnExitEnabled = true;
-    form.mnuArquivoEnabled = true;
-    form.PB1Visible = false;
-    form.EncodingVisible = false;
+    form.showIdle();
 }
 
 void MainForm::showBatchProgress()

@@ -26,6 +26,9 @@ class MediaPlayer;
 class ProcessRegistry;
 class UpdateCheck;
 
+// The main window's width in twips.
+constexpr int kFormWidthTwips = 10665;
+
 // What the main form asks of the window that shows it.
 class MainFormView {
 public:

@@ -25,9 +25,6 @@ namespace tonmill {
 
 namespace {
 
-// The window's height with the log shown, at which the log panel lies fully
-// in view; a shorter window hides it below its bottom edge.
-constexpr int kFullHeightTwips = 9190;
 constexpr int kVolumeMaxPercent = 200;
 
 void showText(QLineEdit *edit, const QString &text)
@@ -130,7 +127,7 @@ MainWindow::MainWindow(MainForm &form, ActivityLog &log, QWidget *parent)
 
     showLog(log.text(), log.text().size());
     connect(&log, &ActivityLog::changed, this, &MainWindow::showLog);
-    resize(twipsToPixels(10665, dpi()), twipsToPixels(7530, dpi()));
+    resize(twipsToPixels(kFormWidthTwips, dpi()), twipsToPixels(mainWindowHeightTwips(false, false), dpi()));
     render();
 }
 
@@ -521,8 +518,7 @@ void MainWindow::setHeightTwips(int twips)
 
 void MainWindow::relabel()
 {
-    ApplyLanguage(this, m_main.languageFile());
-    m_language = languageDisplayName(m_main.languageFile());
+    m_language = ApplyLanguage(this, m_main.languageFile());
     m_ui->lstBatch->setHeaderLabels({ownText("Main", "lstBatch.File", m_language),
                                      ownText("Main", "lstBatch.Status", m_language),
                                      ownText("Main", "lstBatch.Output", m_language)});
@@ -533,6 +529,9 @@ void MainWindow::showSetup()
 {
     SetupDialog setup(m_main.folder(), m_main.dialogs(), m_main.updates(), &m_main, this);
     setup.exec();
+    // A flag clicked in Setup relabels the windows' captions; the texts this
+    // window sets itself follow here.
+    relabel();
 }
 
 void MainWindow::showAbout()
@@ -587,7 +586,7 @@ void MainWindow::layOutContent()
     // The content is laid out for the window with its log shown; a shorter
     // window shows its top part, the log lying below the bottom edge.
     QWidget *central = centralWidget();
-    const int full = twipsToPixels(kFullHeightTwips, dpi()) - menuBar()->height();
+    const int full = twipsToPixels(mainWindowHeightTwips(false, true), dpi()) - menuBar()->height();
     m_ui->frmMain->setGeometry(0, 0, central->width(), std::max(central->height(), full));
 }
 

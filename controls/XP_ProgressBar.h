@@ -17,7 +17,12 @@ public:
     }
 
     // A length of 0 seconds (unknown) still gives a bar that can be set.
-    void setMax(int max) { setMaximum(qMax(1, max)); }
+    void setMax(int max)
+    {
+        const int shown = qMax(1, max);
+        if (maximum() != shown)
+            setMaximum(shown);
+    }
 };
 
 } // namespace tonmill

@@ -9,6 +9,8 @@ ccXPButton::ccXPButton(QWidget *parent)
 
 void ccXPButton::setBackColor(const QColor &color)
 {
+    if (color == m_backColor)
+        return;
     m_backColor = color;
     QPalette face = QPalette();
     if (color.isValid()) {

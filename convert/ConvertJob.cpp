@@ -16,12 +16,10 @@
 #include "process/cStdIO.h"
 #include "settings/INIManager.h"
 
-#include <QCoreApplication>
 #include <QDateTime>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
-#include <QThread>
 
 #include <cstring>
 #include <sys/stat.h>
@@ -35,7 +33,6 @@ const QString kSeparator = QString(142, QLatin1Char('-'));
 // The progress tick was made for the system timer's granularity, about 15 ms,
 // which is also as often as a screen shows anything new.
 constexpr int kTimer3IntervalMs = 15;
-constexpr int kReadyPollMs = 10;
 // How much of what an encoder prints the job keeps, for its last lines.
 constexpr qsizetype kEncoderTailSize = 4096;
 constexpr int kFailureLines = 5;
@@ -174,13 +171,8 @@ void ConvertJob::message(const QString &text)
 
 void ConvertJob::applyIdleControls()
 {
-    m_form.PB1Visible = false;
-    m_form.btnConvertEnabled = true;
-    m_form.btnAbortVisible = false;
-    m_form.EncodingVisible = false;
+    m_form.showIdle();
     setTimer3(false);
-    m_form.btnExitEnabled = true;
-    m_form.mnuArquivoEnabled = true;
 }
 
 void ConvertJob::setTimer3(bool enabled)
@@ -280,11 +272,7 @@ void ConvertJob::btnConvert_Click()
 
 void ConvertJob::showBusy()
 {
-    m_form.EncodingVisible = true;
-    m_form.PB1Visible = true;
-    m_form.btnAbortVisible = true;
-    m_form.btnExitEnabled = false;
-    m_form.mnuArquivoEnabled = false;
+    m_form.showBusy();
 }
 
 bool ConvertJob::outputMayBeWritten(const QString &output)
@@ -335,10 +323,7 @@ ConvertJob::Step ConvertJob::encode(EncoderInputs &inputs)
 
     if (!ac3)
         setTimer3(true);
-    while (!m_runner.Ready()) {
-        QCoreApplication::processEvents();
-        QThread::msleep(kReadyPollMs);
-    }
+    waitUntilReady(m_runner);
     CommandLine line = encoderCommandLine(inputs, m_options, m_folder);
     if (line.isEmpty()) {
         m_result.failure = QStringLiteral("no encoder line can be made of these options");

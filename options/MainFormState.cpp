@@ -11,4 +11,23 @@ void MainFormState::fillFormatList()
     visibleFrame = formatFrame(cmbFormat.text);
 }
 
+void MainFormState::showBusy()
+{
+    EncodingVisible = true;
+    PB1Visible = true;
+    btnAbortVisible = true;
+    btnExitEnabled = false;
+    mnuArquivoEnabled = false;
+}
+
+void MainFormState::showIdle()
+{
+    PB1Visible = false;
+    btnConvertEnabled = true;
+    btnAbortVisible = false;
+    EncodingVisible = false;
+    btnExitEnabled = true;
+    mnuArquivoEnabled = true;
+}
+
 } // namespace tonmill

@@ -66,6 +66,11 @@ struct MainFormState {
 
     // Fills the format list and shows "MP3" with its frame.
     void fillFormatList();
+    // A job runs: its progress shows, Abort can be pressed, and what would
+    // leave or start another job waits.
+    void showBusy();
+    // The window ready for the next job.
+    void showIdle();
 };
 
 } // namespace tonmill

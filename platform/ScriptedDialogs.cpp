@@ -31,26 +31,26 @@ DialogAnswer ScriptedDialogs::message(const MessageRequest &request)
     return request.buttons == DialogButtons::YesNo ? DialogAnswer::No : DialogAnswer::Ok;
 }
 
-QString ScriptedDialogs::fileName(const FileRequest &request)
+template <typename Answer>
+Answer ScriptedDialogs::fileAnswer(const FileRequest &request, Answer whenUnexpected)
 {
     m_files.append(request);
-    if (!m_queue.isEmpty() && std::holds_alternative<QString>(m_queue.first()))
-        return std::get<QString>(m_queue.takeFirst());
+    if (!m_queue.isEmpty() && std::holds_alternative<Answer>(m_queue.first()))
+        return std::get<Answer>(m_queue.takeFirst());
     const QString description = QStringLiteral("unexpected file dialog: ") + request.title;
     m_unexpected.append(description);
     onUnexpected(description);
-    return request.fileName;
+    return whenUnexpected;
+}
+
+QString ScriptedDialogs::fileName(const FileRequest &request)
+{
+    return fileAnswer<QString>(request, request.fileName);
 }
 
 QStringList ScriptedDialogs::fileNames(const FileRequest &request)
 {
-    m_files.append(request);
-    if (!m_queue.isEmpty() && std::holds_alternative<QStringList>(m_queue.first()))
-        return std::get<QStringList>(m_queue.takeFirst());
-    const QString description = QStringLiteral("unexpected file dialog: ") + request.title;
-    m_unexpected.append(description);
-    onUnexpected(description);
-    return {};
+    return fileAnswer<QStringList>(request, {});
 }
 
 } // namespace tonmill

@@ -36,6 +36,10 @@ protected:
     virtual void onUnexpected(const QString &description) {}
 
 private:
+    // The prepared answer of the dialog's kind, or the unexpected prompt's.
+    template <typename Answer>
+    Answer fileAnswer(const FileRequest &request, Answer whenUnexpected);
+
     using Prepared = std::variant<DialogAnswer, QString, QStringList>;
     QList<Prepared> m_queue;
     QList<MessageRequest> m_messages;

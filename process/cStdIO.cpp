@@ -6,6 +6,7 @@
 #include "process/cKillProcess.h"
 
 #include <QCoreApplication>
+#include <QThread>
 #include <QProcess>
 
 #include <utility>
@@ -173,6 +174,14 @@ QString cStdIO::ExecuteCommand(const CommandLine &commandLine)
             Q_EMIT CancelFail();
     }
     return output;
+}
+
+void waitUntilReady(const cStdIO &runner)
+{
+    while (!runner.Ready()) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, kIdleWaitMs);
+        QThread::msleep(kIdleWaitMs);
+    }
 }
 
 } // namespace tonmill

@@ -87,4 +87,7 @@ private:
     QString m_launchFailure;
 };
 
+// Waits, with the window running on, until the runner's run has ended.
+void waitUntilReady(const cStdIO &runner);
+
 } // namespace tonmill

@@ -32,10 +32,10 @@ void setCaption(QObject *control, const QString &text)
     }
 }
 
-void apply(QWidget *root, const QString &file, bool relabelOnly)
+QString apply(QWidget *root, const QString &file, bool relabelOnly)
 {
     if (!root)
-        return;
+        return {};
     LanguageLines lines;
     lines.LoadLanguageLines(file);
     for (const LanguageCaption &caption : languageCaptions()) {
@@ -65,13 +65,14 @@ void apply(QWidget *root, const QString &file, bool relabelOnly)
         else if (QObject *target = form->findChild<QObject *>(QString::fromLatin1(caption.control)))
             setCaption(target, text);
     }
+    return displayName;
 }
 
 } // namespace
 
-void ApplyLanguage(QWidget *root, const QString &file)
+QString ApplyLanguage(QWidget *root, const QString &file)
 {
-    apply(root, file, true);
+    return apply(root, file, true);
 }
 
 void ApplyFormLanguage(QWidget *form, const QString &file)

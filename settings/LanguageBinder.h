@@ -13,8 +13,9 @@ namespace tonmill {
 // passed over.
 
 // The relabelling after the language file is written: the rows marked for it,
-// for root and every window under it.
-void ApplyLanguage(QWidget *root, const QString &file);
+// for root and every window under it. Returns the display name of the
+// file's language ("Deutsch"), for texts that a window sets itself.
+QString ApplyLanguage(QWidget *root, const QString &file);
 
 // A window's own captions, read when it loads: all rows of the window whose
 // objectName the form carries.

@@ -1,7 +1,6 @@
 #include "settings/OwnCaptions.h"
 
 #include "settings/BuiltInLanguages.h"
-#include "settings/LanguageLines.h"
 
 namespace tonmill {
 
@@ -84,10 +83,6 @@ QString ownCaptionText(const OwnCaption &caption, const QString &displayName)
     return QString::fromUtf8(caption.texts[size_t(index >= 0 && size_t(index) < caption.texts.size() ? index : 0)]);
 }
 
-} // namespace tonmill
-
-namespace tonmill {
-
 QString ownText(const char *form, const char *control, const QString &displayName)
 {
     for (const OwnCaption &caption : ownCaptions()) {
@@ -95,13 +90,6 @@ QString ownText(const char *form, const char *control, const QString &displayNam
             return ownCaptionText(caption, displayName);
     }
     return {};
-}
-
-QString languageDisplayName(const QString &file)
-{
-    LanguageLines lines;
-    lines.LoadLanguageLines(file);
-    return lines.count() > 0 ? lines.at(1).trimmed() : QString();
 }
 
 } // namespace tonmill

@@ -27,10 +27,6 @@ std::span<const OwnCaption> ownCaptions();
 // window sets itself, such as a list's column headers.
 QString ownText(const char *form, const char *control, const QString &displayName);
 
-// The display name that opens the language file ("Deutsch"); empty when the
-// file is missing or empty.
-QString languageDisplayName(const QString &file);
-
 // The caption in the language whose display name (the language file's first
 // line) is given; English for any other name.
 QString ownCaptionText(const OwnCaption &caption, const QString &displayName);

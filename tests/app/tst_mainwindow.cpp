@@ -7,13 +7,13 @@
 #include "app/MainWindowTitle.h"
 #include "platform/AppVersion.h"
 #include "settings/BuiltInLanguages.h"
-#include "settings/INIManager.h"
 #include "settings/LanguageCaptions.h"
 #include "settings/LanguageLines.h"
 #include "settings/OwnCaptions.h"
 #include "settings/Translations.h"
 #include "support/TestDialogs.h"
 #include "support/TestFiles.h"
+#include "support/TestHome.h"
 #include "support/TestPaths.h"
 #include "support/TestProcesses.h"
 
@@ -38,6 +38,8 @@
 #include <QTest>
 #include <QTextEdit>
 #include <QTimer>
+
+#include <functional>
 #include <QTreeWidget>
 
 using namespace tonmill;
@@ -52,41 +54,8 @@ bool run(const QString &program, const QStringList &arguments)
     return p.waitForFinished(120000) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
 }
 
-bool makeTone(const QString &path, int seconds, int channels)
-{
-    return run(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
-                                       QStringLiteral("-c"), QString::number(channels), QStringLiteral("-b"),
-                                       QStringLiteral("16"), path, QStringLiteral("synth"), QString::number(seconds),
-                                       QStringLiteral("sine"), QStringLiteral("440")});
-}
-
-// A temporary application folder with the build's tools.
-struct Home {
-    QTemporaryDir dir;
-    QString app = dir.filePath(QStringLiteral("app"));
-    AppFolder folder{app};
-
-    Home()
-    {
-        QDir().mkpath(app);
-        QFile::link(test::builtAppDir() + QStringLiteral("/Tools"), app + QStringLiteral("/Tools"));
-    }
-    QString path(const QString &name) const { return dir.filePath(name); }
-    QString settings() const { return folder.file(QStringLiteral("Tonmill.ini")); }
-    QString setting(const char *section, const char *key) const
-    {
-        return ReadIniValue(QLatin1String(section), QLatin1String(key), settings());
-    }
-    // The settings of an earlier run of this version.
-    void settled() const
-    {
-        for (const auto &[key, value] : {std::pair{"Version", versionStamp()}, {"Interface", versionStamp()},
-                                         {"ChkUpdates", QStringLiteral("0")}, {"Vista", QStringLiteral("0")},
-                                         {"Language", QStringLiteral("English")},
-                                         {"FFMPEG", QStringLiteral("/usr/bin/ffmpeg")}})
-            WriteIniValue(QStringLiteral("General"), QLatin1String(key), value, settings());
-    }
-};
+using test::makeTone;
+using Home = test::AppHome;
 
 template <typename T>
 T *control(QWidget &window, const char *name)
@@ -95,6 +64,20 @@ T *control(QWidget &window, const char *name)
     if (!found)
         QTest::qFail(qPrintable(QStringLiteral("no control %1").arg(QLatin1String(name))), __FILE__, __LINE__);
     return found;
+}
+
+// Acts on the modal window of the given name once it shows: the test's hand
+// on a dialog that the window runs in its own event loop.
+void onModal(QTimer &watch, const char *name, std::function<void(QWidget &)> act)
+{
+    QObject::connect(&watch, &QTimer::timeout, &watch, [&watch, name, act = std::move(act)] {
+        QWidget *modal = QApplication::activeModalWidget();
+        if (!modal || modal->objectName() != QLatin1String(name))
+            return;
+        watch.stop();
+        act(*modal);
+    });
+    watch.start(20);
 }
 
 // The log's lines without their times.
@@ -145,18 +128,13 @@ void TestMainWindow::firstStartThenNormalStart()
         // The first start ends in the Setup dialog, shown modally over the window.
         QString setupTitle;
         QTimer setupWatch;
-        connect(&setupWatch, &QTimer::timeout, [&] {
-            QWidget *modal = QApplication::activeModalWidget();
-            if (!modal || modal->objectName() != QLatin1String("Setup"))
-                return;
-            setupWatch.stop();
-            setupTitle = modal->windowTitle();
-            auto *path = control<QLineEdit>(*modal, "ffmpegPath");
+        onModal(setupWatch, "Setup", [&](QWidget &modal) {
+            setupTitle = modal.windowTitle();
+            auto *path = control<QLineEdit>(modal, "ffmpegPath");
             path->clear();
             QTest::keyClicks(path, QStringLiteral("/usr/bin/ffmpeg"));
-            QTest::mouseClick(control<QPushButton>(*modal, "btnOk"), Qt::LeftButton);
+            QTest::mouseClick(control<QPushButton>(modal, "btnOk"), Qt::LeftButton);
         });
-        setupWatch.start(20);
         program.start();
         QTRY_VERIFY_WITH_TIMEOUT(startedUp(program.log(), 2), 30000);
 
@@ -258,15 +236,10 @@ void TestMainWindow::openAdviseConvertAbortClose()
     // File Info shows the report in its own window.
     QString info;
     QTimer infoWatch;
-    connect(&infoWatch, &QTimer::timeout, [&] {
-        QWidget *modal = QApplication::activeModalWidget();
-        if (!modal || modal->objectName() != QLatin1String("Dialog"))
-            return;
-        infoWatch.stop();
-        info = modal->windowTitle() + QLatin1Char('\n') + control<QPlainTextEdit>(*modal, "txtInfo")->toPlainText();
-        QTest::mouseClick(control<QPushButton>(*modal, "btnExit"), Qt::LeftButton);
+    onModal(infoWatch, "Dialog", [&](QWidget &modal) {
+        info = modal.windowTitle() + QLatin1Char('\n') + control<QPlainTextEdit>(modal, "txtInfo")->toPlainText();
+        QTest::mouseClick(control<QPushButton>(modal, "btnExit"), Qt::LeftButton);
     });
-    infoWatch.start(20);
     QTest::mouseClick(control<QPushButton>(window, "btnInfo"), Qt::LeftButton);
     QVERIFY(info.startsWith(QStringLiteral("File Information\n+++++++++++\n + General +\n")));
     QVERIFY(info.contains(QStringLiteral("Title = Morning Song")));

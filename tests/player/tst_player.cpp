@@ -9,10 +9,8 @@
 #include "player/SegmentMarks.h"
 #include "options/MainFormState.h"
 #include "options/OptionState.h"
-#include "platform/AppVersion.h"
-#include "settings/INIManager.h"
 #include "support/TestDialogs.h"
-#include "support/TestPaths.h"
+#include "support/TestHome.h"
 
 #include <QAction>
 #include <QApplication>
@@ -38,34 +36,31 @@ bool withSound()
     return qEnvironmentVariableIsEmpty("TONMILL_TEST_NO_SOUND");
 }
 
-bool makeTone(const QString &path, int seconds)
-{
-    QProcess sox;
-    sox.start(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
-                                      QStringLiteral("-c"), QStringLiteral("2"), QStringLiteral("-b"),
-                                      QStringLiteral("16"), path, QStringLiteral("synth"), QString::number(seconds),
-                                      QStringLiteral("sine"), QStringLiteral("440")});
-    return sox.waitForFinished(60000) && sox.exitCode() == 0;
-}
-
 // An application folder with the build's tools and the settings of an
 // earlier run.
-struct Home {
-    QTemporaryDir dir;
-    QString app = dir.filePath(QStringLiteral("app"));
-    AppFolder folder{app};
+struct Home : test::AppHome {
+    Home() { settled(); }
+};
 
-    Home()
+using test::makeTone;
+
+// The whole program on a home, its window shown and its start-up begun.
+struct Started {
+    test::TestDialogs dialogs;
+    MainProgram program;
+    MainWindow &window = program.window();
+
+    explicit Started(const Home &home)
+        : program(home.folder, dialogs)
     {
-        QDir().mkpath(app);
-        QFile::link(test::builtAppDir() + QStringLiteral("/Tools"), app + QStringLiteral("/Tools"));
-        for (const auto &[key, value] : {std::pair{"Version", versionStamp()}, {"Interface", versionStamp()},
-                                         {"ChkUpdates", QStringLiteral("0")}, {"Vista", QStringLiteral("0")},
-                                         {"Language", QStringLiteral("English")},
-                                         {"FFMPEG", QStringLiteral("/usr/bin/ffmpeg")}})
-            WriteIniValue(QStringLiteral("General"), QLatin1String(key), value, folder.file(QStringLiteral("Tonmill.ini")));
+        program.start();
     }
-    QString path(const QString &name) const { return dir.filePath(name); }
+    // The start-up has run to its end, probes included.
+    bool done()
+    {
+        return !program.form().busy()
+               && program.log().text().contains(QStringLiteral(" -> Startup routines successfully loaded."));
+    }
 };
 
 bool near(double actual, double expected, double within = 0.15)
@@ -261,11 +256,10 @@ void TestPlayer::equalizerDocksWhileTimer3Runs()
     Home home;
     const QString tone = home.path(QStringLiteral("tone.wav"));
     QVERIFY(makeTone(tone, 3));
-    test::TestDialogs dialogs;
-    MainProgram program(home.folder, dialogs);
-    MainWindow &window = program.window();
-    program.start();
-    QTRY_VERIFY_WITH_TIMEOUT(!program.form().busy() && program.log().text().contains(QStringLiteral("successfully loaded")), 30000);
+    Started started(home);
+    QTRY_VERIFY_WITH_TIMEOUT(started.done(), 30000);
+    MainProgram &program = started.program;
+    MainWindow &window = started.window;
 
     window.findChild<QAction *>(QStringLiteral("mnuEqualizer"))->trigger();
     auto *equalizer = window.findChild<EqualizerWindow *>(QStringLiteral("Equalizer"));
@@ -303,11 +297,10 @@ void TestPlayer::windowWithoutSound()
     Home home;
     const QString tone = home.path(QStringLiteral("tone.wav"));
     QVERIFY(makeTone(tone, 3));
-    test::TestDialogs dialogs;
-    MainProgram program(home.folder, dialogs);
-    MainWindow &window = program.window();
-    program.start();
-    QTRY_VERIFY_WITH_TIMEOUT(!program.form().busy() && program.log().text().contains(QStringLiteral("successfully loaded")), 30000);
+    Started started(home);
+    QTRY_VERIFY_WITH_TIMEOUT(started.done(), 30000);
+    MainProgram &program = started.program;
+    MainWindow &window = started.window;
     QVERIFY(program.log().text().contains(
         QStringLiteral(" -> Preview player unavailable: no sound output device was found\r\n")));
     QVERIFY(!window.findChild<QWidget *>(QStringLiteral("fraPlayer"))->isEnabled());

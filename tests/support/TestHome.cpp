@@ -1,0 +1,44 @@
+#include "support/TestHome.h"
+
+#include "platform/AppVersion.h"
+#include "settings/INIManager.h"
+#include "support/TestPaths.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+
+namespace tonmill::test {
+
+bool makeTone(const QString &path, int seconds, int channels)
+{
+    QProcess sox;
+    sox.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    sox.start(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
+                                      QStringLiteral("-c"), QString::number(channels), QStringLiteral("-b"),
+                                      QStringLiteral("16"), path, QStringLiteral("synth"), QString::number(seconds),
+                                      QStringLiteral("sine"), QStringLiteral("440")});
+    return sox.waitForFinished(120000) && sox.exitStatus() == QProcess::NormalExit && sox.exitCode() == 0;
+}
+
+AppHome::AppHome()
+{
+    QDir().mkpath(app);
+    QFile::link(builtAppDir() + QStringLiteral("/Tools"), app + QStringLiteral("/Tools"));
+}
+
+QString AppHome::setting(const char *section, const char *key) const
+{
+    return ReadIniValue(QLatin1String(section), QLatin1String(key), settings());
+}
+
+void AppHome::settled() const
+{
+    for (const auto &[key, value] : {std::pair{"Version", versionStamp()}, {"Interface", versionStamp()},
+                                     {"ChkUpdates", QStringLiteral("0")}, {"Vista", QStringLiteral("0")},
+                                     {"Language", QStringLiteral("English")},
+                                     {"FFMPEG", QStringLiteral("/usr/bin/ffmpeg")}})
+        WriteIniValue(QStringLiteral("General"), QLatin1String(key), value, settings());
+}
+
+} // namespace tonmill::test

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "platform/AppFolder.h"
+
+#include <QString>
+#include <QTemporaryDir>
+
+namespace tonmill::test {
+
+// A sine tone of 16-bit WAV made by sox; false when sox fails.
+bool makeTone(const QString &path, int seconds, int channels = 2);
+
+// A temporary application folder ("app" in a temporary folder) with the
+// build's tools, and room beside it for sources.
+struct AppHome {
+    QTemporaryDir dir;
+    QString app = dir.filePath(QStringLiteral("app"));
+    AppFolder folder{app};
+
+    AppHome();
+    QString path(const QString &name) const { return dir.filePath(name); }
+    QString settings() const { return folder.file(QStringLiteral("Tonmill.ini")); }
+    QString setting(const char *section, const char *key) const;
+    // The settings of an earlier run of this version: no first-start questions.
+    void settled() const;
+};
+
+} // namespace tonmill::test
