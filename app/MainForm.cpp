@@ -192,12 +192,12 @@ void MainForm::Form_Load()
     // Starting each tool once shows that it runs; ending it by name then also
     // ends any of its kind that an earlier run of the program left behind.
     const QString ffmpeg = settings.ffmpegPath();
-    probe({QLatin1Char('"') + ffmpeg + QLatin1Char('"'), ffmpeg, {}, QStringLiteral("ffmpeg")},
+    probe({QLatin1Char('"') + ffmpeg + QLatin1Char('"'), ffmpeg, {}, QStringLiteral("ffmpeg"), {}},
           QStringLiteral("FFMPEG.exe"));
     if (m_quitRequested)
         return;
     const QString script = m_folder.file(QStringLiteral("\\tools\\WMCmd.vbs"));
-    probe({QStringLiteral("Cscript.exe \"") + script, QStringLiteral("Cscript.exe"), {script}, QStringLiteral("Cscript")},
+    probe({QStringLiteral("Cscript.exe \"") + script, QStringLiteral("Cscript.exe"), {script}, QStringLiteral("Cscript"), {}},
           QStringLiteral("Cscript.exe"));
 }
 

@@ -131,7 +131,7 @@ int main(int argc, char **argv)
             direct.push_back(childEnd(endFile) - t0);
             viaCat.push_back(throughCatMs(self, args, endFile));
 
-            tonmill::CommandLine line{self, self, args, QStringLiteral("bench")};
+            tonmill::CommandLine line{self, self, args, QStringLiteral("bench"), {}};
             long long received = 0;
             auto c = QObject::connect(&runner, &tonmill::cStdIO::GotData,
                                       [&](const QString &d) { received += d.size(); });

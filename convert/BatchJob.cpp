@@ -4,6 +4,7 @@
 #include "convert/CommandLines.h"
 #include "convert/ConvertJob.h"
 #include "convert/SourceDuration.h"
+#include "media/SourceFacts.h"
 #include "platform/ChildProcess.h"
 #include "platform/ToolChain.h"
 #include "process/ProgressMonitor.h"
@@ -96,13 +97,15 @@ ItemEnd convertOne(const AppFolder &folder, const BatchSettings &s, const QStrin
     const CommandLine line = encoderCommandLine(inputs, s.options, folder);
     if (line.isEmpty())
         return {Status::Failed, QStringLiteral("no encoder line can be made of these options")};
-    const CommandLine routed = throughStandIns(line, folder);
+    CommandLine routed = throughStandIns(line, folder);
+    if (const QString facts = sourceFactsEntry(source, length.stream); !facts.isEmpty())
+        routed.environment << facts;
 
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
     process.setStandardInputFile(QProcess::nullDevice());
     makeChildDieWithParent(process);
-    process.start(routed.program, routed.arguments);
+    startCommandLine(process, routed);
     if (!process.waitForStarted(-1))
         return {Status::Failed, cannotStart(routed.program, process.errorString())};
     QString tail;

@@ -3,6 +3,7 @@
 #include "app/ActivityLog.h"
 #include "convert/AVSScripts.h"
 #include "convert/CommandLines.h"
+#include "media/SourceFacts.h"
 #include "media/modID3Tags.h"
 #include "options/FormatOptions.h"
 #include "options/MainFormState.h"
@@ -222,6 +223,7 @@ void ConvertJob::btnConvert_Click()
     m_form.btnConvertEnabled = false;
     const SourceLength length = m_duration ? m_duration(m_form.txtPath) : SourceLength{};
     m_sourceSeconds = length.seconds;
+    m_sourceFacts = sourceFactsEntry(m_form.txtPath, length.stream);
     m_form.PB1Max = qRound(m_sourceSeconds);
     m_form.progress.PB1 = 0;
 
@@ -468,6 +470,14 @@ void ConvertJob::logOptionLines()
     }
 }
 
+CommandLine ConvertJob::routed(const CommandLine &line) const
+{
+    CommandLine routedLine = throughStandIns(line, m_folder);
+    if (!m_sourceFacts.isEmpty())
+        routedLine.environment << m_sourceFacts;
+    return routedLine;
+}
+
 EncoderEnd ConvertJob::runPiped(const CommandLine &line)
 {
     EncoderEnd end;
@@ -477,8 +487,8 @@ EncoderEnd ConvertJob::runPiped(const CommandLine &line)
         connect(&m_runner, &cStdIO::CancelSuccess, this, [&end] { end.stopped = true; }),
         connect(&m_runner, &cStdIO::CancelFail, this, [&end] { end.stopped = true; }),
     };
-    const CommandLine routed = throughStandIns(line, m_folder);
-    m_runner.setCommandLine(routed);
+    const CommandLine routedLine = routed(line);
+    m_runner.setCommandLine(routedLine);
     if (!refusal)
         m_runner.ExecuteCommand();
     for (const QMetaObject::Connection &c : watch)
@@ -487,7 +497,7 @@ EncoderEnd ConvertJob::runPiped(const CommandLine &line)
         end.launchFailed = true;
         end.launchFailure = *refusal == cStdIO::CreateProcessFailed && !m_runner.launchFailure().isEmpty()
                                 ? m_runner.launchFailure()
-                                : cannotStart(routed.program);
+                                : cannotStart(routedLine.program);
         return end;
     }
     end.exitCode = m_runner.exitCode();
@@ -498,7 +508,7 @@ EncoderEnd ConvertJob::runPiped(const CommandLine &line)
 EncoderEnd ConvertJob::runScriptHost(const CommandLine &line)
 {
     m_scriptHostRunning = true;
-    const ScriptHostEnd run = ScriptHostRun(m_registry, throughStandIns(line, m_folder),
+    const ScriptHostEnd run = ScriptHostRun(m_registry, routed(line),
                                             [this](const QString &chunk) { onEncoderOutput(chunk); });
     m_scriptHostRunning = false;
     EncoderEnd end;

@@ -128,6 +128,8 @@ private:
     void failurePath();
     void Timer3_Timer();
     void setTimer3(bool enabled);
+    // The line as it runs: through the stand-ins, with the source's facts.
+    CommandLine routed(const CommandLine &line) const;
 
     AppFolder m_folder;
     Dialogs &m_dialogs;
@@ -138,6 +140,9 @@ private:
     MainFormState &m_form;
     DurationProbe m_duration;
     double m_sourceSeconds = 0;
+    // The source's stream facts as an environment entry for the encoder's
+    // helpers, so that they do not measure the source again.
+    QString m_sourceFacts;
     QTimer m_timer3;
     bool m_scriptHostRunning = false;
     bool m_abortRequested = false;

@@ -81,13 +81,37 @@ SourceLength unreadable(const QString &why)
     return length;
 }
 
-std::optional<double> plainWavSeconds(const QString &source)
+std::optional<AudioStreamInfo> plainWav(const QString &source)
 {
     QFile file(source);
     if (!file.open(QIODevice::ReadOnly))
         return std::nullopt;
-    const std::optional<AudioStreamInfo> info = readWavHeader(file.read(kWavHeadBytes), file.size());
-    return info ? std::optional<double>(info->durationSeconds) : std::nullopt;
+    return readWavHeader(file.read(kWavHeadBytes), file.size());
+}
+
+// Calls `take` with each trimmed line of ffprobe's output, read in place.
+template <typename Take>
+void forEachLine(QByteArrayView output, Take take)
+{
+    while (!output.isEmpty()) {
+        const qsizetype lineEnd = output.indexOf('\n');
+        take(output.first(lineEnd < 0 ? output.size() : lineEnd).trimmed());
+        output = lineEnd < 0 ? QByteArrayView() : output.sliced(lineEnd + 1);
+    }
+}
+
+// The value of a line's "key=value" field, fields being separated by commas;
+// null when the line has no such field.
+QByteArrayView entryOf(QByteArrayView line, QByteArrayView key)
+{
+    while (!line.isNull()) {
+        const qsizetype comma = line.indexOf(',');
+        const QByteArrayView field = comma < 0 ? line : line.first(comma);
+        if (field.size() > key.size() && field.startsWith(key) && field[key.size()] == '=')
+            return field.sliced(key.size() + 1);
+        line = comma < 0 ? QByteArrayView() : line.sliced(comma + 1);
+    }
+    return {};
 }
 
 } // namespace
@@ -113,25 +137,18 @@ std::optional<double> SourceDuration::lengthFromPackets(QByteArrayView probeOutp
     std::optional<double> timeBase;
     qint64 first = std::numeric_limits<qint64>::max();
     qint64 end = std::numeric_limits<qint64>::min();
-    while (!probeOutput.isEmpty()) {
-        const qsizetype lineEnd = probeOutput.indexOf('\n');
-        const QByteArrayView line = probeOutput.first(lineEnd < 0 ? probeOutput.size() : lineEnd).trimmed();
-        probeOutput = lineEnd < 0 ? QByteArrayView() : probeOutput.sliced(lineEnd + 1);
+    forEachLine(probeOutput, [&](QByteArrayView line) {
         if (line.startsWith("packet,")) {
-            const QByteArrayView fields = line.sliced(7);
-            const qsizetype comma = fields.indexOf(',');
-            if (comma < 0)
-                continue;
             bool ptsOk = false;
             bool durationOk = false;
-            const qint64 pts = fields.first(comma).toLongLong(&ptsOk);
-            const qint64 duration = fields.sliced(comma + 1).toLongLong(&durationOk);
+            const qint64 pts = entryOf(line, "pts").toLongLong(&ptsOk);
+            const qint64 duration = entryOf(line, "duration").toLongLong(&durationOk);
             if (!ptsOk)
-                continue; // a packet without a time says nothing of the length
+                return; // a packet without a time says nothing of the length
             first = std::min(first, pts);
             end = std::max(end, pts + (durationOk && duration > 0 ? duration : 0));
         } else if (line.startsWith("stream,")) {
-            const QByteArrayView ratio = line.sliced(7);
+            const QByteArrayView ratio = entryOf(line, "time_base");
             const qsizetype slash = ratio.indexOf('/');
             bool numOk = false;
             bool denOk = false;
@@ -140,7 +157,7 @@ std::optional<double> SourceDuration::lengthFromPackets(QByteArrayView probeOutp
             if (numOk && denOk && num > 0 && den > 0)
                 timeBase = num / den;
         }
-    }
+    });
     if (!timeBase || end == std::numeric_limits<qint64>::min())
         return std::nullopt;
     // Samples before time 0 (an encoder's priming) are dropped by the decoder;
@@ -149,15 +166,36 @@ std::optional<double> SourceDuration::lengthFromPackets(QByteArrayView probeOutp
     return std::isfinite(seconds) && seconds > 0 ? std::optional<double>(seconds) : std::nullopt;
 }
 
+AudioStreamInfo SourceDuration::streamFrom(QByteArrayView probeOutput)
+{
+    AudioStreamInfo stream;
+    QByteArrayView format;
+    forEachLine(probeOutput, [&](QByteArrayView line) {
+        if (line.startsWith("packet,"))
+            return;
+        if (const QByteArrayView channels = entryOf(line, "channels"); !channels.isNull())
+            stream.channels = channels.toInt();
+        if (const QByteArrayView rate = entryOf(line, "sample_rate"); !rate.isNull())
+            stream.sampleRate = rate.toInt();
+        if (const QByteArrayView type = entryOf(line, "sample_fmt"); !type.isNull())
+            format = type;
+    });
+    if (format.isEmpty())
+        stream.channels = 0;
+    stream.isFloat = format.startsWith("flt") || format.startsWith("dbl");
+    return stream;
+}
+
 SourceLength SourceDuration::operator()(const QString &source) const
 {
     const QString ffmpeg =
         ReadIniValue(QStringLiteral("General"), QStringLiteral("FFMPEG"), m_folder.file(QStringLiteral("\\Tonmill.ini")));
     if (source.endsWith(QLatin1String(".avs"), Qt::CaseInsensitive))
         return askInterpreter(source, ffmpeg);
-    if (const std::optional<double> seconds = plainWavSeconds(source)) {
+    if (const std::optional<AudioStreamInfo> wav = plainWav(source)) {
         SourceLength length;
-        length.seconds = *seconds;
+        length.seconds = wav->durationSeconds;
+        length.stream = *wav;
         return length;
     }
     return measurePackets(source, ffmpeg);
@@ -168,15 +206,14 @@ std::optional<double> SourceDuration::lengthFromFrameCount(QByteArrayView probeO
     QByteArrayView codec;
     double rate = 0;
     double frames = 0;
-    for (const QByteArray &line : probeOutput.toByteArray().split('\n')) {
-        const QByteArrayView entry = QByteArrayView(line).trimmed();
-        if (entry.startsWith("codec_name="))
-            codec = entry.sliced(11);
-        else if (entry.startsWith("sample_rate="))
-            rate = entry.sliced(12).toDouble();
-        else if (entry.startsWith("nb_read_packets="))
-            frames = entry.sliced(16).toDouble();
-    }
+    forEachLine(probeOutput, [&](QByteArrayView line) {
+        if (const QByteArrayView name = entryOf(line, "codec_name"); !name.isNull())
+            codec = name;
+        if (const QByteArrayView value = entryOf(line, "sample_rate"); !value.isNull())
+            rate = value.toDouble();
+        if (const QByteArrayView value = entryOf(line, "nb_read_packets"); !value.isNull())
+            frames = value.toDouble();
+    });
     // Samples per frame: MPEG-2 and 2.5 halve layer III's at the low rates.
     const double perFrame = codec == "mp1" ? 384 : codec == "mp2" ? 1152 : codec == "mp3" ? (rate >= 32000 ? 1152 : 576) : 0;
     if (perFrame == 0 || !(rate > 0) || !(frames > 0))
@@ -201,24 +238,29 @@ SourceLength SourceDuration::measurePackets(const QString &source, const QString
         return run->exitCode != 0 ? reasonFrom(run->err, input) : QString();
     };
     ToolRun run;
+    const auto measured = [&](double seconds) {
+        SourceLength length;
+        length.seconds = seconds;
+        length.stream = streamFrom(run.out);
+        length.stream.durationSeconds = seconds;
+        return length;
+    };
     // MPEG audio frames all hold as many samples: counting them costs half
     // of listing them. A name that promises MPEG audio may hold something else.
     static const QStringList kMpegAudio = {QStringLiteral("mp3"), QStringLiteral("mp2"), QStringLiteral("mpa"), QStringLiteral("mp1")};
     if (kMpegAudio.contains(QFileInfo(source).suffix().toLower())) {
         if (const QString why = ask({QStringLiteral("-count_packets"), QStringLiteral("-show_entries"),
-                                     QStringLiteral("stream=codec_name,sample_rate,nb_read_packets"), QStringLiteral("-of"),
-                                     QStringLiteral("default=nw=1")},
+                                     QStringLiteral("stream=codec_name,sample_rate,channels,sample_fmt,nb_read_packets"),
+                                     QStringLiteral("-of"), QStringLiteral("default=nw=1")},
                                     &run);
             !why.isEmpty())
             return unreadable(why);
-        if (const std::optional<double> seconds = lengthFromFrameCount(run.out)) {
-            SourceLength length;
-            length.seconds = *seconds;
-            return length;
-        }
+        if (const std::optional<double> seconds = lengthFromFrameCount(run.out))
+            return measured(*seconds);
     }
-    if (const QString why = ask({QStringLiteral("-show_entries"), QStringLiteral("stream=time_base:packet=pts,duration"),
-                                 QStringLiteral("-of"), QStringLiteral("csv")},
+    if (const QString why = ask({QStringLiteral("-show_entries"),
+                                 QStringLiteral("stream=time_base,channels,sample_rate,sample_fmt:packet=pts,duration"),
+                                 QStringLiteral("-of"), QStringLiteral("csv=nk=0")},
                                 &run);
         !why.isEmpty())
         return unreadable(why);
@@ -227,9 +269,7 @@ SourceLength SourceDuration::measurePackets(const QString &source, const QString
     const std::optional<double> seconds = lengthFromPackets(run.out);
     if (!seconds)
         return unreadable(QStringLiteral("no audio could be read from it"));
-    SourceLength length;
-    length.seconds = *seconds;
-    return length;
+    return measured(*seconds);
 }
 
 SourceLength SourceDuration::askInterpreter(const QString &script, const QString &ffmpeg) const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "media/WavHeader.h"
 #include "platform/AppFolder.h"
 
 #include <QByteArrayView>
@@ -15,6 +16,9 @@ struct SourceLength {
     // Why the source cannot be read as audio, in ffmpeg's words where it
     // gave some; empty when it can.
     QString error;
+    // The stream's channels, rate and sample type, learnt on the way; no
+    // channels when the source is a script or the measuring did not say.
+    AudioStreamInfo stream;
 
     bool ok() const { return error.isEmpty(); }
 };
@@ -26,7 +30,9 @@ struct SourceLength {
 // costs a small fraction of decoding them (MPEG audio, whose frames all hold
 // as many samples, by counting them). A plain WAV whose header matches
 // the file's size is read from its header; a script (.avs) is asked of the
-// script interpreter in Tools/. The measuring tools are the ffprobe beside
+// script interpreter in Tools/. The channels, rate and sample type come with
+// the same answer, for the helpers that would otherwise ask again. The
+// measuring tools are the ffprobe beside
 // the configured ffmpeg, else the one on the search path.
 class SourceDuration {
 public:
@@ -38,14 +44,19 @@ public:
     // when there is none.
     static QString ffprobeFor(const QString &ffmpegPath);
     // The seconds of sound that ffprobe's packet list spans, from its CSV
-    // output ("stream,TIME_BASE" and "packet,PTS,DURATION" lines): from the
-    // first sample the decoder keeps to the end of the last packet. Nothing
-    // when the list names no audio stream or holds no timed packet.
+    // output with keys ("stream,...,time_base=N/D" and
+    // "packet,pts=P,duration=D" lines): from the first sample the decoder
+    // keeps to the end of the last packet. Nothing when the list names no
+    // audio stream or holds no timed packet.
     static std::optional<double> lengthFromPackets(QByteArrayView probeOutput);
     // The seconds that ffprobe's count of MPEG audio frames makes, from its
-    // "codec_name=", "sample_rate=" and "nb_read_packets=" lines; nothing for
-    // another codec, whose frames may differ in length.
+    // "codec_name=", "sample_rate=" and "nb_read_packets=" entries; nothing
+    // for another codec, whose frames may differ in length.
     static std::optional<double> lengthFromFrameCount(QByteArrayView probeOutput);
+    // The channels, rate and sample type among ffprobe's "key=value" entries
+    // (one a line, or a line's comma-separated fields); no channels when it
+    // named no sample type, which is how it says there is no decoder.
+    static AudioStreamInfo streamFrom(QByteArrayView probeOutput);
 
 private:
     SourceLength measurePackets(const QString &source, const QString &ffmpeg) const;

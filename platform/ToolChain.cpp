@@ -38,7 +38,9 @@ QString lastLineOf(const QString &text)
 QString cannotStart(const QString &program, const QString &why)
 {
     const QString text = QStringLiteral("cannot start \"%1\"").arg(program);
-    return why.isEmpty() ? text : text + QStringLiteral(": ") + why;
+    // The system call that failed ("execvp: ", "execve: ") tells a user nothing.
+    static const QRegularExpression call(QStringLiteral("^exec[a-z]*: "));
+    return why.isEmpty() ? text : text + QStringLiteral(": ") + QString(why).remove(call);
 }
 
 QString launchFailureReason(const QString &program, const QString &outputTail)
@@ -78,7 +80,7 @@ ScriptHostEnd ScriptHostRun(ProcessRegistry &registry, const CommandLine &line,
     process.setProcessChannelMode(QProcess::MergedChannels);
     process.setStandardInputFile(QProcess::nullDevice());
     makeChildDieWithParent(process);
-    process.start(line.program, line.arguments);
+    startCommandLine(process, line);
     if (!process.waitForStarted(-1)) {
         end.launchFailure = cannotStart(line.program, process.errorString());
         return end;

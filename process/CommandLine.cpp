@@ -1,6 +1,8 @@
 #include "process/CommandLine.h"
 
 #include <QFileInfo>
+#include <QProcess>
+#include <QProcessEnvironment>
 
 namespace tonmill {
 
@@ -46,6 +48,20 @@ CommandLine CommandLineBuilder::build() const
         line.imageName = QFileInfo(line.program).fileName();
     }
     return line;
+}
+
+void startCommandLine(QProcess &process, const CommandLine &line)
+{
+    if (!line.environment.isEmpty()) {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        for (const QString &entry : line.environment) {
+            const qsizetype equals = entry.indexOf(QLatin1Char('='));
+            if (equals > 0)
+                environment.insert(entry.first(equals), entry.sliced(equals + 1));
+        }
+        process.setProcessEnvironment(environment);
+    }
+    process.start(line.program, line.arguments);
 }
 
 } // namespace tonmill

@@ -3,6 +3,8 @@
 #include <QString>
 #include <QStringList>
 
+class QProcess;
+
 namespace tonmill {
 
 // One command line with its two faces: the exact text the program builds,
@@ -16,6 +18,9 @@ struct CommandLine {
     // The name under which ending processes by name finds this run
     // ("ffmpeg", "QuEnc", "Cscript"); by default the program's file name.
     QString imageName;
+    // NAME=value pairs the program is started with besides this program's own
+    // environment: what the helpers need not find out again.
+    QStringList environment;
 
     bool isEmpty() const { return text.isEmpty() && program.isEmpty(); }
 };
@@ -43,5 +48,8 @@ private:
     QString m_word;
     bool m_inWord = false;
 };
+
+// Starts the line's program with its arguments and its environment.
+void startCommandLine(QProcess &process, const CommandLine &line);
 
 } // namespace tonmill

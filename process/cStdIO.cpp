@@ -118,7 +118,7 @@ QString cStdIO::ExecuteCommand(const CommandLine &commandLine)
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
     makeChildDieWithParent(process);
-    process.start(m_commandLine.program, m_commandLine.arguments);
+    startCommandLine(process, m_commandLine);
     if (!process.waitForStarted(-1)) {
         m_ready = true;
         m_launchFailure = cannotStart(m_commandLine.program, process.errorString());

@@ -454,7 +454,15 @@ void TestHeadless::signalsAbortTheEncode()
 
 void TestHeadless::batchOfMixedSources()
 {
+    // The ffprobe beside the configured ffmpeg notes what it is asked about.
     Home home;
+    const QString bin = home.path(QStringLiteral("bin"));
+    QDir().mkpath(bin);
+    QVERIFY(QFile::link(QStringLiteral("/usr/bin/ffmpeg"), bin + QStringLiteral("/ffmpeg")));
+    QVERIFY(writeFile(bin + QStringLiteral("/ffprobe"),
+                      "#!/bin/sh\nfor a; do last=$a; done\nprintf '%s\\n' \"$last\" >> \"$0.log\"\nexec /usr/bin/ffprobe \"$@\"\n"));
+    QVERIFY(QFile::setPermissions(bin + QStringLiteral("/ffprobe"), QFile::ReadOwner | QFile::ExeOwner));
+    QVERIFY(writeFile(home.app + QStringLiteral("/Tonmill.ini"), "[General]\r\nFFMPEG=" + bin.toUtf8() + "/ffmpeg\r\n"));
     const QString src = home.path(QStringLiteral("src"));
     QDir().mkpath(src + QStringLiteral("/sub"));
     const auto tone = [&](const QString &name, const QStringList &codec) {
@@ -497,6 +505,13 @@ void TestHeadless::batchOfMixedSources()
              outputs.size());
     QVERIFY(QDir(home.tmp()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).isEmpty());
     QVERIFY(test::noProcessMentions(home.dir.path()));
+    // Each source is measured once, a plain WAV from its header alone.
+    const QString probes = QString::fromUtf8(readAll(bin + QStringLiteral("/ffprobe.log")));
+    for (const auto &[name, times] : QList<std::pair<QString, int>>{{QStringLiteral("a.wav"), 0},
+                                                                    {QStringLiteral("b.mp3"), 1},
+                                                                    {QStringLiteral("c.flac"), 1},
+                                                                    {QStringLiteral("sub/song.mp3"), 1}})
+        QVERIFY2(probes.count(QStringLiteral("file:%1/%2\n").arg(src, name)) == times, qPrintable(name + QLatin1Char('\n') + probes));
 
     // Again: the outputs exist and are kept untouched.
     r = home.convert(arguments);

@@ -363,7 +363,7 @@ void TestConvertJob::errorPathLogsAndShowsLaunchFailure()
         QCOMPARE(f.dialogs.messages().last().buttons, DialogButtons::Ok);
         const QStringList lines = logLines(f.log);
         QVERIFY(lines[lines.size() - 4].endsWith(QStringLiteral(" -> Error #406: CreateProcess failed.")));
-        QVERIFY2(lines[lines.size() - 3].endsWith(QStringLiteral(" -> Error: cannot start \"") + f.app + QStringLiteral("/Tools/tonmill-run\": execvp: No such file or directory")),
+        QVERIFY2(lines[lines.size() - 3].endsWith(QStringLiteral(" -> Error: cannot start \"") + f.app + QStringLiteral("/Tools/tonmill-run\": No such file or directory")),
                  qPrintable(lines[lines.size() - 3]));
         QCOMPARE(lines.mid(lines.size() - 2),
                  (QStringList{QStringLiteral("PROCESS LAUNCH FAILED!"), QStringLiteral("Please, press 'Convert' button again!")}));

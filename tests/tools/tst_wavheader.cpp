@@ -1,12 +1,15 @@
 // WAV sources are described from their header instead of by ffprobe. For real
 // files made with sox and ffmpeg the header must give what ffprobe says; for
 // anything the header cannot vouch for it must give nothing, so that ffprobe
-// is asked after all.
+// is asked after all. What the program already measured is not asked again.
 #include "support/TestFiles.h"
 #include "tools/avs/SourceProbe.h"
 #include "tools/avs/ToolProcess.h"
+#include "media/SourceFacts.h"
 #include "media/WavHeader.h"
 
+#include <QDateTime>
+#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QtEndian>
@@ -159,6 +162,19 @@ void TestWavHeader::declinesWhatItCannotVouchFor()
     info = probe.probe(cutPath, &error);
     QVERIFY2(info, qPrintable(error));
     QVERIFY(qAbs(info->durationSeconds - (bytes.size() - 100 - data - 8) / 4 / 44100.0) < 0.01);
+
+    // Facts measured by the program stand in for ffprobe, for that version of
+    // that file only.
+    const QByteArray facts = sourceFactsEntry(adpcm, {6, 8000, 1.5, true}).section(QLatin1Char('='), 1).toUtf8();
+    QVERIFY(!facts.isEmpty());
+    QCOMPARE(SourceProbe(m_ffprobe, facts).probe(adpcm, &error)->channels, 6);
+    QCOMPARE(SourceProbe(m_ffprobe, facts).probe(cutPath, &error)->channels, 2);
+    QFile changed(adpcm);
+    QVERIFY(changed.open(QIODevice::ReadWrite));
+    QVERIFY(changed.setFileTime(QDateTime::currentDateTime().addSecs(60), QFileDevice::FileModificationTime));
+    changed.close();
+    QCOMPARE(SourceProbe(m_ffprobe, facts).probe(adpcm, &error)->channels, 2);
+    QVERIFY(sourceFactsEntry(adpcm, {9, 8000, 1.5, false}).isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TestWavHeader)

@@ -1,5 +1,6 @@
 #include "tools/avs/AvsScript.h"
 
+#include "media/SourceFacts.h"
 #include "tools/avs/FilterGraphCompiler.h"
 #include "tools/avs/PeakMeter.h"
 #include "tools/avs/ScriptLoader.h"
@@ -19,7 +20,8 @@ CompileResult failure(const QString &error)
     return result;
 }
 
-// The script's clip, its sources probed with the ffprobe beside ffmpegPath.
+// The script's clip, its sources probed with the ffprobe beside ffmpegPath
+// unless the program that started this one measured them already.
 Clip loadScript(const QString &scriptPath, const QString &ffmpegPath, QString *ffmpeg, QString *error)
 {
     *ffmpeg = resolveProgram(ffmpegPath);
@@ -32,7 +34,7 @@ Clip loadScript(const QString &scriptPath, const QString &ffmpegPath, QString *f
         *error = QStringLiteral("ffprobe was found neither beside \"%1\" nor on PATH").arg(*ffmpeg);
         return {};
     }
-    const SourceProbe probe(ffprobe);
+    const SourceProbe probe(ffprobe, qgetenv(kSourceFactsVariable));
     ScriptLoader loader(probe);
     return loader.load(scriptPath, error);
 }

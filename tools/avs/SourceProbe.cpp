@@ -1,5 +1,6 @@
 #include "tools/avs/SourceProbe.h"
 
+#include "media/SourceFacts.h"
 #include "media/WavHeader.h"
 #include "platform/ToolChain.h"
 #include "tools/avs/AvsBuiltins.h"
@@ -31,8 +32,9 @@ double seconds(const QJsonValue &v)
 
 } // namespace
 
-SourceProbe::SourceProbe(QString ffprobePath)
+SourceProbe::SourceProbe(QString ffprobePath, QByteArray knownFacts)
     : m_ffprobe(std::move(ffprobePath))
+    , m_knownFacts(std::move(knownFacts))
 {
 }
 
@@ -52,6 +54,8 @@ std::optional<SourceInfo> SourceProbe::probe(const QString &path, QString *error
         *error = QStringLiteral("the source \"%1\" is not a readable file").arg(path);
         return std::nullopt;
     }
+    if (const std::optional<SourceInfo> known = knownSourceFacts(m_knownFacts, path))
+        return known;
     // A plain WAV says all that is needed in its header; starting ffprobe
     // would cost more than a short encode.
     QFile wav(path);

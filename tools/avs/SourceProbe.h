@@ -2,6 +2,7 @@
 
 #include "media/WavHeader.h"
 
+#include <QByteArray>
 #include <QString>
 
 #include <optional>
@@ -10,11 +11,12 @@ namespace tonmill::avs {
 
 using SourceInfo = AudioStreamInfo;
 
-// What a file's first audio stream holds: read from a plain WAV's header,
-// or else asked of ffprobe.
+// What a file's first audio stream holds: as the program that started this
+// one measured it, or read from a plain WAV's header, or else asked of ffprobe.
 class SourceProbe {
 public:
-    explicit SourceProbe(QString ffprobePath);
+    // `knownFacts`: the value of the program's source facts variable, if any.
+    explicit SourceProbe(QString ffprobePath, QByteArray knownFacts = {});
     // Nothing, with a one-line reason, when the file is missing, unreadable or
     // has no audio. A length that nothing states is 0.
     std::optional<SourceInfo> probe(const QString &path, QString *error) const;
@@ -27,6 +29,7 @@ public:
 
 private:
     QString m_ffprobe;
+    QByteArray m_knownFacts;
 };
 
 } // namespace tonmill::avs
