@@ -318,7 +318,8 @@ bool wantsHeadlessConvert(const QStringList &arguments)
 QString headlessUsage()
 {
     return QStringLiteral(
-        "usage: tonmill [--home DIR] --convert SOURCE [--format AAC|AC3|AMR|MP2/MPA|MP3|WAV|WMA]\n"
+        "usage: tonmill [--home DIR] --convert SOURCE\n"
+        "               [--format AAC|AC3|AMR|MP2/MPA|MP3|WAV|WMA|FLAC|OPUS|OGG|M4A|ALAC]\n"
         "               [--output FILE] [--volume PERCENT] [--normalize] [--upmix] [--segment START END]\n"
         "       tonmill [--home DIR] --convert SOURCE|FOLDER... [--recursive] [--output-dir DIR] [--jobs N]\n"
         "               [--format ...] [--volume PERCENT] [--normalize] [--upmix] [--replace | --keep]\n"
@@ -334,6 +335,8 @@ QString headlessHelp()
                "Several sources, or folders (with --recursive their subfolders too), are converted as a batch,\n"
                "N at once (default: one per core), each beside its source or below --output-dir; one line is\n"
                "printed per finished file, and the exit status is the number of files that did not convert.\n"
+               "Each format's own options (bitrate, rate, quality...) are those the window last kept in\n"
+               "the [Options] section of Tonmill.ini.\n"
                "Exit status:\n"
                "  0        converted\n"
                "  1        failed; the cause is the last line on standard error\n"

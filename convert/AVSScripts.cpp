@@ -1,5 +1,6 @@
 #include "convert/AVSScripts.h"
 
+#include "options/FormatOptions.h"
 #include "platform/AppFolder.h"
 #include "platform/NumberFormat.h"
 
@@ -107,12 +108,12 @@ std::optional<QStringList> fullScript(const FullScriptInputs &in, const AppFolde
         trimmed = QStringLiteral("Clip4");
     }
     lines << QStringLiteral("Trim(%1,0,%2)").arg(trimmed, lastFrame);
-    if (in.format == QLatin1String("AC3") && in.upmix) {
+    if ((in.format == QLatin1String("AC3") || isLaterFormat(formatIndex(in.format))) && in.upmix) {
         for (const char *line : kUpMix)
             lines << QString::fromLatin1(line);
     }
-    // WMA takes its rate from the encoding profile.
-    if (in.format != QLatin1String("WMA"))
+    // WMA takes its rate from the encoding profile; no rate keeps the source's.
+    if (in.format != QLatin1String("WMA") && !in.rate.isEmpty())
         lines << QStringLiteral("ResampleAudio (") + in.rate + QStringLiteral(")");
     lines << QStringLiteral("ConvertToYV12()");
     return lines;

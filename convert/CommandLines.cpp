@@ -123,6 +123,68 @@ CommandLine wmaLine(const EncoderInputs &in, const OptionState &o, const AppFold
         .build();
 }
 
+// The later formats keep the source's channels (six after the up-mix) and
+// take the rate the script resamples to.
+CommandLineBuilder laterStart(const EncoderInputs &in, const char *codec)
+{
+    CommandLineBuilder b = ffmpegStart(in);
+    b.text(QStringLiteral(" -vn -acodec ")).value(QLatin1String(codec))
+        .text(QStringLiteral(" -vol ")).value(volumeText(in.volumePercent));
+    return b;
+}
+
+// The tags typed for the output, in ffmpeg's names, which each format's
+// muxer writes in its own tag system; then the muxer and the output.
+CommandLine laterEnd(CommandLineBuilder b, const EncoderInputs &in, const char *muxer)
+{
+    const std::pair<const char *, const QString *> tags[] = {
+        {"title", &in.title}, {"artist", &in.artist}, {"album", &in.album}, {"date", &in.year},
+        {"comment", &in.notes}, {"genre", &in.genre}, {"track", &in.track},
+    };
+    for (const auto &[key, value] : tags) {
+        if (!value->isEmpty())
+            b.text(QStringLiteral(" -metadata ")).quoted(QLatin1String(key) + QLatin1Char('=') + *value);
+    }
+    return b.text(QStringLiteral(" -f ")).value(QLatin1String(muxer)).text(QStringLiteral(" ")).quoted(in.output).build();
+}
+
+CommandLine flacLine(const EncoderInputs &in, const OptionState &o)
+{
+    return laterEnd(laterStart(in, "flac")
+        .text(QStringLiteral(" -sample_fmt ")).value(losslessSampleFormat(o.flacBits, false))
+        .text(QStringLiteral(" -compression_level ")).value(o.cmbFLACLevel.text), in, "flac");
+}
+
+CommandLine opusLine(const EncoderInputs &in, const OptionState &o)
+{
+    return laterEnd(laterStart(in, "opus")
+        .text(QStringLiteral(" -ab ")).value(o.cmbOpusBitRate.text)
+        .text(o.opusMode == QLatin1String("1") ? QStringLiteral(" -vbr off") : QStringLiteral(" -vbr on"))
+        .text(QStringLiteral(" -application ")).value(opusApplication(o.opusApplication)), in, "opus");
+}
+
+CommandLine oggLine(const EncoderInputs &in, const OptionState &o)
+{
+    return laterEnd(laterStart(in, "vorbis")
+        .text(QStringLiteral(" -aq ")).value(o.cmbOggQuality.text), in, "ogg");
+}
+
+CommandLine m4aLine(const EncoderInputs &in, const OptionState &o)
+{
+    CommandLineBuilder b = laterStart(in, "aac");
+    if (o.m4aMode == QLatin1String("1"))
+        b.text(QStringLiteral(" -aq ")).value(o.cmbM4AQuality.text);
+    else
+        b.text(QStringLiteral(" -ab ")).value(o.cmbM4ABitRate.text);
+    return laterEnd(b, in, "ipod");
+}
+
+CommandLine alacLine(const EncoderInputs &in, const OptionState &o)
+{
+    return laterEnd(laterStart(in, "alac")
+        .text(QStringLiteral(" -sample_fmt ")).value(losslessSampleFormat(o.alacBits, true)), in, "ipod");
+}
+
 } // namespace
 
 QString volumeText(int percent)
@@ -149,6 +211,16 @@ CommandLine encoderCommandLine(const EncoderInputs &inputs, const OptionState &o
         return wavLine(inputs, options);
     if (format == QLatin1String("7"))
         return wmaLine(inputs, options, folder);
+    if (format == QLatin1String("8"))
+        return flacLine(inputs, options);
+    if (format == QLatin1String("9"))
+        return opusLine(inputs, options);
+    if (format == QLatin1String("10"))
+        return oggLine(inputs, options);
+    if (format == QLatin1String("11"))
+        return m4aLine(inputs, options);
+    if (format == QLatin1String("12"))
+        return alacLine(inputs, options);
     return {};
 }
 

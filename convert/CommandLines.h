@@ -17,7 +17,7 @@ struct EncoderInputs {
     QString input;        // the script, or for WMA possibly the source itself
     QString output;
     int volumePercent = 100; // slVolume
-    // Tag fields, used by the WMA line only.
+    // Tag fields, used by the WMA line and the lines of the formats after it.
     QString title;  // txtTitle
     QString artist; // txtArtist
     QString album;  // txtAlbum
@@ -31,7 +31,7 @@ struct EncoderInputs {
 // Whole values carry no decimals, others carry theirs with ".": 33 → "84.48".
 QString volumeText(int percent);
 
-// The encoder line of the format that options.txtFormat names ("1" … "7").
+// The encoder line of the format that options.txtFormat names ("1" … "12").
 // Paths and tag texts are written in double quotes and each stays one argument
 // however it is spelled. An empty CommandLine when txtFormat names no format or
 // the AMR bitrate is not a whole number.

@@ -311,7 +311,7 @@ ConvertJob::Step ConvertJob::encode(EncoderInputs &inputs)
     static const QStringList kIndexes = {QStringLiteral("1"), QStringLiteral("2"), QStringLiteral("3"),
                                          QStringLiteral("4"), QStringLiteral("5"), QStringLiteral("6"),
                                          QStringLiteral("7")};
-    if (!kIndexes.contains(format))
+    if (!kIndexes.contains(format) && !isLaterFormat(format))
         return Step::Done;
     const bool wma = isFormat(format, "7");
     const bool ac3 = isFormat(format, "2");
@@ -435,6 +435,36 @@ bool ConvertJob::writeScripts(EncoderInputs &inputs)
     return true;
 }
 
+void ConvertJob::logLaterOptionLines()
+{
+    const OptionState &o = m_options;
+    const auto line = [this](const char *label, const QString &value) {
+        m_log.appendLine(QLatin1String(label) + value);
+    };
+    const auto bits = [](const QString &index) { return index == QLatin1String("1") ? QStringLiteral("24") : QStringLiteral("16"); };
+    const QString &format = o.txtFormat;
+    if (isFormat(format, "8") || isFormat(format, "12"))
+        line(" -- Sampling Frequency: ", o.SamFreq.isEmpty() ? QStringLiteral("as the source") : o.SamFreq);
+    line(" -- Channels: ", m_form.chk51UpMix.checked ? QStringLiteral("6 (5.1 up-mix)") : QStringLiteral("as the source"));
+    if (isFormat(format, "8")) {
+        line(" -- Bit depth: ", bits(o.flacBits));
+        line(" -- Compression level: ", o.cmbFLACLevel.text);
+    } else if (isFormat(format, "9")) {
+        line(" -- Bitrate: ", o.cmbOpusBitRate.text);
+        line(" -- Mode: ", o.opusMode == QLatin1String("1") ? QStringLiteral("CBR") : QStringLiteral("VBR"));
+        line(" -- Application: ", opusApplication(o.opusApplication));
+    } else if (isFormat(format, "10")) {
+        line(" -- Quality: ", o.cmbOggQuality.text);
+    } else if (isFormat(format, "11")) {
+        if (o.m4aMode == QLatin1String("1"))
+            line(" -- Quality (VBR): ", o.cmbM4AQuality.text);
+        else
+            line(" -- Bitrate: ", o.cmbM4ABitRate.text);
+    } else if (isFormat(format, "12")) {
+        line(" -- Bit depth: ", bits(o.alacBits));
+    }
+}
+
 void ConvertJob::logOptionLines()
 {
     const OptionState &o = m_options;
@@ -467,6 +497,8 @@ void ConvertJob::logOptionLines()
         line(" -- PCM: ", wavCodec(o.wavPCM));
     } else if (isFormat(format, "7")) {
         line(" -- Profile: ", o.cmbWMAProfile.text);
+    } else if (isLaterFormat(format)) {
+        logLaterOptionLines();
     }
 }
 

@@ -116,6 +116,7 @@ private:
     Step encode(EncoderInputs &inputs);
     bool writeScripts(EncoderInputs &inputs);
     void logOptionLines();
+    void logLaterOptionLines();
     EncoderEnd runPiped(const CommandLine &line);
     EncoderEnd runScriptHost(const CommandLine &line);
     Step finishRun(const EncoderEnd &end, const QString &output);

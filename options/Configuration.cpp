@@ -1,5 +1,6 @@
 #include "options/Configuration.h"
 
+#include "options/FormatOptions.h"
 #include "options/MainFormState.h"
 #include "options/OptionPanel.h"
 #include "options/OptionState.h"
@@ -75,6 +76,18 @@ void SaveSettings(const OptionState &o, const MainFormState &form, const AppFold
     option("AACChannels", o.aacChannels);
     option("AACBitRate", o.Combo8.text);
     option("AACProfile", o.txtAACProfile);
+    option("FLACSamFreq", o.flacSamFreq);
+    option("FLACBits", o.flacBits);
+    option("FLACLevel", o.cmbFLACLevel.text);
+    option("OpusMode", o.opusMode);
+    option("OpusApplication", o.opusApplication);
+    option("OpusBitRate", o.cmbOpusBitRate.text);
+    option("OggQuality", o.cmbOggQuality.text);
+    option("M4AMode", o.m4aMode);
+    option("M4ABitRate", o.cmbM4ABitRate.text);
+    option("M4AQuality", o.cmbM4AQuality.text);
+    option("ALACSamFreq", o.alacSamFreq);
+    option("ALACBits", o.alacBits);
     store.write("General", "LogOnOff", boolText(form.mnuLog));
     store.write("General", "SaveLog", boolText(form.mnuSaveLog));
 }
@@ -115,6 +128,30 @@ void LoadSettings(OptionState &o, MainFormState &form, OptionPanel &panel, const
 
     button("AmrType", o.amrType, &OptionPanel::optAMRType_Click);
     text("AmrBitRate", o.Combo2);
+
+    // The later formats' buttons are restored without their clicks, which
+    // would set the shared rate whatever the chosen format; the chosen
+    // format's rate is derived again once they are all in.
+    const auto index = [&](const char *key, QString &field, int buttons) {
+        bool ok = false;
+        const int stored = store.read(key).trimmed().toInt(&ok);
+        if (ok && stored >= 0 && stored < buttons)
+            field = QString::number(stored);
+    };
+    index("FLACSamFreq", o.flacSamFreq, 5);
+    index("FLACBits", o.flacBits, 2);
+    text("FLACLevel", o.cmbFLACLevel);
+    index("OpusMode", o.opusMode, 2);
+    index("OpusApplication", o.opusApplication, 3);
+    text("OpusBitRate", o.cmbOpusBitRate);
+    text("OggQuality", o.cmbOggQuality);
+    index("M4AMode", o.m4aMode, 2);
+    text("M4ABitRate", o.cmbM4ABitRate);
+    text("M4AQuality", o.cmbM4AQuality);
+    index("ALACSamFreq", o.alacSamFreq, 5);
+    index("ALACBits", o.alacBits, 2);
+    if (isLaterFormat(o.txtFormat))
+        panel.cmbFormat_Click();
 }
 
 } // namespace tonmill

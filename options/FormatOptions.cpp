@@ -4,7 +4,7 @@
 
 namespace tonmill {
 
-const QString kFormatList = QStringLiteral("AAC|AC3|AMR|MP2/MPA|MP3|WAV|WMA");
+const QString kFormatList = QStringLiteral("AAC|AC3|AMR|MP2/MPA|MP3|WAV|WMA|FLAC|OPUS|OGG|M4A|ALAC");
 const QString kAACBitRates = QStringLiteral("24|32|48|56|64|96|112|128|160|192|224|256");
 const QString kMP3BitRates = QStringLiteral("32|48|64|96|128|160|192|224");
 const QString kMP2BitRates = QStringLiteral("32|48|56|64|96|112|128|160|192|224|256|320|384");
@@ -14,6 +14,12 @@ const QString kAMRWideBitRates = QStringLiteral("7|9|13|16|18|20|24");
 const QString kWMAProfiles = QStringLiteral(
     "FM Radio mono (20Kbps)|FM Radio stereo (20Kbps)|Modem 56k (32Kbps)|Near CD Quality (48Kbps)"
     "|CD Quality (64Kbps)|CD Audiophile Quality (96Kbps)|CD Audiophile High Quality (128Kbps)");
+const QString kFLACLevels = QStringLiteral("0|1|2|3|4|5|6|7|8");
+const QString kOpusBitRates = QStringLiteral("6|8|12|16|24|32|48|64|96|128|160|192|256|320|384|448|510");
+const QString kOggQualities = QStringLiteral("-1|0|1|2|3|4|5|6|7|8|9|10");
+const QString kM4ABitRates = QStringLiteral("32|48|64|96|128|160|192|224|256|320");
+// ffmpeg's AAC encoder grows with its quality only up to about 1.5.
+const QString kM4AQualities = QStringLiteral("0.3|0.5|0.8|1|1.2|1.5");
 
 namespace {
 
@@ -23,7 +29,7 @@ struct Format {
     const char *frame;
 };
 
-constexpr std::array<Format, 7> kFormats = {{
+constexpr std::array<Format, 12> kFormats = {{
     {"AAC", "aac", "frmAAC"},
     {"AC3", "ac3", "frmAC3"},
     {"AMR", "amr", "frmAMR"},
@@ -31,6 +37,11 @@ constexpr std::array<Format, 7> kFormats = {{
     {"MP3", "mp3", "frmMP3"},
     {"WAV", "wav", "frmWAV"},
     {"WMA", "wma", "frmWMA"},
+    {"FLAC", "flac", "frmFLAC"},
+    {"OPUS", "opus", "frmOPUS"},
+    {"OGG", "ogg", "frmOGG"},
+    {"M4A", "m4a", "frmM4A"},
+    {"ALAC", "m4a", "frmALAC"},
 }};
 
 const Format *findFormat(const QString &name)
@@ -55,6 +66,8 @@ constexpr std::array<const char *, 8> kAACButtonRates = {"11025", "12000", "1610
 // The eight rates of WAV, and of AAC when a format change derives them.
 constexpr std::array<const char *, 8> kEightRates = {"11025", "12000", "16000", "22050",
                                                      "24000", "32000", "44100", "48000"};
+// The lossless formats' rates: the source's own first.
+constexpr std::array<const char *, 5> kLosslessRates = {"", "44100", "48000", "88200", "96000"};
 constexpr std::array<const char *, 4> kAC3Rates = {"22050", "24000", "44100", "48000"};
 
 struct WMAProfile {
@@ -162,6 +175,35 @@ QString wmaProfileKey(const QString &profileName)
             return QString::fromLatin1(p.key);
     }
     return {};
+}
+
+std::optional<QString> losslessRate(int index)
+{
+    if (index < 0 || index >= int(kLosslessRates.size()))
+        return std::nullopt;
+    return QString::fromLatin1(kLosslessRates[std::size_t(index)]);
+}
+
+QString losslessSampleFormat(const QString &bitsIndex, bool planar)
+{
+    const bool deep = bitsIndex == QLatin1String("1");
+    return QLatin1String(deep ? "s32" : "s16") + QLatin1String(planar ? "p" : "");
+}
+
+QString opusApplication(const QString &index)
+{
+    if (index == QLatin1String("1"))
+        return QStringLiteral("voip");
+    if (index == QLatin1String("2"))
+        return QStringLiteral("lowdelay");
+    return QStringLiteral("audio");
+}
+
+bool isLaterFormat(const QString &txtFormat)
+{
+    bool ok = false;
+    const int index = txtFormat.toInt(&ok);
+    return ok && index >= 8 && index <= int(kFormats.size());
 }
 
 } // namespace tonmill

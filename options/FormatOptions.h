@@ -2,9 +2,11 @@
 
 #include <QString>
 
+#include <optional>
+
 namespace tonmill {
 
-// The fixed choices of the seven output formats and what each choice means on
+// The fixed choices of the output formats and what each choice means on
 // the command line. Indexes are the option buttons' positions, 0 first.
 
 // "AAC|AC3|AMR|MP2/MPA|MP3|WAV|WMA": the format list; its position + 1 is the
@@ -17,10 +19,16 @@ extern const QString kAC3BitRates;  // Combo1
 extern const QString kAMRNarrowBitRates; // Combo2, narrow band
 extern const QString kAMRWideBitRates;   // Combo2, wide band
 extern const QString kWMAProfiles;  // cmbWMAProfile
+extern const QString kFLACLevels;   // cmbFLACLevel
+extern const QString kOpusBitRates; // cmbOpusBitRate, kbit/s
+extern const QString kOggQualities; // cmbOggQuality
+extern const QString kM4ABitRates;  // cmbM4ABitRate
+extern const QString kM4AQualities; // cmbM4AQuality
 
-// "1" … "7" for a name of the format list (exact spelling), "" otherwise.
+// "1" … "12" for a name of the format list (exact spelling), "" otherwise.
 QString formatIndex(const QString &formatName);
-// "aac", "ac3", "amr", "mp2", "mp3", "wav", "wma" for a format name, "" otherwise.
+// "aac", "ac3", "amr", "mp2", "mp3", "wav", "wma", "flac", "opus", "ogg" and
+// "m4a" (M4A and ALAC) for a format name, "" otherwise.
 QString formatExtension(const QString &formatName);
 // The option frame shown for a format name ("frmAAC" …), "" otherwise.
 QString formatFrame(const QString &formatName);
@@ -46,5 +54,18 @@ QString wavBitRate(const QString &wavPCM);
 bool amrIsNarrowBand(const QString &amrType);
 // The encoding script's profile key of a profile name, "" for an unknown name.
 QString wmaProfileKey(const QString &profileName);
+
+
+// The rate of a FLAC or ALAC rate button: "" (the source's own) for button 0,
+// then 44100, 48000, 88200 and 96000; nothing for an index the buttons lack.
+std::optional<QString> losslessRate(int index);
+// The sample format of a FLAC or ALAC bit-depth button ("0" 16 bit, "1"
+// 24 bit, which ffmpeg's encoders take as 32-bit samples), planar for ALAC.
+QString losslessSampleFormat(const QString &bitsIndex, bool planar);
+// The Opus application of its button: "0" audio, "1" voip, "2" lowdelay.
+QString opusApplication(const QString &index);
+// The formats after WMA ("8" … "12"), which keep the source's channels and
+// take the 5.1 up-mix as they are.
+bool isLaterFormat(const QString &txtFormat);
 
 } // namespace tonmill

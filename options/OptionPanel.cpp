@@ -41,6 +41,16 @@ bool setRate(QString &indexField, QString &samFreq, QString (*rate)(int), int in
     return true;
 }
 
+bool setLosslessRate(QString &indexField, QString &samFreq, int index)
+{
+    const std::optional<QString> value = losslessRate(index);
+    if (!value)
+        return false;
+    indexField = QString::number(index);
+    samFreq = *value;
+    return true;
+}
+
 bool setStereoOrMono(QString &indexField, QString &channelField, int index)
 {
     if (index != 0 && index != 1)
@@ -88,16 +98,35 @@ void OptionPanel::showFormatPanel()
     const QString extension = formatExtension(name);
     if (extension.isEmpty())
         return;
+    const bool later = isLaterFormat(m_options.txtFormat) || isLaterFormat(formatIndex(name));
+    const QString previous = QLatin1Char('.') + m_options.OutExtension;
     m_form.visibleFrame = formatFrame(name);
     m_options.txtFormat = formatIndex(name);
     m_options.OutExtension = extension;
     QString &label = m_form.lblOutputPath;
-    if (label.size() >= 3)
+    // The seven first formats' extensions have three letters, which are
+    // swapped whatever they were; to or from a later format, whose extension
+    // may be longer, the extension itself is.
+    if (later && label.endsWith(previous))
+        label = label.left(label.size() - previous.size() + 1) + extension;
+    else if (label.size() >= 3)
         label = label.left(label.size() - 3) + extension;
 }
 
 void OptionPanel::deriveSamFreq()
 {
+    // The later formats have rates of their own: FLAC's and ALAC's buttons,
+    // Opus's one rate, and the source's own for Ogg and M4A.
+    const QString &name = m_form.cmbFormat.text;
+    if (name == QLatin1String("FLAC") || name == QLatin1String("ALAC")) {
+        const QString &index = name == QLatin1String("FLAC") ? m_options.flacSamFreq : m_options.alacSamFreq;
+        m_options.SamFreq = losslessRate(indexOf(index)).value_or(QString());
+        return;
+    }
+    if (name == QLatin1String("OPUS") || name == QLatin1String("OGG") || name == QLatin1String("M4A")) {
+        m_options.SamFreq = name == QLatin1String("OPUS") ? QStringLiteral("48000") : QString();
+        return;
+    }
     for (const Derivation &d : kDerivations) {
         if (m_form.cmbFormat.text != QLatin1String(d.name))
             continue;
@@ -207,6 +236,41 @@ bool OptionPanel::optAMRType_Click(int index)
     list.text = QStringLiteral("13");
     list.fill(index == 0 ? kAMRNarrowBitRates : kAMRWideBitRates);
     return true;
+}
+
+bool OptionPanel::optSamFreqFLAC_Click(int index)
+{
+    return setLosslessRate(m_options.flacSamFreq, m_options.SamFreq, index);
+}
+
+bool OptionPanel::optFLACBits_Click(int index)
+{
+    return setChoice(m_options.flacBits, index, 2);
+}
+
+bool OptionPanel::optOpusMode_Click(int index)
+{
+    return setChoice(m_options.opusMode, index, 2);
+}
+
+bool OptionPanel::optOpusApp_Click(int index)
+{
+    return setChoice(m_options.opusApplication, index, 3);
+}
+
+bool OptionPanel::optM4AMode_Click(int index)
+{
+    return setChoice(m_options.m4aMode, index, 2);
+}
+
+bool OptionPanel::optSamFreqALAC_Click(int index)
+{
+    return setLosslessRate(m_options.alacSamFreq, m_options.SamFreq, index);
+}
+
+bool OptionPanel::optALACBits_Click(int index)
+{
+    return setChoice(m_options.alacBits, index, 2);
 }
 
 void OptionPanel::ac3ChannelAdvice()

@@ -37,6 +37,14 @@ public:
     bool optPCM_Click(int index);
     bool optAMRType_Click(int index);
 
+    bool optSamFreqFLAC_Click(int index);
+    bool optFLACBits_Click(int index);
+    bool optOpusMode_Click(int index);
+    bool optOpusApp_Click(int index);
+    bool optM4AMode_Click(int index);
+    bool optSamFreqALAC_Click(int index);
+    bool optALACBits_Click(int index);
+
     // Advises on the up-mix when an AC3 six-channel output does not fit the
     // source's channel count, and sets chk51UpMix accordingly.
     void ac3ChannelAdvice();

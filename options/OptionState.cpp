@@ -18,6 +18,16 @@ void OptionState::fillLists()
     Combo2.select(QStringLiteral("13"));
     cmbWMAProfile.fill(kWMAProfiles);
     cmbWMAProfile.select(QStringLiteral("CD Quality (64Kbps)"));
+    cmbFLACLevel.fill(kFLACLevels);
+    cmbFLACLevel.select(QStringLiteral("5"));
+    cmbOpusBitRate.fill(kOpusBitRates);
+    cmbOpusBitRate.select(QStringLiteral("128"));
+    cmbOggQuality.fill(kOggQualities);
+    cmbOggQuality.select(QStringLiteral("5"));
+    cmbM4ABitRate.fill(kM4ABitRates);
+    cmbM4ABitRate.select(QStringLiteral("192"));
+    cmbM4AQuality.fill(kM4AQualities);
+    cmbM4AQuality.select(QStringLiteral("1"));
 }
 
 } // namespace tonmill

@@ -56,6 +56,28 @@ struct OptionState {
     QString txtWMAProfile = QStringLiteral("a64");
     ChoiceList cmbWMAProfile;
 
+    // FLAC: rate and bit-depth buttons, compression level list
+    QString flacSamFreq = QStringLiteral("0");
+    QString flacBits = QStringLiteral("0");
+    ChoiceList cmbFLACLevel;
+
+    // Opus: VBR or CBR, application buttons, bitrate list
+    QString opusMode = QStringLiteral("0");
+    QString opusApplication = QStringLiteral("0");
+    ChoiceList cmbOpusBitRate;
+
+    // Ogg Vorbis: quality list
+    ChoiceList cmbOggQuality;
+
+    // AAC in M4A: bitrate or VBR quality button, and a list for each
+    QString m4aMode = QStringLiteral("0");
+    ChoiceList cmbM4ABitRate;
+    ChoiceList cmbM4AQuality;
+
+    // ALAC: rate and bit-depth buttons
+    QString alacSamFreq = QStringLiteral("0");
+    QString alacBits = QStringLiteral("0");
+
     // Fills the bitrate lists and the WMA profile list from their "|" texts
     // (AMR with the narrow-band list, as amrType starts) and shows each list's
     // initial choice.

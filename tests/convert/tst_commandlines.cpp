@@ -259,7 +259,7 @@ void TestCommandLines::amrBitRateIsAWholeNumber()
         QVERIFY2(encoderCommandLine(plainInputs(), o, folder).isEmpty(), qPrintable(bad));
     }
     // A format index that names no format builds nothing either.
-    for (const QString &format : {QStringLiteral(""), QStringLiteral("0"), QStringLiteral("8"), QStringLiteral("MP3")}) {
+    for (const QString &format : {QStringLiteral(""), QStringLiteral("0"), QStringLiteral("13"), QStringLiteral("MP3")}) {
         o.txtFormat = format;
         QVERIFY(encoderCommandLine(plainInputs(), o, folder).isEmpty());
     }
@@ -286,6 +286,13 @@ void TestCommandLines::everyCombinationBuilds()
                 QCOMPARE(line.arguments.mid(0, 4), (QStringList{"-y", "-i", in.input, "-vn"}));
                 QCOMPARE(after(line, QStringLiteral("-vol")), volumeText(volume));
                 QCOMPARE(line.arguments.last(), in.output);
+            }
+            // The later formats carry the typed tags in ffmpeg's names.
+            if (isLaterFormat(o.txtFormat)) {
+                for (int i = 0; i < 7; ++i)
+                    QCOMPARE(after(line, QStringLiteral("-metadata"), i),
+                             QStringList({"title=Title", "artist=Artist", "album=Album", "date=2001", "comment=Notes",
+                                          "genre=Rock", "track=7"})[i]);
             }
             fields(line);
             ++built;
@@ -379,6 +386,60 @@ void TestCommandLines::everyCombinationBuilds()
                             QCOMPARE(after(l, "-f"), QStringLiteral("wav"));
                         });
                     }
+        } else if (format == QLatin1String("FLAC") || format == QLatin1String("ALAC")) {
+            // The rate is the script's; the depth is the sample format's.
+            const bool flac = format == QLatin1String("FLAC");
+            const QStringList levels = flac ? o.cmbFLACLevel.items : QStringList{QString()};
+            for (int rate = 0; rate < 5; ++rate)
+                for (int bits = 0; bits < 2; ++bits)
+                    for (const QString &level : levels) {
+                        QVERIFY(flac ? panel.optSamFreqFLAC_Click(rate) && panel.optFLACBits_Click(bits)
+                                           && o.cmbFLACLevel.select(level)
+                                     : panel.optSamFreqALAC_Click(rate) && panel.optALACBits_Click(bits));
+                        QCOMPARE(o.SamFreq, losslessRate(rate).value_or(QStringLiteral("?")));
+                        check(o, [&](const CommandLine &l) {
+                            QCOMPARE(after(l, "-acodec"), flac ? QStringLiteral("flac") : QStringLiteral("alac"));
+                            QCOMPARE(after(l, "-sample_fmt"), QLatin1String(bits ? "s32" : "s16") + QLatin1String(flac ? "" : "p"));
+                            QCOMPARE(after(l, "-compression_level"), flac ? level : QStringLiteral("<none>"));
+                            QCOMPARE(after(l, "-f"), flac ? QStringLiteral("flac") : QStringLiteral("ipod"));
+                            QVERIFY(!l.arguments.contains(QStringLiteral("-ac")) && !l.arguments.contains(QStringLiteral("-ar")));
+                        });
+                    }
+        } else if (format == QLatin1String("OPUS")) {
+            const QStringList applications = {"audio", "voip", "lowdelay"};
+            for (int mode = 0; mode < 2; ++mode)
+                for (int app = 0; app < 3; ++app)
+                    for (const QString &br : o.cmbOpusBitRate.items) {
+                        QVERIFY(panel.optOpusMode_Click(mode) && panel.optOpusApp_Click(app) && o.cmbOpusBitRate.select(br));
+                        check(o, [&](const CommandLine &l) {
+                            QCOMPARE(after(l, "-acodec"), QStringLiteral("opus"));
+                            QCOMPARE(after(l, "-ab"), br);
+                            QCOMPARE(after(l, "-vbr"), mode == 0 ? QStringLiteral("on") : QStringLiteral("off"));
+                            QCOMPARE(after(l, "-application"), applications[app]);
+                            QCOMPARE(after(l, "-f"), QStringLiteral("opus"));
+                        });
+                    }
+        } else if (format == QLatin1String("OGG")) {
+            for (const QString &quality : o.cmbOggQuality.items) {
+                QVERIFY(o.cmbOggQuality.select(quality));
+                check(o, [&](const CommandLine &l) {
+                    QCOMPARE(after(l, "-acodec"), QStringLiteral("vorbis"));
+                    QCOMPARE(after(l, "-aq"), quality);
+                    QCOMPARE(after(l, "-f"), QStringLiteral("ogg"));
+                });
+            }
+        } else if (format == QLatin1String("M4A")) {
+            for (int mode = 0; mode < 2; ++mode)
+                for (const QString &value : mode == 0 ? o.cmbM4ABitRate.items : o.cmbM4AQuality.items) {
+                    QVERIFY(panel.optM4AMode_Click(mode)
+                            && (mode == 0 ? o.cmbM4ABitRate.select(value) : o.cmbM4AQuality.select(value)));
+                    check(o, [&](const CommandLine &l) {
+                        QCOMPARE(after(l, "-acodec"), QStringLiteral("aac"));
+                        QCOMPARE(after(l, mode == 0 ? "-ab" : "-aq"), value);
+                        QVERIFY(!l.arguments.contains(QLatin1String(mode == 0 ? "-aq" : "-ab")));
+                        QCOMPARE(after(l, "-f"), QStringLiteral("ipod"));
+                    });
+                }
         } else {
             QCOMPARE(format, QStringLiteral("WMA"));
             for (const QString &profile : o.cmbWMAProfile.items) {
@@ -395,8 +456,9 @@ void TestCommandLines::everyCombinationBuilds()
             }
         }
     }
-    // 384 AAC + 156 AC3 + 10 AMR + 312 MP2 + 64 MP3 + 32 WAV + 7 WMA choices.
-    QCOMPARE(built, (384 + 156 + 10 + 312 + 64 + 32 + 7) * int(volumes.size()));
+    // 384 AAC + 156 AC3 + 10 AMR + 312 MP2 + 64 MP3 + 32 WAV + 7 WMA choices,
+    // then 90 FLAC + 102 Opus + 12 Ogg + 16 M4A + 10 ALAC.
+    QCOMPARE(built, (384 + 156 + 10 + 312 + 64 + 32 + 7 + 90 + 102 + 12 + 16 + 10) * int(volumes.size()));
 }
 
 void TestCommandLines::hostileValuesStayOneArgument()

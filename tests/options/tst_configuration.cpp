@@ -68,7 +68,9 @@ QStringList choices(const Form &f)
             o.amrType, o.Combo2.text, o.Combo2.items.join(QLatin1Char('|')),
             o.MP2SamFreq, o.mp2Channels, o.txtChannelsMP2, o.txtMP2Header, o.Combo6.text,
             o.mp3SamFreq, o.mp3Channels, o.txtChannelsMP3, o.Combo5.text,
-            o.wavSamFreq, o.wavChannels, o.txtChannelsWAV, o.wavPCM};
+            o.wavSamFreq, o.wavChannels, o.txtChannelsWAV, o.wavPCM,
+            o.flacSamFreq, o.flacBits, o.cmbFLACLevel.text, o.opusMode, o.opusApplication, o.cmbOpusBitRate.text,
+            o.cmbOggQuality.text, o.m4aMode, o.cmbM4ABitRate.text, o.cmbM4AQuality.text, o.alacSamFreq, o.alacBits};
 }
 
 } // namespace
@@ -88,6 +90,11 @@ void TestConfiguration::saveThenLoadRestoresEveryChoice()
     Form saved(dir.path());
     OptionPanel &p = saved.panel;
     OptionState &o = saved.options;
+    QVERIFY(p.optSamFreqFLAC_Click(2) && p.optFLACBits_Click(1) && o.cmbFLACLevel.select(QStringLiteral("8")));
+    QVERIFY(p.optOpusMode_Click(1) && p.optOpusApp_Click(2) && o.cmbOpusBitRate.select(QStringLiteral("64")));
+    QVERIFY(o.cmbOggQuality.select(QStringLiteral("-1")) && p.optM4AMode_Click(1));
+    QVERIFY(o.cmbM4ABitRate.select(QStringLiteral("320")) && o.cmbM4AQuality.select(QStringLiteral("1.5")));
+    QVERIFY(p.optSamFreqALAC_Click(4) && p.optALACBits_Click(1) && !p.optALACBits_Click(2) && !p.optSamFreqFLAC_Click(5));
     QVERIFY(saved.form.cmbFormat.select(QStringLiteral("AAC")));
     p.cmbFormat_Click();
     QVERIFY(p.optSamFreqAAC_Click(7) && p.optChannelsAAC_Click(0) && p.optProfileAAC_Click(1));
@@ -114,6 +121,9 @@ void TestConfiguration::saveThenLoadRestoresEveryChoice()
         {"AC3BitRate", "448"},  {"MP2SamFreq", "1"},  {"MP2Channels", "0"}, {"MP2BitRate", "320"},
         {"MP2Header", "2"},     {"WAVSamFreq", "0"},  {"WAVChannels", "0"}, {"WAVCodec", "1"},
         {"AACSamFreq", "7"},    {"AACChannels", "0"}, {"AACBitRate", "256"}, {"AACProfile", "1"},
+        {"FLACSamFreq", "2"},   {"FLACBits", "1"},    {"FLACLevel", "8"},   {"OpusMode", "1"},
+        {"OpusApplication", "2"}, {"OpusBitRate", "64"}, {"OggQuality", "-1"}, {"M4AMode", "1"},
+        {"M4ABitRate", "320"},  {"M4AQuality", "1.5"}, {"ALACSamFreq", "4"}, {"ALACBits", "1"},
     };
     QCOMPARE(sectionLines(file, QStringLiteral("Options")), expected);
     QCOMPARE(sectionLines(file, QStringLiteral("General")),
@@ -144,12 +154,17 @@ void TestConfiguration::everyFormatComesBack()
 {
     QTemporaryDir dir;
     QVERIFY(dir.isValid());
-    const QStringList frames = {"frmAAC", "frmAC3", "frmAMR", "frmMP2", "frmMP3", "frmWAV", "frmWMA"};
-    const QStringList extensions = {"aac", "ac3", "amr", "mp2", "mp3", "wav", "wma"};
-    for (int i = 0; i < 7; ++i) {
+    const QStringList frames = {"frmAAC", "frmAC3", "frmAMR", "frmMP2", "frmMP3", "frmWAV", "frmWMA",
+                                "frmFLAC", "frmOPUS", "frmOGG", "frmM4A", "frmALAC"};
+    const QStringList extensions = {"aac", "ac3", "amr", "mp2", "mp3", "wav", "wma", "flac", "opus", "ogg", "m4a", "m4a"};
+    // The later formats' rates: FLAC's 96000 button, Opus's own, the source's
+    // for Ogg and M4A, ALAC's first button (the source's).
+    const QStringList laterRates = {"96000", "48000", "", "", ""};
+    for (int i = 0; i < 12; ++i) {
         Form saved(dir.path());
         const QString format = saved.form.cmbFormat.items[i];
         QVERIFY(saved.form.cmbFormat.select(format));
+        QVERIFY(saved.panel.optSamFreqFLAC_Click(4));
         SaveSettings(saved.options, saved.form, saved.folder);
 
         Form loaded(dir.path());
@@ -163,7 +178,12 @@ void TestConfiguration::everyFormatComesBack()
         // Stored choices equal to the panel's own raise no click, so SamFreq
         // is what showing the panel left: AC3 derives its 48000, the others
         // keep the initial 44100.
-        QCOMPARE(loaded.options.SamFreq, format == QLatin1String("AC3") ? QStringLiteral("48000") : QStringLiteral("44100"));
+        // A later format derives its own; FLAC's stored button never leaks
+        // into another format's rate.
+        if (i >= 7)
+            QCOMPARE(loaded.options.SamFreq, laterRates[i - 7]);
+        else
+            QCOMPARE(loaded.options.SamFreq, format == QLatin1String("AC3") ? QStringLiteral("48000") : QStringLiteral("44100"));
     }
 }
 
@@ -183,7 +203,10 @@ void TestConfiguration::valuesTheListsLackFallBack()
     // A format the list lacks, and values no list or button group holds; the
     // names are spelled in other case, as the program itself sometimes does.
     writeFile(file, "[options]\r\n"
-                    "mode=FLAC\r\n"
+                    "mode=APE\r\n"
+                    "FLACSamFreq=5\r\n"
+                    "OggQuality=11\r\n"
+                    "OpusApplication=-1\r\n"
                     "mp3bitrate=999\r\n"
                     "MP3SamFreq=4\r\n"
                     "MP3Channels=stereo\r\n"

@@ -79,7 +79,8 @@ void TestOptionPanel::init()
 void TestOptionPanel::listsAsStartUpFillsThem()
 {
     Form f(m_dir->path());
-    QCOMPARE(f.form.cmbFormat.items, (QStringList{"AAC", "AC3", "AMR", "MP2/MPA", "MP3", "WAV", "WMA"}));
+    QCOMPARE(f.form.cmbFormat.items, (QStringList{"AAC", "AC3", "AMR", "MP2/MPA", "MP3", "WAV", "WMA", "FLAC", "OPUS",
+                                                  "OGG", "M4A", "ALAC"}));
     // The MP3 list lacks 56, 112 and everything above 224, unlike MP2's.
     QCOMPARE(f.options.Combo5.items, (QStringList{"32", "48", "64", "96", "128", "160", "192", "224"}));
     QCOMPARE(f.options.Combo6.items.size(), 13);
@@ -99,10 +100,11 @@ void TestOptionPanel::listsAsStartUpFillsThem()
 void TestOptionPanel::formatChangeShowsPanelAndSwapsExtension()
 {
     Form f(m_dir->path());
-    const QStringList frames = {"frmAAC", "frmAC3", "frmAMR", "frmMP2", "frmMP3", "frmWAV", "frmWMA"};
-    const QStringList extensions = {"aac", "ac3", "amr", "mp2", "mp3", "wav", "wma"};
+    const QStringList frames = {"frmAAC", "frmAC3", "frmAMR", "frmMP2", "frmMP3", "frmWAV", "frmWMA",
+                                "frmFLAC", "frmOPUS", "frmOGG", "frmM4A", "frmALAC"};
+    const QStringList extensions = {"aac", "ac3", "amr", "mp2", "mp3", "wav", "wma", "flac", "opus", "ogg", "m4a", "m4a"};
     f.form.lblOutputPath = QStringLiteral("D:\\x\\song.mp3");
-    for (int i = 0; i < 7; ++i) {
+    for (int i = 0; i < 12; ++i) {
         f.choose(f.form.cmbFormat.items[i]);
         QCOMPARE(f.form.visibleFrame, frames[i]);
         QCOMPARE(f.options.txtFormat, QString::number(i + 1));
@@ -110,7 +112,11 @@ void TestOptionPanel::formatChangeShowsPanelAndSwapsExtension()
         QCOMPARE(f.form.lblOutputPath, QStringLiteral("D:\\x\\song.") + extensions[i]);
     }
 
-    // The last three characters are replaced whatever they were.
+    // From a later format back to the first seven, the extension is swapped.
+    f.choose(QStringLiteral("OPUS"));
+    f.choose(QStringLiteral("MP3"));
+    QCOMPARE(f.form.lblOutputPath, QStringLiteral("D:\\x\\song.mp3"));
+    // Among the first seven, the last three characters are replaced whatever they were.
     f.form.lblOutputPath = QStringLiteral("/home/u/take.flac");
     f.choose(QStringLiteral("AAC"));
     QCOMPARE(f.form.lblOutputPath, QStringLiteral("/home/u/take.faac"));
@@ -127,7 +133,7 @@ void TestOptionPanel::formatChangeShowsPanelAndSwapsExtension()
 
     // A name that is no format changes nothing.
     const OptionState before = f.options;
-    f.form.cmbFormat.text = QStringLiteral("FLAC");
+    f.form.cmbFormat.text = QStringLiteral("FLAC2");
     f.form.lblOutputPath = QStringLiteral("/x/a.mp2");
     f.panel.cmbFormat_Click();
     QCOMPARE(f.options.txtFormat, before.txtFormat);

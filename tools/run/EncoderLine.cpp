@@ -22,6 +22,8 @@ QString encoderFor(const QString &oldName)
         {QStringLiteral("mp3"), QStringLiteral("libmp3lame")},
         {QStringLiteral("amr_nb"), QStringLiteral("libopencore_amrnb")},
         {QStringLiteral("amr_wb"), QStringLiteral("libvo_amrwbenc")},
+        {QStringLiteral("opus"), QStringLiteral("libopus")},
+        {QStringLiteral("vorbis"), QStringLiteral("libvorbis")},
     };
     return names.value(oldName, oldName);
 }
@@ -36,7 +38,8 @@ QString muxerForExtension(const QString &path)
         {QStringLiteral("wav"), QStringLiteral("wav")},  {QStringLiteral("wma"), QStringLiteral("asf")},
         {QStringLiteral("mp4"), QStringLiteral("mp4")},  {QStringLiteral("m4a"), QStringLiteral("mp4")},
         {QStringLiteral("avi"), QStringLiteral("avi")},  {QStringLiteral("mpg"), QStringLiteral("mpeg")},
-        {QStringLiteral("mpeg"), QStringLiteral("mpeg")},
+        {QStringLiteral("mpeg"), QStringLiteral("mpeg")}, {QStringLiteral("flac"), QStringLiteral("flac")},
+        {QStringLiteral("ogg"), QStringLiteral("ogg")},   {QStringLiteral("opus"), QStringLiteral("opus")},
     };
     const QString name = baseName(path);
     const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
@@ -68,6 +71,24 @@ bool takesValue(const QString &option, std::initializer_list<const char *> optio
     return false;
 }
 
+// The encoder settings a line may give, each with the values it may take
+// (a closed list, or whole numbers in a range); -aq is a number of either
+// sign, for Vorbis and AAC quality alike.
+std::optional<QString> codecOptionError(const QString &option, const QString &value)
+{
+    static const QHash<QString, QStringList> choices = {
+        {QStringLiteral("-sample_fmt"), {QStringLiteral("s16"), QStringLiteral("s32"), QStringLiteral("s16p"), QStringLiteral("s32p")}},
+        {QStringLiteral("-vbr"), {QStringLiteral("on"), QStringLiteral("off"), QStringLiteral("constrained")}},
+        {QStringLiteral("-application"), {QStringLiteral("audio"), QStringLiteral("voip"), QStringLiteral("lowdelay")}},
+    };
+    if (const auto it = choices.constFind(option); it != choices.constEnd())
+        return it->contains(value) ? std::nullopt : std::optional<QString>(it->join(QStringLiteral(", ")));
+    const std::optional<double> n = parseNumber(value);
+    if (option == QLatin1String("-compression_level"))
+        return n && *n == std::floor(*n) && *n >= 0 && *n <= 12 ? std::nullopt : std::optional<QString>(QStringLiteral("0 to 12"));
+    return n && *n >= -1 && *n <= 10 ? std::nullopt : std::optional<QString>(QStringLiteral("-1 to 10"));
+}
+
 ParsedLine parseFfmpeg(const QStringList &words)
 {
     EncodeRequest r;
@@ -80,7 +101,24 @@ ParsedLine parseFfmpeg(const QStringList &words)
         const QString &w = words[i];
         if (w == QLatin1String("-y") || w == QLatin1String("-vn"))
             continue; // the result is always written anew, and only audio is mapped
-        if (takesValue(w, {"-i", "-acodec", "-vol", "-ac", "-ar", "-ab", "-f"})) {
+        if (takesValue(w, {"-compression_level", "-sample_fmt", "-vbr", "-application", "-aq"})) {
+            if (i + 1 >= words.size())
+                return failed(QStringLiteral("option %1 has no value").arg(w));
+            const QString v = words[++i];
+            if (const std::optional<QString> allowed = codecOptionError(w, v))
+                return failed(QStringLiteral("option %1 takes %2, not \"%3\"").arg(w, *allowed, v));
+            r.codecOptions << (w == QLatin1String("-aq") ? QStringLiteral("-q:a") : w) << v;
+        } else if (w == QLatin1String("-metadata")) {
+            static const QStringList kTags = {QStringLiteral("title"), QStringLiteral("artist"), QStringLiteral("album"),
+                                              QStringLiteral("date"),  QStringLiteral("comment"), QStringLiteral("genre"),
+                                              QStringLiteral("track")};
+            const QString tag = i + 1 < words.size() ? words[++i] : QString();
+            const qsizetype equals = tag.indexOf(QLatin1Char('='));
+            if (equals < 0 || !kTags.contains(tag.first(equals)))
+                return failed(QStringLiteral("-metadata takes one of %1 as KEY=VALUE, not \"%2\"")
+                                  .arg(kTags.join(QStringLiteral(", ")), tag));
+            r.metadata.append({tag.first(equals), tag.sliced(equals + 1)});
+        } else if (takesValue(w, {"-i", "-acodec", "-vol", "-ac", "-ar", "-ab", "-f"})) {
             if (i + 1 >= words.size())
                 return failed(QStringLiteral("option %1 has no value").arg(w));
             const QString v = words[++i];

@@ -24,6 +24,9 @@ struct EncodeRequest {
     int sampleRate = 0;        // 0: as the input has it
     qint64 bitRate = 0;        // bits per second; 0: the encoder's default
     double volume = 1.0;       // gain factor, 1 = unchanged
+    // The encoder's own settings, as ffmpeg takes them ("-compression_level",
+    // "5", ...), checked against what the lines may ask.
+    QStringList codecOptions;
     QList<QPair<QString, QString>> metadata;
     // What was chosen where the line cannot be followed as it stands.
     QStringList notes;

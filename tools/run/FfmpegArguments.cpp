@@ -64,7 +64,10 @@ EncodeSettings encodeSettings(const EncodeRequest &request, const AudioSource &s
     }
     if (source.ac3ChannelOrder && source.channels == 6) {
         // ffmpeg places channels by name: name each by its AC-3 position.
-        s.filters << QStringLiteral("channelmap=map=0-FL|2-FR|1-FC|5-LFE|3-SL|4-SR:channel_layout=5.1(side)");
+        // Opus knows the surrounds as back channels only.
+        s.filters << (request.encoder == QLatin1String("libopus")
+                          ? QStringLiteral("channelmap=map=0-FL|2-FR|1-FC|5-LFE|3-BL|4-BR:channel_layout=5.1")
+                          : QStringLiteral("channelmap=map=0-FL|2-FR|1-FC|5-LFE|3-SL|4-SR:channel_layout=5.1(side)"));
     }
     return s;
 }
@@ -97,6 +100,7 @@ QStringList ffmpegArguments(const EncodeRequest &request, const AudioSource &sou
         a << QStringLiteral("-ac") << QString::number(request.channels);
     if (settings.sampleRate > 0)
         a << QStringLiteral("-ar") << QString::number(settings.sampleRate);
+    a << request.codecOptions;
     for (const auto &[key, value] : request.metadata)
         a << QStringLiteral("-metadata") << key + QLatin1Char('=') + value;
     a << request.muxerOptions;
