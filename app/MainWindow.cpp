@@ -188,9 +188,13 @@ void MainWindow::bindOptions()
     m_lists = {{m_ui->cmbFormat, &form.cmbFormat, {}}, {m_ui->cmbWMAProfile, &options.cmbWMAProfile, {}},
                {m_ui->Combo8, &options.Combo8, {}},    {m_ui->Combo1, &options.Combo1, {}},
                {m_ui->Combo2, &options.Combo2, {}},    {m_ui->Combo6, &options.Combo6, {}},
-               {m_ui->Combo5, &options.Combo5, {}},    {m_ui->cmbGenre, &form.cmbGenre, {}}};
-    // The bitrate lists hold no handler of their own: the job reads their text.
-    for (const ShownList &shown : m_lists.mid(2, 5)) {
+               {m_ui->Combo5, &options.Combo5, {}},    {m_ui->cmbGenre, &form.cmbGenre, {}},
+               {m_ui->cmbFLACLevel, &options.cmbFLACLevel, {}},   {m_ui->cmbOpusBitRate, &options.cmbOpusBitRate, {}},
+               {m_ui->cmbOggQuality, &options.cmbOggQuality, {}}, {m_ui->cmbM4ABitRate, &options.cmbM4ABitRate, {}},
+               {m_ui->cmbM4AQuality, &options.cmbM4AQuality, {}}};
+    // The bitrate and quality lists hold no handler of their own: the job
+    // reads their text.
+    for (const ShownList &shown : m_lists.mid(2, 5) + m_lists.mid(8)) {
         connect(shown.box, &QComboBox::activated, this, [box = shown.box, list = shown.list](int index) {
             list->text = box->itemText(index);
         });
@@ -211,6 +215,13 @@ void MainWindow::bindOptions()
         {QStringLiteral("optMP2Header"), &OptionState::txtMP2Header, &OptionPanel::optMP2Header_Click, {}},
         {QStringLiteral("optPCM"), &OptionState::wavPCM, &OptionPanel::optPCM_Click, {}},
         {QStringLiteral("optAMRType"), &OptionState::amrType, &OptionPanel::optAMRType_Click, {}},
+        {QStringLiteral("optSamFreqFLAC"), &OptionState::flacSamFreq, &OptionPanel::optSamFreqFLAC_Click, {}},
+        {QStringLiteral("optFLACBits"), &OptionState::flacBits, &OptionPanel::optFLACBits_Click, {}},
+        {QStringLiteral("optOpusMode"), &OptionState::opusMode, &OptionPanel::optOpusMode_Click, {}},
+        {QStringLiteral("optOpusApp"), &OptionState::opusApplication, &OptionPanel::optOpusApp_Click, {}},
+        {QStringLiteral("optM4AMode"), &OptionState::m4aMode, &OptionPanel::optM4AMode_Click, {}},
+        {QStringLiteral("optSamFreqALAC"), &OptionState::alacSamFreq, &OptionPanel::optSamFreqALAC_Click, {}},
+        {QStringLiteral("optALACBits"), &OptionState::alacBits, &OptionPanel::optALACBits_Click, {}},
     };
     for (ButtonArray &array : m_arrays) {
         for (int i = 0;; ++i) {
@@ -439,8 +450,14 @@ void MainWindow::render()
     for (QWidget *frame : {static_cast<QWidget *>(m_ui->frmAAC), static_cast<QWidget *>(m_ui->frmAC3),
                            static_cast<QWidget *>(m_ui->frmAMR), static_cast<QWidget *>(m_ui->frmMP2),
                            static_cast<QWidget *>(m_ui->frmMP3), static_cast<QWidget *>(m_ui->frmWAV),
-                           static_cast<QWidget *>(m_ui->frmWMA)})
+                           static_cast<QWidget *>(m_ui->frmWMA), static_cast<QWidget *>(m_ui->frmFLAC),
+                           static_cast<QWidget *>(m_ui->frmOPUS), static_cast<QWidget *>(m_ui->frmOGG),
+                           static_cast<QWidget *>(m_ui->frmM4A), static_cast<QWidget *>(m_ui->frmALAC)})
         frame->setVisible(frame->objectName() == form.visibleFrame);
+    // M4A encodes at a bitrate or at a VBR quality: the other list is idle.
+    const bool m4aQuality = options.m4aMode == QLatin1String("1");
+    m_ui->cmbM4ABitRate->setEnabled(!m4aQuality);
+    m_ui->cmbM4AQuality->setEnabled(m4aQuality);
     for (const ButtonArray &array : m_arrays) {
         const int chosen = (options.*array.field).toInt();
         for (int i = 0; i < array.buttons.size(); ++i)

@@ -4,6 +4,7 @@
 #include "convert/CommandLines.h"
 #include "convert/ConvertJob.h"
 #include "convert/SourceDuration.h"
+#include "media/FileSelection.h"
 #include "media/SourceFacts.h"
 #include "platform/ChildProcess.h"
 #include "platform/ToolChain.h"
@@ -25,13 +26,6 @@ namespace tonmill {
 
 namespace {
 
-// What a folder contributes: the files that hold sound, by their names.
-const QStringList kAudioPatterns = {
-    QStringLiteral("*.wav"), QStringLiteral("*.mp3"), QStringLiteral("*.mp2"), QStringLiteral("*.mpa"),
-    QStringLiteral("*.aac"), QStringLiteral("*.ac3"), QStringLiteral("*.wma"), QStringLiteral("*.dts"),
-    QStringLiteral("*.flac"), QStringLiteral("*.ogg"), QStringLiteral("*.opus"), QStringLiteral("*.m4a"),
-    QStringLiteral("*.aif"), QStringLiteral("*.aiff"), QStringLiteral("*.amr"), QStringLiteral("*.avs"),
-};
 constexpr int kPollMs = 50;
 constexpr int kTermGraceMs = 500;
 constexpr qsizetype kTailSize = 4096;
@@ -161,7 +155,7 @@ QStringList batchSources(const QStringList &paths, bool recursive, QStringList *
             continue;
         }
         QStringList found;
-        QDirIterator it(info.absoluteFilePath(), kAudioPatterns, QDir::Files | QDir::Readable,
+        QDirIterator it(info.absoluteFilePath(), FileSelection::audioPatterns(), QDir::Files | QDir::Readable,
                         recursive ? QDirIterator::Subdirectories : QDirIterator::NoIteratorFlags);
         while (it.hasNext())
             found << it.next();

@@ -11,8 +11,12 @@
 
 namespace tonmill {
 
+// Whatever ffmpeg decodes converts; "All audio" names the usual kinds, films
+// with sound among them, and comes first so that they show at once.
 const QString FileSelection::kOpenFilter = QStringLiteral(
-    "Audio Files|*.aac;*.ac3;*.avs;*.dts;*.mp2;*.mpa;*.wma;*.wav;*.wav;*.mp3;*.ra;*.rmj|All Files|*.*");
+    "All audio|*.wav;*.mp3;*.flac;*.ogg;*.oga;*.opus;*.m4a;*.m4b;*.mp4;*.aac;*.ac3;*.eac3;*.dts;*.aif;*.aiff;*.aifc;"
+    "*.caf;*.mka;*.wma;*.mp2;*.mpa;*.amr;*.ape;*.wv;*.tta;*.au;*.avs;*.mkv;*.webm;*.mov;*.avi;*.mpg;*.mpeg"
+    "|Audio Files|*.aac;*.ac3;*.avs;*.dts;*.mp2;*.mpa;*.wma;*.wav;*.wav;*.mp3;*.ra;*.rmj|All Files|*.*");
 
 FileSelection::FileSelection(MainFormState &form, const OptionState &options, Dialogs &dialogs, MediaReport &report,
                              const AppFolder &folder)
@@ -24,16 +28,23 @@ FileSelection::FileSelection(MainFormState &form, const OptionState &options, Di
 {
 }
 
+QStringList FileSelection::audioPatterns()
+{
+    static const QStringList patterns = kOpenFilter.section(QLatin1Char('|'), 1, 1).split(QLatin1Char(';'));
+    return patterns;
+}
+
 QString FileSelection::saveFilter(const QString &txtFormat)
 {
-    static const std::array<QString, 7> filters = {
+    static const std::array<QString, 12> filters = {
         QStringLiteral("AAC Files|*.aac"), QStringLiteral("AC3 Files|*.ac3"), QStringLiteral("AMR Files|*.amr"),
         QStringLiteral("MP2/MPA Files|*.mp2"), QStringLiteral("MP3 Files|*.mp3"), QStringLiteral("WAV Files|*.wav"),
-        QStringLiteral("WMA Files|*.wma"),
+        QStringLiteral("WMA Files|*.wma"), QStringLiteral("FLAC Files|*.flac"), QStringLiteral("Opus Files|*.opus"),
+        QStringLiteral("Ogg Vorbis Files|*.ogg"), QStringLiteral("M4A Files|*.m4a"), QStringLiteral("ALAC Files|*.m4a"),
     };
     bool ok = false;
     const int number = txtFormat.toInt(&ok);
-    if (!ok || number < 1 || number > 7 || txtFormat != QString::number(number))
+    if (!ok || number < 1 || number > int(filters.size()) || txtFormat != QString::number(number))
         return {};
     return filters[number - 1];
 }

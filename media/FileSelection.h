@@ -19,6 +19,9 @@ struct OptionState;
 class FileSelection {
 public:
     static const QString kOpenFilter;
+    // The file name patterns of the Open filter's first entry ("*.wav", ...):
+    // what a folder added to a batch contributes.
+    static QStringList audioPatterns();
 
     FileSelection(MainFormState &form, const OptionState &options, Dialogs &dialogs, MediaReport &report,
                   const AppFolder &folder);

@@ -82,6 +82,7 @@ OptionPanel::OptionPanel(OptionState &options, MainFormState &form, Dialogs &dia
     , m_form(form)
     , m_dialogs(dialogs)
     , m_folder(folder)
+    , m_ac3UpMixEnabled(form.chk51UpMix.enabled)
 {
 }
 
@@ -101,6 +102,7 @@ void OptionPanel::showFormatPanel()
     const bool later = isLaterFormat(m_options.txtFormat) || isLaterFormat(formatIndex(name));
     const QString previous = QLatin1Char('.') + m_options.OutExtension;
     m_form.visibleFrame = formatFrame(name);
+    m_form.chk51UpMix.enabled = isLaterFormat(formatIndex(name)) || m_ac3UpMixEnabled;
     m_options.txtFormat = formatIndex(name);
     m_options.OutExtension = extension;
     QString &label = m_form.lblOutputPath;
@@ -194,19 +196,20 @@ bool OptionPanel::optChannelsAC3_Click(int index)
     switch (index) {
     case 2:
         m_options.txtChannelsAC3 = QStringLiteral("6");
-        m_form.chk51UpMix.enabled = true;
+        m_ac3UpMixEnabled = true;
         break;
     case 1:
         m_options.txtChannelsAC3 = QStringLiteral("2");
         break;
     case 0:
         m_options.txtChannelsAC3 = QStringLiteral("1");
-        m_form.chk51UpMix.enabled = false;
+        m_ac3UpMixEnabled = false;
         break;
     default:
         return false;
     }
     m_options.ac3Channels = QString::number(index);
+    m_form.chk51UpMix.enabled = isLaterFormat(m_options.txtFormat) || m_ac3UpMixEnabled;
     ac3ChannelAdvice();
     return true;
 }

@@ -57,6 +57,9 @@ private:
     MainFormState &m_form;
     Dialogs &m_dialogs;
     AppFolder m_folder;
+    // The up-mix box's state as AC3's channel buttons leave it, which the
+    // first seven formats show; the later formats always take the up-mix.
+    bool m_ac3UpMixEnabled = false;
 };
 
 } // namespace tonmill

@@ -111,6 +111,7 @@ private Q_SLOTS:
     void reportTagsUnderGivenOnes();
     void replaceQuestionBothWays();
     void segmentNormalizeAndUpmix();
+    void laterFormatsWithTheirOptionsAndTags();
     void badInputFailsCleanly();
     void signalsAbortTheEncode();
     void batchOfMixedSources();
@@ -451,6 +452,71 @@ void TestHeadless::signalsAbortTheEncode()
     QVERIFY(QFileInfo::exists(source));
 }
 
+
+// The formats after WMA: each with options from the settings file, the typed
+// tags in its own tag system as mutagen reads them, and the up-mix.
+void TestHeadless::laterFormatsWithTheirOptionsAndTags()
+{
+    Home home("[General]\r\nFFMPEG=/usr/bin/ffmpeg\r\n[Options]\r\nFLACSamFreq=2\r\nFLACBits=1\r\n"
+              "OpusBitRate=64\r\nOpusMode=1\r\nOggQuality=2\r\nM4AMode=1\r\nM4AQuality=0.5\r\nALACBits=1\r\n");
+    const QString source = home.path(QStringLiteral("tone.mp3"));
+    QVERIFY(run(QStringLiteral("ffmpeg"), {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-f"),
+                                           QStringLiteral("lavfi"), QStringLiteral("-i"), QStringLiteral("sine=f=440:d=2"),
+                                           QStringLiteral("-ac"), QStringLiteral("2"), source}));
+    const QStringList tags = {QStringLiteral("夜の歌"), QStringLiteral("Аня Ü"), QStringLiteral("Café"),
+                              QStringLiteral("2024"), QStringLiteral("3"), QStringLiteral("Folk"), QStringLiteral("ñandú")};
+    struct Case {
+        const char *format, *extension, *stream, *reader;
+        bool upmix;
+    };
+    // codec, rate, channels, bits; the bit rate where it tells the options.
+    const Case cases[] = {
+        {"FLAC", "flac", "flac,48000,2,24", "FLAC", false},
+        {"OPUS", "opus", "opus,48000,6,", "OggOpus", true},
+        {"OGG", "ogg", "vorbis,44100,2,", "OggVorbis", false},
+        {"M4A", "m4a", "aac,44100,2,", "MP4", false},
+        {"ALAC", "m4a", "alac,44100,2,24", "MP4", false},
+    };
+    const QString reader = QStringLiteral(
+        "import sys, json, mutagen\n"
+        "f = mutagen.File(sys.argv[1])\n"
+        "def get(*keys):\n"
+        "    for k in keys:\n"
+        "        if k in f.tags:\n"
+        "            v = f.tags[k][0]\n"
+        "            return str(v[0]) if isinstance(v, tuple) else str(v)\n"
+        "    return ''\n"
+        "print(type(f).__name__ + '|' + '|'.join([get('title', '\\xa9nam'), get('artist', '\\xa9ART'),\n"
+        "      get('album', '\\xa9alb'), get('date', '\\xa9day'), get('tracknumber', 'trkn'), get('genre', '\\xa9gen'),\n"
+        "      get('comment', 'description', '\\xa9cmt')]))\n");
+    for (const Case &c : cases) {
+        const QString output = home.path(QStringLiteral("out-%1.%2").arg(QLatin1String(c.format), QLatin1String(c.extension)));
+        QStringList arguments = {QStringLiteral("--convert"), source, QStringLiteral("--format"), QLatin1String(c.format),
+                                 QStringLiteral("--output"), output, QStringLiteral("--title"), tags[0],
+                                 QStringLiteral("--artist"), tags[1], QStringLiteral("--album"), tags[2],
+                                 QStringLiteral("--year"), tags[3], QStringLiteral("--track"), tags[4],
+                                 QStringLiteral("--genre"), tags[5], QStringLiteral("--notes"), tags[6]};
+        if (c.upmix)
+            arguments << QStringLiteral("--upmix");
+        const Result r = home.convert(arguments);
+        QVERIFY2(r.status == 0, qPrintable(QLatin1String(c.format) + QLatin1Char(' ') + r.err + r.out));
+        QCOMPARE(probeEntries(output, QStringLiteral("stream=codec_name,sample_rate,channels,bits_per_raw_sample"))
+                     .replace(QStringLiteral("N/A"), QString()),
+                 QLatin1String(c.stream));
+        QVERIFY2(std::abs(test::decodedSeconds(output) - 2) < 0.1, c.format);
+        QProcess python;
+        python.start(QStringLiteral("/usr/bin/python3"), {QStringLiteral("-c"), reader, output});
+        QVERIFY(python.waitForFinished(30000));
+        QCOMPARE(QString::fromUtf8(python.readAllStandardOutput()).trimmed(),
+                 QLatin1String(c.reader) + QLatin1Char('|') + tags.join(QLatin1Char('|')));
+    }
+    // The options chosen show in the bit rates: Opus at 64 kbit/s constant,
+    // AAC at its lowest VBR quality, far below its 192 kbit/s default.
+    const double opus = probeEntries(home.path(QStringLiteral("out-OPUS.opus")), QStringLiteral("format=bit_rate")).toDouble();
+    QVERIFY2(opus > 50'000 && opus < 80'000, qPrintable(QString::number(opus)));
+    QVERIFY(probeEntries(home.path(QStringLiteral("out-M4A.m4a")), QStringLiteral("stream=bit_rate")).toDouble() < 100'000);
+    QVERIFY(test::noProcessMentions(home.dir.path()));
+}
 
 void TestHeadless::batchOfMixedSources()
 {

@@ -197,15 +197,18 @@ void TestFileSelection::outputChoiceAndSameFolderSwitch()
     QVERIFY(s.form.lblOutputPath.isEmpty());
     QVERIFY(s.form.chkSameOutput);
     // No format, no dialog.
-    s.options.txtFormat = QStringLiteral("8");
+    s.options.txtFormat = QStringLiteral("13");
     s.selection.ChooseOutputFile();
     QCOMPARE(s.dialogs.fileRequests().size(), 4);
     QVERIFY(s.form.chkSameOutput);
 
     const QStringList expected{QStringLiteral("AAC Files|*.aac"), QStringLiteral("AC3 Files|*.ac3"), QStringLiteral("AMR Files|*.amr"),
                                QStringLiteral("MP2/MPA Files|*.mp2"), QStringLiteral("MP3 Files|*.mp3"),
-                               QStringLiteral("WAV Files|*.wav"), QStringLiteral("WMA Files|*.wma")};
-    for (int i = 1; i <= 7; ++i)
+                               QStringLiteral("WAV Files|*.wav"), QStringLiteral("WMA Files|*.wma"),
+                               QStringLiteral("FLAC Files|*.flac"), QStringLiteral("Opus Files|*.opus"),
+                               QStringLiteral("Ogg Vorbis Files|*.ogg"), QStringLiteral("M4A Files|*.m4a"),
+                               QStringLiteral("ALAC Files|*.m4a")};
+    for (int i = 1; i <= 12; ++i)
         QCOMPARE(FileSelection::saveFilter(QString::number(i)), expected[i - 1]);
     QVERIFY(FileSelection::saveFilter(QStringLiteral("0")).isEmpty());
     QVERIFY(FileSelection::saveFilter(QStringLiteral("05")).isEmpty());

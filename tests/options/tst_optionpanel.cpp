@@ -256,6 +256,15 @@ void TestOptionPanel::channelFields()
     QVERIFY(!f.form.chk51UpMix.enabled);
     QVERIFY(!p.optChannelsAC3_Click(3));
     QCOMPARE(o.txtChannelsAC3, QStringLiteral("2"));
+    // The later formats take the up-mix whatever AC3's channels; back among
+    // the first seven, the box is as AC3's buttons left it.
+    for (const bool sixChannels : {false, true}) {
+        QVERIFY(p.optChannelsAC3_Click(sixChannels ? 2 : 0));
+        f.choose(QStringLiteral("OPUS"));
+        QVERIFY(f.form.chk51UpMix.enabled);
+        f.choose(QStringLiteral("WAV"));
+        QCOMPARE(f.form.chk51UpMix.enabled, sixChannels);
+    }
     QVERIFY(f.dialogs.messages().isEmpty());
 }
 
