@@ -212,6 +212,7 @@ bool takesValue(const QString &option)
         QStringLiteral("--artist"), QStringLiteral("--album"),   QStringLiteral("--year"),
         QStringLiteral("--notes"),  QStringLiteral("--genre"),   QStringLiteral("--track"),
         QStringLiteral("--wma-profile"), QStringLiteral("--output-dir"), QStringLiteral("--jobs"),
+        QStringLiteral("--loudness"), QStringLiteral("--true-peak"), QStringLiteral("--replaygain"),
     };
     return options.contains(option);
 }
@@ -324,7 +325,8 @@ QString headlessUsage()
         "       tonmill [--home DIR] --convert SOURCE|FOLDER... [--recursive] [--output-dir DIR] [--jobs N]\n"
         "               [--format ...] [--volume PERCENT] [--normalize] [--upmix] [--replace | --keep]\n"
         "               [--title T] [--artist A] [--album A] [--year Y] [--notes N] [--genre G] [--track N]\n"
-        "               [--wma-profile NAME] [--replace | --keep]\n");
+        "               [--wma-profile NAME] [--replace | --keep]\n"
+        "               [--loudness LUFS [--true-peak DBTP] | --replaygain track]\n");
 }
 
 QString headlessHelp()
@@ -360,6 +362,8 @@ HeadlessParse parseHeadlessArguments(const QStringList &arguments)
         return parse;
     };
     bool sourceGiven = false;
+    bool truePeakGiven = false;
+    bool replayGainGiven = false;
     bool replaceGiven = false;
     bool keepGiven = false;
     for (qsizetype i = 1; i < arguments.size(); ++i) {
@@ -423,6 +427,24 @@ HeadlessParse parseHeadlessArguments(const QStringList &arguments)
             r.normalize = true;
         } else if (option == QLatin1String("--upmix")) {
             r.upmix = true;
+        } else if (option == QLatin1String("--loudness")) {
+            bool ok = false;
+            r.loudness.targetLufs = value.trimmed().toDouble(&ok);
+            if (!ok || r.loudness.targetLufs < -70 || r.loudness.targetLufs > -5)
+                return failed(QStringLiteral("--loudness takes a target from -70 to -5 LUFS, not \"%1\"").arg(value));
+            r.loudness.mode = LoudnessChoice::Mode::Normalize;
+        } else if (option == QLatin1String("--true-peak")) {
+            bool ok = false;
+            r.loudness.truePeakDbtp = value.trimmed().toDouble(&ok);
+            if (!ok || r.loudness.truePeakDbtp < -9 || r.loudness.truePeakDbtp > 0)
+                return failed(QStringLiteral("--true-peak takes a ceiling from -9 to 0 dBTP, not \"%1\"").arg(value));
+            truePeakGiven = true;
+        } else if (option == QLatin1String("--replaygain")) {
+            // An album's gain needs every track measured before any is
+            // encoded, which the batch does not do yet.
+            if (value != QLatin1String("track"))
+                return failed(QStringLiteral("--replaygain takes \"track\", not \"%1\"").arg(value));
+            replayGainGiven = true;
         } else if (option == QLatin1String("--segment")) {
             if (i + 2 >= arguments.size())
                 return failed(QStringLiteral("--segment needs a start and an end in seconds"));
@@ -464,6 +486,15 @@ HeadlessParse parseHeadlessArguments(const QStringList &arguments)
         return failed(QStringLiteral("--convert SOURCE is missing"));
     if (replaceGiven && keepGiven)
         return failed(QStringLiteral("--replace and --keep exclude each other"));
+    const bool loudnessGiven = r.loudness.mode == LoudnessChoice::Mode::Normalize;
+    if (replayGainGiven && (loudnessGiven || r.normalize))
+        return failed(QStringLiteral("--replaygain leaves the audio as it is: it excludes --loudness and --normalize"));
+    if (loudnessGiven && r.normalize)
+        return failed(QStringLiteral("--loudness and --normalize exclude each other"));
+    if (truePeakGiven && !loudnessGiven)
+        return failed(QStringLiteral("--true-peak is the ceiling of --loudness"));
+    if (replayGainGiven)
+        r.loudness.mode = LoudnessChoice::Mode::ReplayGain;
     if (r.isBatch() && (!r.output.isEmpty() || r.segment))
         return failed(QStringLiteral("--output and --segment are for one file; a batch takes --output-dir"));
     r.replace = replaceGiven;
@@ -479,6 +510,7 @@ int runBatch(const HeadlessRequest &r, const AppFolder &folder, const OptionStat
 {
     BatchSettings settings = batchSettingsFor(folder, options, form.cmbFormat.text, r.volume.value_or(100),
                                               r.normalize, r.upmix);
+    settings.loudness = r.loudness;
     settings.replace = r.replace;
     settings.jobs = r.jobs;
 
@@ -607,6 +639,7 @@ int runHeadlessConvert(const QStringList &arguments)
     if (r.volume)
         form.slVolume = *r.volume;
     form.chkNormalize = r.normalize;
+    form.loudness = r.loudness;
     form.chk51UpMix.checked = r.upmix;
     form.chkSegment = r.segment;
     if (r.segment) {

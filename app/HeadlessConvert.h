@@ -1,5 +1,7 @@
 #pragma once
 
+#include "convert/LoudnessChoice.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -20,6 +22,7 @@ struct HeadlessRequest {
     std::optional<int> volume;
     bool normalize = false;
     bool upmix = false;
+    LoudnessChoice loudness; // --loudness, --true-peak, --replaygain
     bool segment = false;
     QString segmentStart;
     QString segmentEnd;

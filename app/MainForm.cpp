@@ -457,8 +457,9 @@ void MainForm::runBatch()
         m_dialogs.message(notice(QStringLiteral("Please, add the files to convert to the list first!")));
         return;
     }
-    const BatchSettings settings = batchSettingsFor(m_folder, options, form.cmbFormat.text, form.slVolume,
-                                                    form.chkNormalize, form.chk51UpMix.checked);
+    BatchSettings settings = batchSettingsFor(m_folder, options, form.cmbFormat.text, form.slVolume,
+                                              form.peakNormalize(), form.chk51UpMix.checked);
+    settings.loudness = form.loudness;
 
     QStringList sources;
     for (const BatchItem &item : std::as_const(batch.items))

@@ -260,6 +260,13 @@ void MainWindow::bindTagsAndClip()
         form.cmbGenre.text = text;
     });
     connect(m_ui->chkNormalize, &QCheckBox::clicked, this, [&form](bool checked) { form.chkNormalize = checked; });
+    connect(m_ui->cmbLoudness, &QComboBox::activated, this, [this, &form](int index) {
+        form.selectLoudness(index);
+        render();
+    });
+    connect(m_ui->spnTruePeak, &QDoubleSpinBox::valueChanged, this, [&form](double ceiling) {
+        form.loudness.truePeakDbtp = ceiling;
+    });
     connect(m_ui->chk51UpMix, &QCheckBox::clicked, this, [&form](bool checked) { form.chk51UpMix.checked = checked; });
     connect(m_ui->chkSegment, &QCheckBox::clicked, this, [&form](bool checked) { form.chkSegment = checked; });
 }
@@ -475,6 +482,13 @@ void MainWindow::render()
     for (const auto &[edit, field] : fields)
         showText(edit, *field);
     showChecked(m_ui->chkNormalize, form.chkNormalize);
+    const bool loudnessTarget = form.loudness.mode == LoudnessChoice::Mode::Normalize;
+    m_ui->chkNormalize->setEnabled(!loudnessTarget);
+    if (m_ui->cmbLoudness->currentIndex() != form.loudnessIndex())
+        m_ui->cmbLoudness->setCurrentIndex(form.loudnessIndex());
+    m_ui->spnTruePeak->setEnabled(loudnessTarget);
+    if (m_ui->spnTruePeak->value() != form.loudness.truePeakDbtp)
+        m_ui->spnTruePeak->setValue(form.loudness.truePeakDbtp);
     showChecked(m_ui->chk51UpMix, form.chk51UpMix.checked);
     m_ui->chk51UpMix->setEnabled(form.chk51UpMix.enabled);
     showChecked(m_ui->chkSegment, form.chkSegment);
@@ -539,7 +553,14 @@ void MainWindow::relabel()
     m_ui->lstBatch->setHeaderLabels({ownText("Main", "lstBatch.File", m_language),
                                      ownText("Main", "lstBatch.Status", m_language),
                                      ownText("Main", "lstBatch.Output", m_language)});
+    m_ui->cmbLoudness->clear();
+    m_ui->cmbLoudness->addItems({ownText("Main", "cmbLoudness.Off", m_language), QStringLiteral("−16 LUFS"),
+                                 QStringLiteral("−23 LUFS"), QStringLiteral("−14 LUFS"),
+                                 ownText("Main", "cmbLoudness.ReplayGain", m_language)});
+    m_ui->cmbLoudness->setToolTip(ownText("Main", "cmbLoudness.Tip", m_language));
+    m_ui->spnTruePeak->setToolTip(ownText("Main", "spnTruePeak.Tip", m_language));
     renderBatch();
+    render();
 }
 
 void MainWindow::showSetup()

@@ -94,6 +94,8 @@ ItemEnd convertOne(const AppFolder &folder, const BatchSettings &s, const QStrin
     CommandLine routed = throughStandIns(line, folder);
     if (const QString facts = sourceFactsEntry(source, length.stream); !facts.isEmpty())
         routed.environment << facts;
+    if (const QString loudness = loudnessEntry(s.loudness); !loudness.isEmpty())
+        routed.environment << loudness;
 
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);

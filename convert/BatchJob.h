@@ -1,5 +1,6 @@
 #pragma once
 
+#include "convert/LoudnessChoice.h"
 #include "options/OptionState.h"
 #include "platform/AppFolder.h"
 
@@ -40,6 +41,7 @@ struct BatchSettings {
     QString quencPath;
     bool replace = false;   // an existing output is replaced rather than kept
     int jobs = 0;           // encoders at once; 0: one per core
+    LoudnessChoice loudness;
 };
 
 // The settings for these options and clip choices, with the tool paths that

@@ -241,6 +241,16 @@ void ConvertJob::btnConvert_Click()
     inputs.notes = m_form.txtNotes;
     inputs.genre = m_form.cmbGenre.text;
     inputs.track = m_form.txtTrack;
+    // The later formats carry the source's own tags: of the editor's fields
+    // only what the user changed goes on their line, and wins.
+    if (isLaterFormat(m_options.txtFormat)) {
+        QString *const fields[] = {&inputs.title, &inputs.artist, &inputs.album, &inputs.year,
+                                   &inputs.notes, &inputs.genre,  &inputs.track};
+        for (std::size_t i = 0; i < std::size(fields); ++i) {
+            if (*fields[i] == m_form.reportTags[i])
+                fields[i]->clear();
+        }
+    }
 
     // A source that cannot be read is not worth a question about the output.
     if (!length.ok()) {
@@ -416,13 +426,13 @@ bool ConvertJob::writeScripts(EncoderInputs &inputs)
     const QString fullPath = m_folder.file(QStringLiteral("\\DirectQX.avs"));
     const QString segmentPath = m_folder.file(QStringLiteral("\\segment.avs"));
     const FullScriptInputs full{m_form.txtPath,  m_sourceSeconds,       m_options.SamFreq,
-                                m_form.cmbFormat.text, m_form.chkNormalize, m_form.chk51UpMix.checked};
+                                m_form.cmbFormat.text, m_form.peakNormalize(), m_form.chk51UpMix.checked};
     const SegmentScriptInputs segment{m_form.txtPath, m_form.txtCutS, m_form.txtCutE, m_options.SamFreq};
 
     // WMA reads the source itself unless it is normalised or cut.
     const bool wma = isFormat(m_options.txtFormat, "7");
     inputs.input = m_form.txtPath;
-    if (!wma || m_form.chkNormalize) {
+    if (!wma || m_form.peakNormalize()) {
         if (!writeFullScript(fullPath, full, m_folder))
             return false;
         inputs.input = fullPath;
@@ -500,6 +510,13 @@ void ConvertJob::logOptionLines()
     } else if (isLaterFormat(format)) {
         logLaterOptionLines();
     }
+    const LoudnessChoice &loudness = m_form.loudness;
+    if (loudness.mode == LoudnessChoice::Mode::Normalize)
+        line(" -- Loudness: ", QStringLiteral("%1 LUFS, true peak at most %2 dBTP")
+                                   .arg(loudness.targetLufs, 0, 'g', 4)
+                                   .arg(loudness.truePeakDbtp, 0, 'g', 3));
+    else if (loudness.mode == LoudnessChoice::Mode::ReplayGain)
+        line(" -- Loudness: ", QStringLiteral("ReplayGain tags"));
 }
 
 CommandLine ConvertJob::routed(const CommandLine &line) const
@@ -507,6 +524,8 @@ CommandLine ConvertJob::routed(const CommandLine &line) const
     CommandLine routedLine = throughStandIns(line, m_folder);
     if (!m_sourceFacts.isEmpty())
         routedLine.environment << m_sourceFacts;
+    if (const QString loudness = loudnessEntry(m_form.loudness); !loudness.isEmpty())
+        routedLine.environment << loudness;
     return routedLine;
 }
 

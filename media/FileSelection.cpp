@@ -76,8 +76,10 @@ void FileSelection::LoadTagsFromReport()
         {"Genre", &m_form.cmbGenre.text},
         {"Track", &m_form.txtTrack},
     }};
-    for (const auto &[key, field] : fields)
-        *field = ReadIniValue(QStringLiteral("General"), QString::fromLatin1(key), report);
+    for (std::size_t i = 0; i < fields.size(); ++i) {
+        *fields[i].second = ReadIniValue(QStringLiteral("General"), QString::fromLatin1(fields[i].first), report);
+        m_form.reportTags[i] = *fields[i].second;
+    }
 }
 
 void FileSelection::ChooseOutputFile()

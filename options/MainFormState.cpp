@@ -30,4 +30,36 @@ void MainFormState::showIdle()
     mnuArquivoEnabled = true;
 }
 
+namespace {
+constexpr double kLoudnessTargets[] = {kLoudnessDefaultLufs, kLoudnessBroadcastLufs, kLoudnessStreamingLufs};
+} // namespace
+
+void MainFormState::selectLoudness(int index)
+{
+    if (index < 0 || index >= kLoudnessChoices)
+        return;
+    loudness.mode = index == 0 ? LoudnessChoice::Mode::Off
+                  : index == 4 ? LoudnessChoice::Mode::ReplayGain
+                               : LoudnessChoice::Mode::Normalize;
+    if (index >= 1 && index <= 3)
+        loudness.targetLufs = kLoudnessTargets[index - 1];
+}
+
+int MainFormState::loudnessIndex() const
+{
+    switch (loudness.mode) {
+    case LoudnessChoice::Mode::Off:
+        return 0;
+    case LoudnessChoice::Mode::ReplayGain:
+        return 4;
+    case LoudnessChoice::Mode::Normalize:
+        break;
+    }
+    for (int i = 0; i < 3; ++i) {
+        if (loudness.targetLufs == kLoudnessTargets[i])
+            return i + 1;
+    }
+    return -1;
+}
+
 } // namespace tonmill

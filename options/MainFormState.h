@@ -1,11 +1,17 @@
 #pragma once
 
+#include "convert/LoudnessChoice.h"
 #include "options/ChoiceList.h"
 #include "process/ProgressMonitor.h"
 
 #include <QString>
 
+#include <array>
+
 namespace tonmill {
+
+// cmbLoudness's choices, in order: none, the three targets, ReplayGain tags.
+inline constexpr int kLoudnessChoices = 5;
 
 struct CheckBoxState {
     bool checked = false;
@@ -36,6 +42,10 @@ struct MainFormState {
     QString txtNotes;
     ChoiceList cmbGenre;
     QString txtTrack;
+    // The tag fields as the media report filled them when the source was
+    // opened (title, artist, album, year, notes, genre, track): a field still
+    // equal to its value here holds the source's tag, not the user's.
+    std::array<QString, 7> reportTags;
     bool mnuLog = false;
     bool mnuSaveLog = true;
 
@@ -46,6 +56,9 @@ struct MainFormState {
     bool chkSegmentEnabled = true;
     bool btnSegPreviewEnabled = true;
     bool chkNormalize = false;
+    // What the encoder does about loudness; a loudness target stands in for
+    // peak normalising.
+    LoudnessChoice loudness;
     QString txtCutS = QStringLiteral("000.000");
     QString txtCutE = QStringLiteral("000.000");
 
@@ -63,6 +76,14 @@ struct MainFormState {
     ProgressDisplay progress;
     // The encoder's latest chunk of output, which the progress tick reads.
     QString rtbOutput;
+
+    // cmbLoudness: a choice of kLoudnessChoices sets the loudness, keeping its
+    // ceiling; the index shown is that of the loudness, -1 for a target that
+    // is none of the three offered.
+    void selectLoudness(int index);
+    int loudnessIndex() const;
+    // Peak normalising applies unless a loudness target does.
+    bool peakNormalize() const { return chkNormalize && loudness.mode != LoudnessChoice::Mode::Normalize; }
 
     // Fills the format list and shows "MP3" with its frame.
     void fillFormatList();

@@ -112,6 +112,7 @@ private Q_SLOTS:
     void replaceQuestionBothWays();
     void segmentNormalizeAndUpmix();
     void laterFormatsWithTheirOptionsAndTags();
+    void sourceTagsReachLaterFormats();
     void badInputFailsCleanly();
     void signalsAbortTheEncode();
     void batchOfMixedSources();
@@ -144,6 +145,13 @@ void TestHeadless::argumentsAreRead()
     QCOMPARE(batch.request.sources, (QStringList{QStringLiteral("a.wav"), QStringLiteral("b.flac")}));
     QVERIFY(batch.request.isBatch() && batch.request.recursive);
     QCOMPARE(batch.request.jobs, 3);
+    const HeadlessParse loud = parseHeadlessArguments({QStringLiteral("tonmill"), QStringLiteral("--convert"),
+                                                       QStringLiteral("a"), QStringLiteral("--loudness=-18.5"),
+                                                       QStringLiteral("--true-peak"), QStringLiteral("-2")});
+    QVERIFY2(loud.ok, qPrintable(loud.error));
+    QVERIFY(loud.request.loudness.mode == LoudnessChoice::Mode::Normalize);
+    QCOMPARE(loud.request.loudness.targetLufs, -18.5);
+    QCOMPARE(loud.request.loudness.truePeakDbtp, -2.0);
 
     const QList<QStringList> bad = {
         {QStringLiteral("--format"), QStringLiteral("MP3")},
@@ -157,6 +165,15 @@ void TestHeadless::argumentsAreRead()
         {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--jobs"), QStringLiteral("0")},
         {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("--output"),
          QStringLiteral("c.mp3")},
+        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--loudness"), QStringLiteral("-3")},
+        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--loudness"), QStringLiteral("-16"),
+         QStringLiteral("--normalize")},
+        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--true-peak"), QStringLiteral("-1")},
+        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--loudness"), QStringLiteral("-16"),
+         QStringLiteral("--true-peak"), QStringLiteral("1")},
+        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--replaygain"), QStringLiteral("album")},
+        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--replaygain"), QStringLiteral("track"),
+         QStringLiteral("--loudness"), QStringLiteral("-16")},
     };
     for (const QStringList &args : bad)
         QVERIFY2(!parseHeadlessArguments(QStringList{QStringLiteral("tonmill")} + args).ok, qPrintable(args.join(' ')));
@@ -322,6 +339,34 @@ void TestHeadless::segmentNormalizeAndUpmix()
     QVERIFY(readAll(home.app + QStringLiteral("/DirectQX.avs")).contains("return MergeChannels( fl, fr, cc, lfe, sl, sr)}"));
     QCOMPARE(probeEntries(home.path(QStringLiteral("s_Konverted.ac3")), QStringLiteral("stream=codec_name,channels")),
              QStringLiteral("ac3,6"));
+
+    // A loudness target, for one file and for a batch, as ffmpeg's own
+    // EBU R128 meter finds it.
+    const auto integrated = [](const QString &file) {
+        QProcess meter;
+        meter.start(QStringLiteral("ffmpeg"), {QStringLiteral("-nostats"), QStringLiteral("-i"), file, QStringLiteral("-af"),
+                                               QStringLiteral("ebur128"), QStringLiteral("-f"), QStringLiteral("null"),
+                                               QStringLiteral("-")});
+        meter.waitForFinished(60000);
+        const QString out = QString::fromUtf8(meter.readAllStandardError());
+        const QRegularExpressionMatch m = QRegularExpression(QStringLiteral(R"(I:\s+(-?[0-9.]+) LUFS)")).match(out, out.lastIndexOf(QStringLiteral("Summary")));
+        return m.hasMatch() ? m.captured(1).toDouble() : 0.0;
+    };
+    r = home.convert({QStringLiteral("--convert"), source, QStringLiteral("--format"), QStringLiteral("MP3"),
+                      QStringLiteral("--loudness"), QStringLiteral("-23"), QStringLiteral("--replace")});
+    QCOMPARE(r.status, 0);
+    QVERIFY(r.out.contains(QStringLiteral(" -- Loudness: -23 LUFS, true peak at most -1 dBTP\n")));
+    const double single = integrated(home.path(QStringLiteral("s_Konverted.mp3")));
+    QVERIFY2(std::abs(single + 23) <= 0.5, qPrintable(QString::number(single)));
+    QVERIFY(QFile::copy(source, home.path(QStringLiteral("t.wav"))));
+    r = home.convert({QStringLiteral("--convert"), source, home.path(QStringLiteral("t.wav")), QStringLiteral("--format"),
+                      QStringLiteral("FLAC"), QStringLiteral("--output-dir"), home.path(QStringLiteral("loud")),
+                      QStringLiteral("--loudness"), QStringLiteral("-14")});
+    QCOMPARE(r.status, 0);
+    for (const char *name : {"loud/s_Konverted.flac", "loud/t_Konverted.flac"}) {
+        const double batch = integrated(home.path(QLatin1String(name)));
+        QVERIFY2(std::abs(batch + 14) <= 0.5, qPrintable(QLatin1String(name) + QLatin1Char(' ') + QString::number(batch)));
+    }
 }
 
 void TestHeadless::badInputFailsCleanly()
@@ -516,6 +561,71 @@ void TestHeadless::laterFormatsWithTheirOptionsAndTags()
     QVERIFY2(opus > 50'000 && opus < 80'000, qPrintable(QString::number(opus)));
     QVERIFY(probeEntries(home.path(QStringLiteral("out-M4A.m4a")), QStringLiteral("stream=bit_rate")).toDouble() < 100'000);
     QVERIFY(test::noProcessMentions(home.dir.path()));
+}
+
+// Every tag field of a source of each kind reaches each later format in that
+// format's own tag system, as mutagen reads it; a typed value wins.
+void TestHeadless::sourceTagsReachLaterFormats()
+{
+    Home home;
+    const QStringList fields = {QStringLiteral("title=夜の歌"),     QStringLiteral("artist=Аня"),
+                                QStringLiteral("album=Café"),       QStringLiteral("album_artist=Équipe"),
+                                QStringLiteral("date=2024"),        QStringLiteral("genre=Folk"),
+                                QStringLiteral("track=3/12"),       QStringLiteral("disc=2/3"),
+                                QStringLiteral("comment=ñandú"),    QStringLiteral("composer=Зоя")};
+    QStringList metadata;
+    for (const QString &field : fields)
+        metadata << QStringLiteral("-metadata") << field;
+    const QList<std::pair<QString, QStringList>> sources = {
+        {QStringLiteral("vorbis.flac"), {}},
+        {QStringLiteral("atoms.m4a"), {QStringLiteral("-c:a"), QStringLiteral("aac"), QStringLiteral("-f"), QStringLiteral("ipod")}},
+        {QStringLiteral("id3v23.mp3"), {QStringLiteral("-id3v2_version"), QStringLiteral("3")}},
+        {QStringLiteral("attributes.wma"), {QStringLiteral("-c:a"), QStringLiteral("wmav2")}},
+    };
+    // The ten fields in mutagen's names, numbers without their totals.
+    const QString reader = QStringLiteral(
+        "import sys, mutagen\n"
+        "t = mutagen.File(sys.argv[1]).tags\n"
+        "def get(*keys):\n"
+        "    for k in keys:\n"
+        "        try:\n"
+        "            v = t[k][0]\n"
+        "        except (KeyError, ValueError):\n"
+        "            continue\n"
+        "        return str(v[0]) if isinstance(v, tuple) else str(v).split('/')[0]\n"
+        "    return ''\n"
+        "print('|'.join([get('title', '\\xa9nam'), get('artist', '\\xa9ART'), get('album', '\\xa9alb'),\n"
+        "      get('albumartist', 'aART'), get('date', '\\xa9day'), get('genre', '\\xa9gen'),\n"
+        "      get('tracknumber', 'trkn'), get('discnumber', 'disk'), get('comment', 'description', '\\xa9cmt'),\n"
+        "      get('composer', '\\xa9wrt')]))\n");
+    QStringList expected;
+    for (const QString &field : fields)
+        expected << field.section(QLatin1Char('='), 1).section(QLatin1Char('/'), 0, 0);
+    for (const auto &[name, codec] : sources) {
+        const QString source = home.path(name);
+        QVERIFY(run(QStringLiteral("ffmpeg"), QStringList{QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-f"),
+                                                          QStringLiteral("lavfi"), QStringLiteral("-i"), QStringLiteral("sine=d=1"),
+                                                          QStringLiteral("-ac"), QStringLiteral("2")}
+                                                  + metadata + codec + QStringList{source}));
+        for (const char *format : {"FLAC", "OPUS", "OGG", "M4A", "ALAC"}) {
+            const bool typed = name.endsWith(QLatin1String("mp3")) && qstrcmp(format, "OGG") == 0;
+            const QString output = home.path(name + QLatin1Char('.') + QLatin1String(format));
+            QStringList arguments = {QStringLiteral("--convert"), source, QStringLiteral("--format"),
+                                     QLatin1String(format), QStringLiteral("--output"), output};
+            if (typed)
+                arguments << QStringLiteral("--title") << QStringLiteral("Typed");
+            const Result r = home.convert(arguments);
+            QVERIFY2(r.status == 0, qPrintable(name + QLatin1Char(' ') + QLatin1String(format) + QLatin1Char(' ') + r.err));
+            QProcess python;
+            python.start(QStringLiteral("/usr/bin/python3"), {QStringLiteral("-c"), reader, output});
+            QVERIFY(python.waitForFinished(30000));
+            QStringList want = expected;
+            if (typed)
+                want[0] = QStringLiteral("Typed");
+            const QString read = QString::fromUtf8(python.readAllStandardOutput()).trimmed();
+            QVERIFY2(read == want.join(QLatin1Char('|')), qPrintable(output + QLatin1Char(' ') + read));
+        }
+    }
 }
 
 void TestHeadless::batchOfMixedSources()

@@ -21,6 +21,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDoubleSpinBox>
 #include <QDir>
 #include <QGroupBox>
 #include <QLabel>
@@ -262,6 +263,21 @@ void TestMainWindow::openAdviseConvertAbortClose()
     control<QAction>(window, "mnuAbrir")->trigger();
     QVERIFY(dialogs.messages().constLast().text.startsWith(QStringLiteral("You have activated '5.1 UpMix' feature!")));
     QVERIFY(!upmix->isChecked());
+
+    // A loudness target takes the place of peak normalising and opens its
+    // ceiling; ReplayGain tags leave both to the audio as it is.
+    auto *normalize = control<QCheckBox>(window, "chkNormalize");
+    auto *ceiling = control<QDoubleSpinBox>(window, "spnTruePeak");
+    QVERIFY(normalize->isEnabled() && !ceiling->isEnabled());
+    choose(control<QComboBox>(window, "cmbLoudness"), QStringLiteral("−23 LUFS"));
+    QVERIFY(!normalize->isEnabled() && ceiling->isEnabled());
+    ceiling->setValue(-2);
+    const LoudnessChoice &chosen = program.form().form.loudness;
+    QVERIFY(chosen.mode == LoudnessChoice::Mode::Normalize && chosen.targetLufs == -23 && chosen.truePeakDbtp == -2);
+    choose(control<QComboBox>(window, "cmbLoudness"), QStringLiteral("ReplayGain tags"));
+    QVERIFY(chosen.mode == LoudnessChoice::Mode::ReplayGain && normalize->isEnabled() && !ceiling->isEnabled());
+    choose(control<QComboBox>(window, "cmbLoudness"), QStringLiteral("Peak level only"));
+    QVERIFY(chosen.mode == LoudnessChoice::Mode::Off);
 
     // A real MP3 conversion from the Convert button.
     choose(format, QStringLiteral("MP3"));

@@ -6,6 +6,8 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QProcess>
+#include <QProcessEnvironment>
 #include <QTest>
 
 namespace tonmill::test {
@@ -38,6 +40,25 @@ bool noProcessMentions(const QString &text, int waitMs)
         QTest::qWait(20);
     }
     return true;
+}
+
+Ran runProgram(const QString &program, const QStringList &arguments, const QStringList &environment)
+{
+    QProcess p;
+    if (!environment.isEmpty()) {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        for (const QString &entry : environment)
+            env.insert(entry.section(QLatin1Char('='), 0, 0), entry.section(QLatin1Char('='), 1));
+        p.setProcessEnvironment(env);
+    }
+    p.start(program, arguments);
+    Ran r;
+    if (!p.waitForStarted(-1) || !p.waitForFinished(300000))
+        return r;
+    r.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
+    r.out = QString::fromUtf8(p.readAllStandardOutput());
+    r.err = QString::fromUtf8(p.readAllStandardError());
+    return r;
 }
 
 } // namespace tonmill::test

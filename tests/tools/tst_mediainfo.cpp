@@ -2,6 +2,7 @@
 // stream headings numbered from 0, the rest of the report untouched.
 #include "platform/ToolChain.h"
 #include "support/TestPaths.h"
+#include "support/TestProcesses.h"
 
 #include <QDir>
 #include <QFile>
@@ -13,29 +14,8 @@
 
 namespace {
 
-struct Ran {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-// setting: "NAME=value" entries that change the environment.
-Ran run(const QString &program, const QStringList &arguments, const QStringList &setting = {})
-{
-    QProcess p;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    for (const QString &entry : setting)
-        env.insert(entry.section(QLatin1Char('='), 0, 0), entry.section(QLatin1Char('='), 1));
-    p.setProcessEnvironment(env);
-    p.start(program, arguments);
-    Ran r;
-    if (!p.waitForFinished(60000))
-        return r;
-    r.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-    r.out = QString::fromUtf8(p.readAllStandardOutput());
-    r.err = QString::fromUtf8(p.readAllStandardError());
-    return r;
-}
+using tonmill::test::Ran;
+using tonmill::test::runProgram;
 
 QString tool()
 {
@@ -74,14 +54,14 @@ void TestMediaInfo::initTestCase()
     QVERIFY(m_dir.isValid());
     // Ten seconds of 16-bit stereo at 44.1 kHz: about 1.7 MiB.
     m_wav = m_dir.filePath(QStringLiteral("it's a tëst – Ünïcode.wav"));
-    QCOMPARE(run(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-b"), QStringLiteral("16"),
+    QCOMPARE(runProgram(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-b"), QStringLiteral("16"),
                                          QStringLiteral("-r"), QStringLiteral("44100"), QStringLiteral("-c"),
                                          QStringLiteral("2"), m_wav, QStringLiteral("synth"), QStringLiteral("10"),
                                          QStringLiteral("sine"), QStringLiteral("440")})
                  .exitCode,
              0);
     m_twoStreams = m_dir.filePath(QStringLiteral("two streams.mkv"));
-    QCOMPARE(run(QStringLiteral("ffmpeg"), {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), m_wav,
+    QCOMPARE(runProgram(QStringLiteral("ffmpeg"), {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), m_wav,
                                             QStringLiteral("-i"), m_wav, QStringLiteral("-map"), QStringLiteral("0"),
                                             QStringLiteral("-map"), QStringLiteral("1"), QStringLiteral("-c:a"),
                                             QStringLiteral("libmp3lame"), m_twoStreams})
@@ -91,7 +71,7 @@ void TestMediaInfo::initTestCase()
 
 void TestMediaInfo::reportHasNumberedHeadingsAndAlignedLabels()
 {
-    const Ran r = run(tool(), {m_wav});
+    const Ran r = runProgram(tool(), {m_wav});
     QCOMPARE(r.exitCode, 0);
     QVERIFY(r.err.isEmpty());
     QCOMPARE(headings(r.out), (QStringList{QStringLiteral("General #0"), QStringLiteral("Audio #0")}));
@@ -120,7 +100,7 @@ void TestMediaInfo::reportHasNumberedHeadingsAndAlignedLabels()
     QCOMPARE(channels, QStringLiteral("2 channels"));
 
     // Apart from the headings the report is the system tool's own.
-    const Ran system = run(QStringLiteral("mediainfo"), {m_wav}, {QStringLiteral("LC_ALL=C.UTF-8")});
+    const Ran system = runProgram(QStringLiteral("mediainfo"), {m_wav}, {QStringLiteral("LC_ALL=C.UTF-8")});
     QString ours = r.out;
     ours.replace(QStringLiteral("General #0\n"), QStringLiteral("General\n"));
     ours.replace(QStringLiteral("Audio #0\n"), QStringLiteral("Audio\n"));
@@ -129,7 +109,7 @@ void TestMediaInfo::reportHasNumberedHeadingsAndAlignedLabels()
 
 void TestMediaInfo::severalAudioStreamsCountFromZero()
 {
-    const Ran r = run(tool(), {m_twoStreams});
+    const Ran r = runProgram(tool(), {m_twoStreams});
     QCOMPARE(r.exitCode, 0);
     QCOMPARE(headings(r.out),
              (QStringList{QStringLiteral("General #0"), QStringLiteral("Audio #0"), QStringLiteral("Audio #1")}));
@@ -156,7 +136,7 @@ void TestMediaInfo::failuresAreOneLine()
         {m_wav, unusableTool, tonmill::kHelperProgramNotExecutable, unusableTool + QStringLiteral("/mediainfo")},
     };
     for (const auto &c : cases) {
-        const Ran r = run(tool(), {c.file}, c.path.isEmpty() ? QStringList() : QStringList{QStringLiteral("PATH=") + c.path});
+        const Ran r = runProgram(tool(), {c.file}, c.path.isEmpty() ? QStringList() : QStringList{QStringLiteral("PATH=") + c.path});
         QCOMPARE(r.exitCode, c.status);
         QVERIFY(r.out.isEmpty());
         const QStringList lines = r.err.split(QLatin1Char('\n'), Qt::SkipEmptyParts);

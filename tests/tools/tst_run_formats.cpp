@@ -7,6 +7,7 @@
 #include "platform/ToolChain.h"
 #include "process/CommandLine.h"
 #include "support/TestPaths.h"
+#include "support/TestProcesses.h"
 
 #include <QDir>
 #include <QFile>
@@ -19,27 +20,10 @@
 #include <QTest>
 
 using namespace tonmill;
+using tonmill::test::Ran;
+using tonmill::test::runProgram;
 
 namespace {
-
-struct Ran {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-Ran runProgram(const QString &program, const QStringList &arguments)
-{
-    QProcess p;
-    p.start(program, arguments);
-    Ran r;
-    if (!p.waitForStarted(-1) || !p.waitForFinished(300000))
-        return r;
-    r.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
-    r.out = QString::fromUtf8(p.readAllStandardOutput());
-    r.err = QString::fromUtf8(p.readAllStandardError());
-    return r;
-}
 
 Ran runRouted(const CommandLine &line)
 {

@@ -171,6 +171,11 @@ ParsedLine parseFfmpeg(const QStringList &words)
         r.muxer = format;
     }
 
+    // The formats that hold tags and were added after WMA.
+    static const QStringList kTagMuxers = {QStringLiteral("flac"), QStringLiteral("ogg"), QStringLiteral("opus"),
+                                           QStringLiteral("ipod")};
+    r.sourceTags = kTagMuxers.contains(r.muxer);
+
     if (kbps && !oldCodec.startsWith(QLatin1String("pcm_"))) { // PCM's rate follows from its sample format
         if (oldCodec == QLatin1String("amr_nb") || oldCodec == QLatin1String("amr_wb")) {
             const bool wide = oldCodec == QLatin1String("amr_wb");

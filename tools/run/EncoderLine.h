@@ -28,6 +28,8 @@ struct EncodeRequest {
     // "5", ...), checked against what the lines may ask.
     QStringList codecOptions;
     QList<QPair<QString, QString>> metadata;
+    // Whether the source's own tags are carried, under the line's.
+    bool sourceTags = false;
     // What was chosen where the line cannot be followed as it stands.
     QStringList notes;
 };

@@ -2,6 +2,7 @@
 
 #include "platform/ChildProcess.h"
 #include "platform/ToolChain.h"
+#include "tools/run/LoudnessPass.h"
 #include "tools/run/TerminationSignals.h"
 
 #include <QDir>
@@ -22,11 +23,13 @@ namespace {
 constexpr int kLineSpacingMs = 30;
 } // namespace
 
-EncoderRun::EncoderRun(EncodeRequest request, AudioSource source, QString ffmpegPath, QObject *parent)
+EncoderRun::EncoderRun(EncodeRequest request, AudioSource source, QString ffmpegPath,
+                       std::optional<LoudnessChoice> loudness, QObject *parent)
     : QObject(parent)
     , m_request(std::move(request))
     , m_source(std::move(source))
     , m_ffmpeg(std::move(ffmpegPath))
+    , m_loudness(loudness)
     , m_output(QFileInfo(m_request.output).absoluteFilePath())
     , m_temporary(partialOutputName(m_output))
 {
@@ -65,17 +68,40 @@ bool EncoderRun::prepareTarget()
     return true;
 }
 
+// The partial file exists meanwhile, so that a folder that cannot be written
+// is found before a long measuring, and a signal removes it all the same.
+bool EncoderRun::measureLoudness()
+{
+    if (!m_loudness || m_loudness->mode == LoudnessChoice::Mode::Off)
+        return true;
+    const LoudnessOutcome outcome = runLoudnessPass(*m_loudness, m_request, m_source, m_ffmpeg);
+    if (!outcome.ok) {
+        m_failure = outcome.failure;
+        m_failureStatus = outcome.failureStatus;
+        m_diagnostics = outcome.diagnostics;
+        return false;
+    }
+    m_adjustment = outcome.adjustment;
+    if (!outcome.notice.isEmpty())
+        Q_EMIT notice(outcome.notice);
+    return true;
+}
+
 bool EncoderRun::start()
 {
     if (!prepareTarget())
         return false;
-    Q_EMIT line(describeEncode(m_request, m_source));
+    if (!measureLoudness()) {
+        QFile::remove(m_temporary);
+        return false;
+    }
+    Q_EMIT line(describeEncode(m_request, m_source, m_adjustment));
     makeChildDieWithParent(m_process);
     bool started = false;
     {
         const HeldTerminationSignals held;
         m_process.setChildProcessModifier(held.releasedInChild(m_process.childProcessModifier()));
-        m_process.start(m_ffmpeg, ffmpegArguments(m_request, m_source, m_temporary));
+        m_process.start(m_ffmpeg, ffmpegArguments(m_request, m_source, m_temporary, m_adjustment));
         started = m_process.waitForStarted(-1);
         if (started)
             setEncoderProcess(m_process.processId());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "convert/LoudnessChoice.h"
 #include "tools/run/EncoderLine.h"
 #include "tools/run/FfmpegArguments.h"
 #include "tools/run/ProgressReport.h"
@@ -9,18 +10,24 @@
 #include <QProcess>
 #include <QTimer>
 
+#include <optional>
+
 namespace tonmill::run {
 
 // One encode on ffmpeg. The result is written under the output's partial
 // name and renamed only when ffmpeg has finished well, so a file under the
 // output's name is always a finished one. The termination handler is told of
-// ffmpeg and the partial file, so that a signal leaves neither behind.
+// ffmpeg and the partial file, so that a signal leaves neither behind. With a
+// loudness choice the audio is measured first, by passes that print nothing,
+// so that the progress the encode prints starts from its beginning.
 class EncoderRun : public QObject {
     Q_OBJECT
 public:
-    EncoderRun(EncodeRequest request, AudioSource source, QString ffmpegPath, QObject *parent = nullptr);
+    EncoderRun(EncodeRequest request, AudioSource source, QString ffmpegPath,
+               std::optional<LoudnessChoice> loudness = std::nullopt, QObject *parent = nullptr);
 
-    // False, with the reason in failure(), when the encode cannot begin.
+    // False, with the reason in failure(), when the encode cannot begin. With
+    // a loudness choice it returns once the measuring is done.
     bool start();
 
     const QString &failure() const { return m_failure; }
@@ -33,6 +40,8 @@ public:
 Q_SIGNALS:
     // A line for the console: the start, the progress lines.
     void line(const QString &text);
+    // A line for stderr: what was asked and is not done, though the encode goes on.
+    void notice(const QString &text);
     // The run is over; failure() tells why when ok is false.
     void finished(bool ok);
 
@@ -44,10 +53,13 @@ private:
     void emitProgressLine(const QString &text);
     void flushPendingLine();
     bool prepareTarget();
+    bool measureLoudness();
 
     EncodeRequest m_request;
     AudioSource m_source;
     QString m_ffmpeg;
+    std::optional<LoudnessChoice> m_loudness;
+    EncodeAdjustment m_adjustment;
     QString m_output;
     QString m_temporary;
     QProcess m_process;

@@ -72,7 +72,43 @@ EncodeSettings encodeSettings(const EncodeRequest &request, const AudioSource &s
     return s;
 }
 
-QStringList ffmpegArguments(const EncodeRequest &request, const AudioSource &source, const QString &target)
+namespace {
+
+// The conversion ffmpeg makes at the output for -ac and -ar, made inside the
+// graph instead, so that filters can follow it: the same resampler with the
+// same defaults, and "Nc" is the layout -ac N gives.
+QStringList conversionFilters(const EncodeRequest &request, const EncodeSettings &settings)
+{
+    QStringList formats;
+    if (settings.sampleRate > 0)
+        formats << QStringLiteral("sample_rates=%1").arg(settings.sampleRate);
+    if (request.channels > 0)
+        formats << QStringLiteral("channel_layouts=%1c").arg(request.channels);
+    if (formats.isEmpty())
+        return {};
+    return {QStringLiteral("aformat=") + formats.join(QLatin1Char(':'))};
+}
+
+} // namespace
+
+AudioGraph audioGraph(const EncodeRequest &request, const AudioSource &source, const QStringList &furtherFilters)
+{
+    const EncodeSettings settings = encodeSettings(request, source);
+    QStringList filters = settings.filters;
+    if (!furtherFilters.isEmpty())
+        filters << conversionFilters(request, settings) << furtherFilters;
+    AudioGraph g{source.filterComplex,
+                 source.filterComplex.isEmpty() ? source.outputLabel : bracketed(source.outputLabel)};
+    if (!filters.isEmpty()) {
+        const QString chain = bracketed(source.outputLabel) + filters.join(QLatin1Char(',')) + kLabel;
+        g.filterComplex = g.filterComplex.isEmpty() ? chain : g.filterComplex + QLatin1Char(';') + chain;
+        g.map = kLabel;
+    }
+    return g;
+}
+
+QStringList ffmpegArguments(const EncodeRequest &request, const AudioSource &source, const QString &target,
+                            const EncodeAdjustment &adjustment)
 {
     const EncodeSettings settings = encodeSettings(request, source);
     QStringList a = {QStringLiteral("-hide_banner"), QStringLiteral("-nostdin"), QStringLiteral("-nostats"),
@@ -80,18 +116,19 @@ QStringList ffmpegArguments(const EncodeRequest &request, const AudioSource &sou
                      QStringLiteral("pipe:1"),       QStringLiteral("-y")};
     a << source.inputArguments;
 
-    QString graph = source.filterComplex;
-    QString map = source.filterComplex.isEmpty() ? source.outputLabel : bracketed(source.outputLabel);
-    if (!settings.filters.isEmpty()) {
-        const QString chain = bracketed(source.outputLabel) + settings.filters.join(QLatin1Char(',')) + kLabel;
-        graph = graph.isEmpty() ? chain : graph + QLatin1Char(';') + chain;
-        map = kLabel;
-    }
-    if (!graph.isEmpty())
-        a << QStringLiteral("-filter_complex") << graph;
-    a << QStringLiteral("-map") << map;
-    // The original encoders saw bare audio: tags come only from the line.
-    a << QStringLiteral("-map_metadata") << QStringLiteral("-1") << QStringLiteral("-vn");
+    const AudioGraph graph = audioGraph(request, source, adjustment.filters);
+    if (!graph.filterComplex.isEmpty())
+        a << QStringLiteral("-filter_complex") << graph.filterComplex;
+    a << QStringLiteral("-map") << graph.map;
+    // The original encoders saw bare audio: their tags come only from the
+    // line. The later formats carry the first source's tags, the file's and
+    // its audio stream's (where Ogg keeps them), under the line's own.
+    if (request.sourceTags)
+        a << QStringLiteral("-map_metadata") << QStringLiteral("0") << QStringLiteral("-map_metadata")
+          << QStringLiteral("0:s:a:0");
+    else
+        a << QStringLiteral("-map_metadata") << QStringLiteral("-1");
+    a << QStringLiteral("-vn");
     if (!request.encoder.isEmpty())
         a << QStringLiteral("-c:a") << request.encoder;
     if (request.bitRate > 0)
@@ -103,12 +140,14 @@ QStringList ffmpegArguments(const EncodeRequest &request, const AudioSource &sou
     a << request.codecOptions;
     for (const auto &[key, value] : request.metadata)
         a << QStringLiteral("-metadata") << key + QLatin1Char('=') + value;
+    for (const auto &[key, value] : adjustment.tags)
+        a << QStringLiteral("-metadata") << key + QLatin1Char('=') + value;
     a << request.muxerOptions;
     a << QStringLiteral("-f") << request.muxer << target;
     return a;
 }
 
-QString describeEncode(const EncodeRequest &request, const AudioSource &source)
+QString describeEncode(const EncodeRequest &request, const AudioSource &source, const EncodeAdjustment &adjustment)
 {
     const EncodeSettings settings = encodeSettings(request, source);
     QStringList parts;
@@ -121,6 +160,8 @@ QString describeEncode(const EncodeRequest &request, const AudioSource &source)
         parts << QStringLiteral("%1 channel(s)").arg(request.channels);
     if (request.volume != 1.0)
         parts << QStringLiteral("volume x%1").arg(request.volume, 0, 'g', 4);
+    if (!adjustment.summary.isEmpty())
+        parts << adjustment.summary;
     parts << QStringLiteral("in %1").arg(request.muxer);
     QString line = QStringLiteral("Encoding %1 to %2: %3")
                        .arg(QFileInfo(request.input).fileName(), QFileInfo(request.output).fileName(),

@@ -34,11 +34,30 @@ struct EncodeSettings {
 };
 EncodeSettings encodeSettings(const EncodeRequest &request, const AudioSource &source);
 
+// What a pass before the encode adds to it, such as loudness normalising.
+struct EncodeAdjustment {
+    // Applied to the audio as the encoder gets it, after the channel and
+    // rate conversion the line asks for.
+    QStringList filters;
+    QList<QPair<QString, QString>> tags; // besides the line's
+    QString summary;                     // for the description of the encode
+};
+
+// The source's audio led through the settings and, when there are further
+// filters, through the line's channel and rate conversion and then them.
+struct AudioGraph {
+    QString filterComplex; // empty when the source's stream is taken as it is
+    QString map;           // what to map as the output's audio
+};
+AudioGraph audioGraph(const EncodeRequest &request, const AudioSource &source, const QStringList &furtherFilters);
+
 // One ffmpeg run that reads the source, applies the settings and writes the
 // target; progress goes to its standard output as key=value blocks.
-QStringList ffmpegArguments(const EncodeRequest &request, const AudioSource &source, const QString &target);
+QStringList ffmpegArguments(const EncodeRequest &request, const AudioSource &source, const QString &target,
+                            const EncodeAdjustment &adjustment = {});
 
 // One line that tells what is encoded how, for the log.
-QString describeEncode(const EncodeRequest &request, const AudioSource &source);
+QString describeEncode(const EncodeRequest &request, const AudioSource &source,
+                       const EncodeAdjustment &adjustment = {});
 
 } // namespace tonmill::run

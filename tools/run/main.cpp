@@ -15,6 +15,11 @@
 //   128 + N  ended by signal N; the encoder and its unfinished file are gone.
 // 126 and 127 are what env and the shells use, so that the program can tell a
 // run that never began from one that failed.
+//
+// TONMILL_LOUDNESS in the environment (see convert/LoudnessChoice.h) asks for
+// loudness normalising or ReplayGain tags; the audio is measured before it is
+// encoded. What cannot be done as asked is said in a "note:" line on stderr.
+#include "convert/LoudnessChoice.h"
 #include "platform/ToolChain.h"
 #include "tools/avs/ToolProcess.h"
 #include "tools/run/EncoderRun.h"
@@ -82,6 +87,11 @@ ProgramCheck ffprobeFor(const QString &ffmpeg)
             cannotStart(QStringLiteral("ffprobe"), QStringLiteral("it is neither at \"%1\" nor on the search path").arg(beside))};
 }
 
+void note(const QString &text)
+{
+    print(stderr, QStringLiteral("tonmill-run: note: ") + text);
+}
+
 bool isScript(const QString &input)
 {
     return QFileInfo(input).suffix().compare(QLatin1String("avs"), Qt::CaseInsensitive) == 0;
@@ -107,12 +117,23 @@ int main(int argc, char **argv)
             return fail(ffprobe.reason, ffprobe.status);
     }
 
+    // Asked for and not understood, it would be encoded at a level nobody chose.
+    std::optional<LoudnessChoice> loudness;
+    const QByteArray loudnessValue = qgetenv(kLoudnessVariable);
+    if (!loudnessValue.isEmpty()) {
+        loudness = loudnessFrom(loudnessValue);
+        if (!loudness)
+            return fail(QStringLiteral("%1 is not a loudness setting: %2")
+                            .arg(QLatin1String(kLoudnessVariable), QString::fromUtf8(loudnessValue)));
+    }
+
     const SourceResult source = openSource(parsed.request.input, ffmpeg.path);
     if (!source.ok)
         return fail(source.error);
 
-    EncoderRun run(parsed.request, source.source, ffmpeg.path);
+    EncoderRun run(parsed.request, source.source, ffmpeg.path, loudness);
     QObject::connect(&run, &EncoderRun::line, [](const QString &text) { print(stdout, text); });
+    QObject::connect(&run, &EncoderRun::notice, note);
     QObject::connect(&run, &EncoderRun::finished, [&](bool ok) {
         if (ok) {
             QCoreApplication::exit(0);
@@ -122,7 +143,10 @@ int main(int argc, char **argv)
             print(stderr, line);
         QCoreApplication::exit(fail(run.failure(), run.failureStatus()));
     });
-    if (!run.start())
+    if (!run.start()) {
+        for (const QString &line : run.lastWords())
+            print(stderr, line);
         return fail(run.failure(), run.failureStatus());
+    }
     return app.exec();
 }
