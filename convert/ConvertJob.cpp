@@ -584,9 +584,11 @@ void ConvertJob::writeMp3Tags(const QString &output)
         info.Track = m_form.txtTrack;
         return info;
     };
+    // The ReplayGain frames the encoder wrote are kept when they were asked for.
+    const bool discard = m_form.loudness.mode != LoudnessChoice::Mode::ReplayGain;
     WriteID3v1Tag(output, record(), true);
-    WriteID3v2Tag(output, record(), 0, true, true);
-    WriteID3v2Tag(output, record(), 1, true, true);
+    WriteID3v2Tag(output, record(), 0, discard, true);
+    WriteID3v2Tag(output, record(), 1, discard, true);
 }
 
 void ConvertJob::closing()

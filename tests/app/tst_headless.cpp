@@ -367,6 +367,22 @@ void TestHeadless::segmentNormalizeAndUpmix()
         const double batch = integrated(home.path(QLatin1String(name)));
         QVERIFY2(std::abs(batch + 14) <= 0.5, qPrintable(QLatin1String(name) + QLatin1Char(' ') + QString::number(batch)));
     }
+    // ReplayGain tags in an MP3 outlive the tag editor's own ID3 tag.
+    r = home.convert({QStringLiteral("--convert"), source, QStringLiteral("--format"), QStringLiteral("MP3"),
+                      QStringLiteral("--replaygain"), QStringLiteral("track"), QStringLiteral("--title"),
+                      QStringLiteral("Tagged"), QStringLiteral("--replace")});
+    QCOMPARE(r.status, 0);
+    QProcess python;
+    python.start(QStringLiteral("/usr/bin/python3"),
+                 {QStringLiteral("-c"),
+                  QStringLiteral("import sys, mutagen\nt = mutagen.File(sys.argv[1]).tags\n"
+                                 "print(t['TIT2'].text[0], t['TXXX:REPLAYGAIN_TRACK_GAIN'].text[0].split()[0])"),
+                  home.path(QStringLiteral("s_Konverted.mp3"))});
+    QVERIFY(python.waitForFinished(30000));
+    const QStringList read = QString::fromUtf8(python.readAllStandardOutput()).split(QLatin1Char(' '));
+    QCOMPARE(read.value(0), QStringLiteral("Tagged"));
+    const double gain = read.value(1).toDouble();
+    QVERIFY2(std::abs(gain - (-18 - integrated(source))) <= 0.5, qPrintable(read.join(QLatin1Char(' '))));
 }
 
 void TestHeadless::badInputFailsCleanly()
