@@ -3,6 +3,7 @@
 #include "app/AboutDialog.h"
 #include "app/ActivityLog.h"
 #include "app/FileInfoDialog.h"
+#include "options/FormatOptions.h"
 #include "platform/Twips.h"
 #include "player/EqualizerWindow.h"
 #include "settings/LanguageBinder.h"
@@ -461,6 +462,7 @@ void MainWindow::render()
                            static_cast<QWidget *>(m_ui->frmOPUS), static_cast<QWidget *>(m_ui->frmOGG),
                            static_cast<QWidget *>(m_ui->frmM4A), static_cast<QWidget *>(m_ui->frmALAC)})
         frame->setVisible(frame->objectName() == form.visibleFrame);
+    m_ui->lblNoTags->setVisible(!formatKeepsTags(options.txtFormat));
     // M4A encodes at a bitrate or at a VBR quality: the other list is idle.
     const bool m4aQuality = options.m4aMode == QLatin1String("1");
     m_ui->cmbM4ABitRate->setEnabled(!m4aQuality);

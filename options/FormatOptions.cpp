@@ -206,4 +206,9 @@ bool isLaterFormat(const QString &txtFormat)
     return ok && index >= 8 && index <= int(kFormats.size());
 }
 
+bool formatKeepsTags(const QString &txtFormat)
+{
+    return txtFormat == QLatin1String("5") || txtFormat == QLatin1String("7") || isLaterFormat(txtFormat);
+}
+
 } // namespace tonmill

@@ -67,5 +67,8 @@ QString opusApplication(const QString &index);
 // The formats after WMA ("8" … "12"), which keep the source's channels and
 // take the 5.1 up-mix as they are.
 bool isLaterFormat(const QString &txtFormat);
+// Whether the format's files hold tags: MP3, WMA and the later formats; raw
+// AAC, AC3, AMR, MP2 and WAV hold none.
+bool formatKeepsTags(const QString &txtFormat);
 
 } // namespace tonmill

@@ -58,6 +58,9 @@ constexpr OwnCaption kCaptions[] = {
     {"Main", "optM4AMode_0", {"Bitrate", "Taxa de bits", "Tasa de bits", "Débit", "Bitrate"}},
     {"Main", "optM4AMode_1", {"VBR quality", "Qualidade VBR", "Calidad VBR", "Qualité VBR", "VBR-Qualität"}},
     {"Main", "lblM4AQuality", {"Quality:", "Qualidade:", "Calidad:", "Qualité :", "Qualität:"}},
+    {"Main", "lblNoTags", {"The chosen format keeps no tags.", "O formato escolhido não guarda tags.",
+                           "El formato elegido no guarda etiquetas.", "Le format choisi ne garde aucune balise.",
+                           "Das gewählte Format speichert keine Tags."}},
     // The loudness list's own entries and the tips of the loudness controls.
     {"Main", "cmbLoudness.Off", {"Peak level only", "Só nível de pico", "Solo nivel de pico", "Niveau de crête seul",
                                  "Nur Spitzenpegel"}},

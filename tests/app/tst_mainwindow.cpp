@@ -248,8 +248,15 @@ void TestMainWindow::openAdviseConvertAbortClose()
     // AC3 with six channels for a stereo source advises the up-mix and sets
     // it; with the box set, the advice is not given again.
     QComboBox *format = control<QComboBox>(window, "cmbFormat");
+    // The tag editor says when the chosen format keeps no tags.
+    for (const auto &[name, keeps] : {std::pair{"WAV", false}, std::pair{"WMA", true}, std::pair{"FLAC", true},
+                                      std::pair{"MP2/MPA", false}, std::pair{"MP3", true}}) {
+        choose(format, QLatin1String(name));
+        QCOMPARE(control<QLabel>(window, "lblNoTags")->isVisible(), !keeps);
+    }
     choose(format, QStringLiteral("AC3"));
     QVERIFY(control<QWidget>(window, "frmAC3")->isVisible());
+    QVERIFY(control<QLabel>(window, "lblNoTags")->isVisible());
     dialogs.answer(DialogAnswer::Ok);
     QTest::mouseClick(control<QRadioButton>(window, "optChannelsAC3_2"), Qt::LeftButton);
     QVERIFY(dialogs.messages().constLast().text.startsWith(QStringLiteral("You have selected AC3 6CH as output format!")));
