@@ -430,14 +430,16 @@ HeadlessParse parseHeadlessArguments(const QStringList &arguments)
         } else if (option == QLatin1String("--loudness")) {
             bool ok = false;
             r.loudness.targetLufs = value.trimmed().toDouble(&ok);
-            if (!ok || r.loudness.targetLufs < -70 || r.loudness.targetLufs > -5)
-                return failed(QStringLiteral("--loudness takes a target from -70 to -5 LUFS, not \"%1\"").arg(value));
+            if (!ok || r.loudness.targetLufs < kLowestTarget || r.loudness.targetLufs > kHighestTarget)
+                return failed(QStringLiteral("--loudness takes a target from %1 to %2 LUFS, not \"%3\"")
+                                  .arg(kLowestTarget).arg(kHighestTarget).arg(value));
             r.loudness.mode = LoudnessChoice::Mode::Normalize;
         } else if (option == QLatin1String("--true-peak")) {
             bool ok = false;
             r.loudness.truePeakDbtp = value.trimmed().toDouble(&ok);
-            if (!ok || r.loudness.truePeakDbtp < -9 || r.loudness.truePeakDbtp > 0)
-                return failed(QStringLiteral("--true-peak takes a ceiling from -9 to 0 dBTP, not \"%1\"").arg(value));
+            if (!ok || r.loudness.truePeakDbtp < kLowestCeiling || r.loudness.truePeakDbtp > kHighestCeiling)
+                return failed(QStringLiteral("--true-peak takes a ceiling from %1 to %2 dBTP, not \"%3\"")
+                                  .arg(kLowestCeiling).arg(kHighestCeiling).arg(value));
             truePeakGiven = true;
         } else if (option == QLatin1String("--replaygain")) {
             // An album's gain needs every track measured before any is

@@ -129,7 +129,8 @@ private:
     void failurePath();
     void Timer3_Timer();
     void setTimer3(bool enabled);
-    // The line as it runs: through the stand-ins, with the source's facts.
+    // The line as it runs: through the stand-ins, with the source's facts and
+    // the loudness asked for.
     CommandLine routed(const CommandLine &line) const;
 
     AppFolder m_folder;

@@ -7,10 +7,6 @@ namespace tonmill {
 
 namespace {
 
-constexpr double kLowestTarget = -70;
-constexpr double kHighestTarget = -5;
-constexpr double kLowestCeiling = -9;
-constexpr double kHighestCeiling = 0;
 
 const QString kMode = QStringLiteral("mode");
 const QString kTarget = QStringLiteral("target");

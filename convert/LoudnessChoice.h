@@ -24,6 +24,11 @@ struct LoudnessChoice {
 inline constexpr double kLoudnessDefaultLufs = -16;
 inline constexpr double kLoudnessBroadcastLufs = -23;
 inline constexpr double kLoudnessStreamingLufs = -14;
+// The targets and ceilings accepted.
+inline constexpr double kLowestTarget = -70;
+inline constexpr double kHighestTarget = -5;
+inline constexpr double kLowestCeiling = -9;
+inline constexpr double kHighestCeiling = 0;
 
 // The environment variable through which the program hands the choice to the
 // encoder runner.
