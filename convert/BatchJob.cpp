@@ -91,11 +91,7 @@ ItemEnd convertOne(const AppFolder &folder, const BatchSettings &s, const QStrin
     const CommandLine line = encoderCommandLine(inputs, s.options, folder);
     if (line.isEmpty())
         return {Status::Failed, QStringLiteral("no encoder line can be made of these options")};
-    CommandLine routed = throughStandIns(line, folder);
-    if (const QString facts = sourceFactsEntry(source, length.stream); !facts.isEmpty())
-        routed.environment << facts;
-    if (const QString loudness = loudnessEntry(s.loudness); !loudness.isEmpty())
-        routed.environment << loudness;
+    const CommandLine routed = runningLine(line, folder, sourceFactsEntry(source, length.stream), s.loudness);
 
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);

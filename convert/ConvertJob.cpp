@@ -101,6 +101,17 @@ QString encoderFailure(const EncoderEnd &end, const QString &outputTail, qint64 
     return {};
 }
 
+CommandLine runningLine(const CommandLine &line, const AppFolder &folder, const QString &sourceFacts,
+                        const LoudnessChoice &loudness)
+{
+    CommandLine running = throughStandIns(line, folder);
+    if (!sourceFacts.isEmpty())
+        running.environment << sourceFacts;
+    if (const QString entry = loudnessEntry(loudness); !entry.isEmpty())
+        running.environment << entry;
+    return running;
+}
+
 double runawayLimit(double expectedSeconds)
 {
     return expectedSeconds * 1.1 + 10.0;
@@ -445,88 +456,77 @@ bool ConvertJob::writeScripts(EncoderInputs &inputs)
     return true;
 }
 
+void ConvertJob::logOption(const char *label, const QString &value)
+{
+    m_log.appendLine(QLatin1String(label) + value);
+}
+
 void ConvertJob::logLaterOptionLines()
 {
     const OptionState &o = m_options;
-    const auto line = [this](const char *label, const QString &value) {
-        m_log.appendLine(QLatin1String(label) + value);
-    };
     const auto bits = [](const QString &index) { return index == QLatin1String("1") ? QStringLiteral("24") : QStringLiteral("16"); };
     const QString &format = o.txtFormat;
     if (isFormat(format, "8") || isFormat(format, "12"))
-        line(" -- Sampling Frequency: ", o.SamFreq.isEmpty() ? QStringLiteral("as the source") : o.SamFreq);
-    line(" -- Channels: ", m_form.chk51UpMix.checked ? QStringLiteral("6 (5.1 up-mix)") : QStringLiteral("as the source"));
+        logOption(" -- Sampling Frequency: ", o.SamFreq.isEmpty() ? QStringLiteral("as the source") : o.SamFreq);
+    logOption(" -- Channels: ", m_form.chk51UpMix.checked ? QStringLiteral("6 (5.1 up-mix)") : QStringLiteral("as the source"));
     if (isFormat(format, "8")) {
-        line(" -- Bit depth: ", bits(o.flacBits));
-        line(" -- Compression level: ", o.cmbFLACLevel.text);
+        logOption(" -- Bit depth: ", bits(o.flacBits));
+        logOption(" -- Compression level: ", o.cmbFLACLevel.text);
     } else if (isFormat(format, "9")) {
-        line(" -- Bitrate: ", o.cmbOpusBitRate.text);
-        line(" -- Mode: ", o.opusMode == QLatin1String("1") ? QStringLiteral("CBR") : QStringLiteral("VBR"));
-        line(" -- Application: ", opusApplication(o.opusApplication));
+        logOption(" -- Bitrate: ", o.cmbOpusBitRate.text);
+        logOption(" -- Mode: ", o.opusMode == QLatin1String("1") ? QStringLiteral("CBR") : QStringLiteral("VBR"));
+        logOption(" -- Application: ", opusApplication(o.opusApplication));
     } else if (isFormat(format, "10")) {
-        line(" -- Quality: ", o.cmbOggQuality.text);
+        logOption(" -- Quality: ", o.cmbOggQuality.text);
     } else if (isFormat(format, "11")) {
         if (o.m4aMode == QLatin1String("1"))
-            line(" -- Quality (VBR): ", o.cmbM4AQuality.text);
+            logOption(" -- Quality (VBR): ", o.cmbM4AQuality.text);
         else
-            line(" -- Bitrate: ", o.cmbM4ABitRate.text);
+            logOption(" -- Bitrate: ", o.cmbM4ABitRate.text);
     } else if (isFormat(format, "12")) {
-        line(" -- Bit depth: ", bits(o.alacBits));
+        logOption(" -- Bit depth: ", bits(o.alacBits));
     }
 }
 
 void ConvertJob::logOptionLines()
 {
     const OptionState &o = m_options;
-    const auto line = [this](const char *label, const QString &value) {
-        m_log.appendLine(QLatin1String(label) + value);
-    };
     const auto common = [&](const QString &channels, const QString &bitRate) {
-        line(" -- Sampling Frequency: ", o.SamFreq);
-        line(" -- Channels: ", channels);
-        line(" -- Bitrate: ", bitRate);
+        logOption(" -- Sampling Frequency: ", o.SamFreq);
+        logOption(" -- Channels: ", channels);
+        logOption(" -- Bitrate: ", bitRate);
     };
     const QString &format = o.txtFormat;
     if (isFormat(format, "1")) {
         common(o.txtChannelsAAC, o.Combo8.text);
-        line(" -- Profile: ", aacContainer(o.txtAACProfile));
+        logOption(" -- Profile: ", aacContainer(o.txtAACProfile));
     } else if (isFormat(format, "2")) {
         common(o.txtChannelsAC3, o.Combo1.text);
     } else if (isFormat(format, "3")) {
-        line(" -- Channels: ", QStringLiteral("1"));
-        line(" -- Bitrate: ", o.Combo2.text);
+        logOption(" -- Channels: ", QStringLiteral("1"));
+        logOption(" -- Bitrate: ", o.Combo2.text);
         m_log.appendLine(amrIsNarrowBand(o.amrType) ? QStringLiteral(" -- Profile: Narrow Band")
                                                     : QStringLiteral(" -- Profile: Wide Band"));
     } else if (isFormat(format, "4")) {
         common(o.txtChannelsMP2, o.Combo6.text);
-        line(" -- Header: ", mp2HeaderName(o.txtMP2Header));
+        logOption(" -- Header: ", mp2HeaderName(o.txtMP2Header));
     } else if (isFormat(format, "5")) {
         common(o.txtChannelsMP3, o.Combo5.text);
     } else if (isFormat(format, "6")) {
         common(o.txtChannelsWAV, wavBitRate(o.wavPCM));
-        line(" -- PCM: ", wavCodec(o.wavPCM));
+        logOption(" -- PCM: ", wavCodec(o.wavPCM));
     } else if (isFormat(format, "7")) {
-        line(" -- Profile: ", o.cmbWMAProfile.text);
+        logOption(" -- Profile: ", o.cmbWMAProfile.text);
     } else if (isLaterFormat(format)) {
         logLaterOptionLines();
     }
     const LoudnessChoice &loudness = m_form.loudness;
     if (loudness.mode == LoudnessChoice::Mode::Normalize)
-        line(" -- Loudness: ", QStringLiteral("%1 LUFS, true peak at most %2 dBTP")
-                                   .arg(loudness.targetLufs, 0, 'g', 4)
-                                   .arg(loudness.truePeakDbtp, 0, 'g', 3));
+        logOption(" -- Loudness: ", QStringLiteral("%1 LUFS, true peak at most %2 dBTP")
+                                        .arg(loudness.targetLufs, 0, 'g', 4)
+                                        .arg(loudness.truePeakDbtp, 0, 'g', 3));
     else if (loudness.mode == LoudnessChoice::Mode::ReplayGain)
-        line(" -- Loudness: ", QStringLiteral("ReplayGain tags"));
-}
-
-CommandLine ConvertJob::routed(const CommandLine &line) const
-{
-    CommandLine routedLine = throughStandIns(line, m_folder);
-    if (!m_sourceFacts.isEmpty())
-        routedLine.environment << m_sourceFacts;
-    if (const QString loudness = loudnessEntry(m_form.loudness); !loudness.isEmpty())
-        routedLine.environment << loudness;
-    return routedLine;
+        logOption(" -- Loudness: ", QStringLiteral("ReplayGain tags"));
 }
 
 EncoderEnd ConvertJob::runPiped(const CommandLine &line)
@@ -538,7 +538,7 @@ EncoderEnd ConvertJob::runPiped(const CommandLine &line)
         connect(&m_runner, &cStdIO::CancelSuccess, this, [&end] { end.stopped = true; }),
         connect(&m_runner, &cStdIO::CancelFail, this, [&end] { end.stopped = true; }),
     };
-    const CommandLine routedLine = routed(line);
+    const CommandLine routedLine = runningLine(line, m_folder, m_sourceFacts, m_form.loudness);
     m_runner.setCommandLine(routedLine);
     if (!refusal)
         m_runner.ExecuteCommand();
@@ -559,7 +559,7 @@ EncoderEnd ConvertJob::runPiped(const CommandLine &line)
 EncoderEnd ConvertJob::runScriptHost(const CommandLine &line)
 {
     m_scriptHostRunning = true;
-    const ScriptHostEnd run = ScriptHostRun(m_registry, routed(line),
+    const ScriptHostEnd run = ScriptHostRun(m_registry, runningLine(line, m_folder, m_sourceFacts, m_form.loudness),
                                             [this](const QString &chunk) { onEncoderOutput(chunk); });
     m_scriptHostRunning = false;
     EncoderEnd end;

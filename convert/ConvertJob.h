@@ -1,5 +1,6 @@
 #pragma once
 
+#include "convert/LoudnessChoice.h"
 #include "convert/SourceDuration.h"
 #include "platform/AppFolder.h"
 
@@ -66,6 +67,12 @@ QString encoderFailure(const EncoderEnd &end, const QString &outputTail, qint64 
 // scripts should yield, plus 10 %, plus 10 seconds.
 double runawayLimit(double expectedSeconds);
 
+// The encoder line as it runs: through the stand-ins, started with what its
+// helpers need not find out again (the source's facts, an environment entry
+// or empty) and the loudness asked for.
+CommandLine runningLine(const CommandLine &line, const AppFolder &folder, const QString &sourceFacts,
+                        const LoudnessChoice &loudness);
+
 // Why a source cannot be converted to the output, as the message shown for
 // it; empty when it can. The source must be a non-empty file, and the output
 // must not be the source itself under any name.
@@ -117,6 +124,8 @@ private:
     bool writeScripts(EncoderInputs &inputs);
     void logOptionLines();
     void logLaterOptionLines();
+    // One " -- Label: value" line of the options.
+    void logOption(const char *label, const QString &value);
     EncoderEnd runPiped(const CommandLine &line);
     EncoderEnd runScriptHost(const CommandLine &line);
     Step finishRun(const EncoderEnd &end, const QString &output);
@@ -129,9 +138,6 @@ private:
     void failurePath();
     void Timer3_Timer();
     void setTimer3(bool enabled);
-    // The line as it runs: through the stand-ins, with the source's facts and
-    // the loudness asked for.
-    CommandLine routed(const CommandLine &line) const;
 
     AppFolder m_folder;
     Dialogs &m_dialogs;

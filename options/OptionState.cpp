@@ -6,28 +6,21 @@ namespace tonmill {
 
 void OptionState::fillLists()
 {
-    Combo8.fill(kAACBitRates);
-    Combo8.select(QStringLiteral("128"));
-    Combo5.fill(kMP3BitRates);
-    Combo5.select(QStringLiteral("128"));
-    Combo6.fill(kMP2BitRates);
-    Combo6.select(QStringLiteral("192"));
-    Combo1.fill(kAC3BitRates);
-    Combo1.select(QStringLiteral("384"));
-    Combo2.fill(amrIsNarrowBand(amrType) ? kAMRNarrowBitRates : kAMRWideBitRates);
-    Combo2.select(QStringLiteral("13"));
-    cmbWMAProfile.fill(kWMAProfiles);
-    cmbWMAProfile.select(QStringLiteral("CD Quality (64Kbps)"));
-    cmbFLACLevel.fill(kFLACLevels);
-    cmbFLACLevel.select(QStringLiteral("5"));
-    cmbOpusBitRate.fill(kOpusBitRates);
-    cmbOpusBitRate.select(QStringLiteral("128"));
-    cmbOggQuality.fill(kOggQualities);
-    cmbOggQuality.select(QStringLiteral("5"));
-    cmbM4ABitRate.fill(kM4ABitRates);
-    cmbM4ABitRate.select(QStringLiteral("192"));
-    cmbM4AQuality.fill(kM4AQualities);
-    cmbM4AQuality.select(QStringLiteral("1"));
+    const auto fill = [](ChoiceList &list, const QString &items, const char *shown) {
+        list.fill(items);
+        list.select(QLatin1String(shown));
+    };
+    fill(Combo8, kAACBitRates, "128");
+    fill(Combo5, kMP3BitRates, "128");
+    fill(Combo6, kMP2BitRates, "192");
+    fill(Combo1, kAC3BitRates, "384");
+    fill(Combo2, amrIsNarrowBand(amrType) ? kAMRNarrowBitRates : kAMRWideBitRates, "13");
+    fill(cmbWMAProfile, kWMAProfiles, "CD Quality (64Kbps)");
+    fill(cmbFLACLevel, kFLACLevels, "5");
+    fill(cmbOpusBitRate, kOpusBitRates, "128");
+    fill(cmbOggQuality, kOggQualities, "5");
+    fill(cmbM4ABitRate, kM4ABitRates, "192");
+    fill(cmbM4AQuality, kM4AQualities, "1");
 }
 
 } // namespace tonmill

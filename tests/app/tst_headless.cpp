@@ -342,16 +342,7 @@ void TestHeadless::segmentNormalizeAndUpmix()
 
     // A loudness target, for one file and for a batch, as ffmpeg's own
     // EBU R128 meter finds it.
-    const auto integrated = [](const QString &file) {
-        QProcess meter;
-        meter.start(QStringLiteral("ffmpeg"), {QStringLiteral("-nostats"), QStringLiteral("-i"), file, QStringLiteral("-af"),
-                                               QStringLiteral("ebur128"), QStringLiteral("-f"), QStringLiteral("null"),
-                                               QStringLiteral("-")});
-        meter.waitForFinished(60000);
-        const QString out = QString::fromUtf8(meter.readAllStandardError());
-        const QRegularExpressionMatch m = QRegularExpression(QStringLiteral(R"(I:\s+(-?[0-9.]+) LUFS)")).match(out, out.lastIndexOf(QStringLiteral("Summary")));
-        return m.hasMatch() ? m.captured(1).toDouble() : 0.0;
-    };
+    const auto integrated = [](const QString &file) { return test::measureLoudness(file).lufs; };
     r = home.convert({QStringLiteral("--convert"), source, QStringLiteral("--format"), QStringLiteral("MP3"),
                       QStringLiteral("--loudness"), QStringLiteral("-23"), QStringLiteral("--replace")});
     QCOMPARE(r.status, 0);

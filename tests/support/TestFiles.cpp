@@ -2,6 +2,7 @@
 
 #include <QFile>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTest>
 
 namespace tonmill::test {
@@ -46,6 +47,21 @@ double decodedSeconds(const QString &path)
     if (p.exitStatus() != QProcess::NormalExit || p.exitCode() != 0)
         return -1;
     return double(bytes) / 2.0 / kRate;
+}
+
+Loudness measureLoudness(const QString &path)
+{
+    QProcess meter;
+    meter.start(QStringLiteral("ffmpeg"), {QStringLiteral("-hide_banner"), QStringLiteral("-nostats"), QStringLiteral("-i"),
+                                           path, QStringLiteral("-af"), QStringLiteral("ebur128=peak=true"),
+                                           QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-")});
+    meter.waitForFinished(300000);
+    const QString err = QString::fromUtf8(meter.readAllStandardError());
+    const QString summary = err.mid(err.lastIndexOf(QLatin1String("Summary:")));
+    Loudness l;
+    l.lufs = QRegularExpression(QStringLiteral(R"(I:\s+(\S+) LUFS)")).match(summary).captured(1).toDouble();
+    l.peakDbtp = QRegularExpression(QStringLiteral(R"(Peak:\s+(\S+) dBFS)")).match(summary).captured(1).toDouble();
+    return l;
 }
 
 } // namespace tonmill::test

@@ -15,5 +15,12 @@ QString probeEntries(const QString &path, const QString &entries);
 // How long the file's first audio stream lasts as ffmpeg decodes it, counted
 // in samples; -1 when it cannot be decoded.
 double decodedSeconds(const QString &path);
+// The file's integrated loudness (LUFS) and true peak (dBTP) as ffmpeg's own
+// EBU R128 meter, run apart from the program, finds them.
+struct Loudness {
+    double lufs = 0;
+    double peakDbtp = 0;
+};
+Loudness measureLoudness(const QString &path);
 
 } // namespace tonmill::test

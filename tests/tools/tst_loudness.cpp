@@ -26,6 +26,7 @@
 using namespace tonmill;
 using tonmill::test::Ran;
 using tonmill::test::runProgram;
+using Meter = tonmill::test::Loudness;
 
 namespace {
 
@@ -104,24 +105,6 @@ QString loudnessVariable(const QString &value)
 }
 
 // The independent reading: a separate ffmpeg run of its ebur128 meter.
-struct Meter {
-    double lufs = 0;
-    double peakDbtp = 0;
-};
-
-Meter measure(const QString &file)
-{
-    const Ran r = runProgram(QStringLiteral("ffmpeg"), {QStringLiteral("-hide_banner"), QStringLiteral("-nostats"),
-                                                        QStringLiteral("-i"), file, QStringLiteral("-af"),
-                                                        QStringLiteral("ebur128=peak=true"), QStringLiteral("-f"),
-                                                        QStringLiteral("null"), QStringLiteral("-")});
-    const QString summary = r.err.mid(r.err.lastIndexOf(QLatin1String("Summary:")));
-    Meter m;
-    m.lufs = QRegularExpression(QStringLiteral(R"(I:\s+(\S+) LUFS)")).match(summary).captured(1).toDouble();
-    m.peakDbtp = QRegularExpression(QStringLiteral(R"(Peak:\s+(\S+) dBFS)")).match(summary).captured(1).toDouble();
-    return m;
-}
-
 // The decoded audio's checksum.
 QString audioChecksum(const QString &file)
 {
@@ -219,7 +202,7 @@ void TestLoudness::initTestCase()
     m_segment = path(QStringLiteral("segment/segment.avs"));
     QVERIFY(writeSegmentScript(m_segment, {both, QStringLiteral("2"), QStringLiteral("8"), QStringLiteral("44100")}));
 
-    const Meter speech = measure(m_speech), music = measure(m_music), click = measure(m_click);
+    const Meter speech = test::measureLoudness(m_speech), music = test::measureLoudness(m_music), click = test::measureLoudness(m_click);
     QVERIFY2(std::abs(speech.lufs + 35) < 1.5, qPrintable(QString::number(speech.lufs)));
     QVERIFY2(std::abs(music.lufs + 8) < 1.5, qPrintable(QString::number(music.lufs)));
     QVERIFY2(click.lufs < -28 && click.peakDbtp > -0.1, qPrintable(QString::number(click.lufs)));
@@ -316,7 +299,7 @@ void TestLoudness::normalisedOutputMeetsTarget()
         last = time.captured(1).toDouble();
     }
 
-    const Meter m = measure(output);
+    const Meter m = test::measureLoudness(output);
     QVERIFY2(std::abs(m.lufs - target) <= 0.5, qPrintable(QStringLiteral("%1 LUFS").arg(m.lufs)));
     QVERIFY2(m.peakDbtp <= -1.0, qPrintable(QStringLiteral("%1 dBTP").arg(m.peakDbtp)));
     // The source's own gain no longer fits the audio.
@@ -372,8 +355,8 @@ void TestLoudness::otherwiseTheAudioIsKept()
     QVERIFY2(m.hasMatch(), qPrintable(tags));
     // The gain holds for the file as it plays; the peak is that of the audio
     // the encoder was given, which an MP3 encoder smears (a click loses 1 dB).
-    const Meter played = measure(output);
-    const Meter given = measure(source);
+    const Meter played = test::measureLoudness(output);
+    const Meter given = test::measureLoudness(source);
     const double gain = m.captured(1).toDouble();
     const double peakDb = 20 * std::log10(m.captured(2).toDouble());
     QVERIFY2(std::abs(gain - (-18 - played.lufs)) <= 0.5,
