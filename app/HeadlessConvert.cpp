@@ -326,7 +326,7 @@ QString headlessUsage()
         "               [--format ...] [--volume PERCENT] [--normalize] [--upmix] [--replace | --keep]\n"
         "               [--title T] [--artist A] [--album A] [--year Y] [--notes N] [--genre G] [--track N]\n"
         "               [--wma-profile NAME] [--replace | --keep]\n"
-        "               [--loudness LUFS [--true-peak DBTP] | --replaygain track]\n");
+        "               [--loudness LUFS [--true-peak DBTP] | --replaygain track|album]\n");
 }
 
 QString headlessHelp()
@@ -442,10 +442,9 @@ HeadlessParse parseHeadlessArguments(const QStringList &arguments)
                                   .arg(kLowestCeiling).arg(kHighestCeiling).arg(value));
             truePeakGiven = true;
         } else if (option == QLatin1String("--replaygain")) {
-            // An album's gain needs every track measured before any is
-            // encoded, which the batch does not do yet.
-            if (value != QLatin1String("track"))
-                return failed(QStringLiteral("--replaygain takes \"track\", not \"%1\"").arg(value));
+            if (value != QLatin1String("track") && value != QLatin1String("album"))
+                return failed(QStringLiteral("--replaygain takes \"track\" or \"album\", not \"%1\"").arg(value));
+            r.loudness.album = value == QLatin1String("album");
             replayGainGiven = true;
         } else if (option == QLatin1String("--segment")) {
             if (i + 2 >= arguments.size())
@@ -537,6 +536,7 @@ int runBatch(const HeadlessRequest &r, const AppFolder &folder, const OptionStat
             printTo(stdout, QStringLiteral("aborted: %1\n").arg(item.source));
             break;
         case Status::Waiting:
+        case Status::Measuring:
         case Status::Running:
             break;
         }

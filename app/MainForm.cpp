@@ -509,7 +509,10 @@ void MainForm::showBatchProgress()
 {
     int ended = 0;
     for (const BatchItem &item : std::as_const(batch.items)) {
-        ended += item.status != BatchItem::Status::Waiting && item.status != BatchItem::Status::Running ? 1 : 0;
+        ended += item.status != BatchItem::Status::Waiting && item.status != BatchItem::Status::Measuring
+                         && item.status != BatchItem::Status::Running
+                     ? 1
+                     : 0;
     }
     form.progress.PB1 = static_cast<int>(m_batch->progress() * 1000);
     const double left = m_batch->secondsLeft();

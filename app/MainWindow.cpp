@@ -558,7 +558,8 @@ void MainWindow::relabel()
     m_ui->cmbLoudness->clear();
     m_ui->cmbLoudness->addItems({ownText("Main", "cmbLoudness.Off", m_language), QStringLiteral("−16 LUFS"),
                                  QStringLiteral("−23 LUFS"), QStringLiteral("−14 LUFS"),
-                                 ownText("Main", "cmbLoudness.ReplayGain", m_language)});
+                                 ownText("Main", "cmbLoudness.ReplayGain", m_language),
+                                 ownText("Main", "cmbLoudness.ReplayGainAlbum", m_language)});
     m_ui->cmbLoudness->setToolTip(ownText("Main", "cmbLoudness.Tip", m_language));
     m_ui->spnTruePeak->setToolTip(ownText("Main", "spnTruePeak.Tip", m_language));
     renderBatch();

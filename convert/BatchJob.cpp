@@ -31,8 +31,15 @@ constexpr int kTermGraceMs = 500;
 constexpr qsizetype kTailSize = 4096;
 
 struct ItemEnd {
-    BatchItem::Status status = BatchItem::Status::Done;
+    ItemEnd(BatchItem::Status status, QString reason, std::optional<TrackLoudness> loudness = std::nullopt)
+        : status(status)
+        , reason(std::move(reason))
+        , loudness(loudness)
+    {
+    }
+    BatchItem::Status status;
     QString reason;
+    std::optional<TrackLoudness> loudness; // what a file asked only to be measured measures
 };
 
 QString oneLine(QString text)
@@ -130,6 +137,13 @@ ItemEnd convertOne(const AppFolder &folder, const BatchSettings &s, const QStrin
     EncoderEnd end;
     end.endedBySignal = process.exitStatus() == QProcess::CrashExit;
     end.exitCode = process.exitCode();
+    if (s.loudness.measureOnly) {
+        std::optional<TrackLoudness> measured = measuredLoudnessIn(tail);
+        if (!measured || end.endedBySignal || end.exitCode != 0)
+            return {Status::Failed, QStringLiteral("its loudness could not be measured: ") + oneLine(lastLineOf(tail))};
+        measured->seconds = length.seconds;
+        return {Status::Done, {}, measured};
+    }
     const QFileInfo written(output);
     if (const QString cause = encoderFailure(end, tail, written.exists() ? written.size() : -1); !cause.isEmpty()) {
         QFile::remove(partialOutputName(output));
@@ -209,6 +223,8 @@ QString batchStatusText(BatchItem::Status status)
     switch (status) {
     case BatchItem::Status::Waiting:
         return QStringLiteral("waiting");
+    case BatchItem::Status::Measuring:
+        return QStringLiteral("measuring");
     case BatchItem::Status::Running:
         return QStringLiteral("converting");
     case BatchItem::Status::Done:
@@ -267,6 +283,8 @@ void BatchJob::start()
     m_shared->abort = false;
     m_next = 0;
     m_active = 0;
+    m_measuring = m_settings.loudness.mode == LoudnessChoice::Mode::ReplayGain && m_settings.loudness.album;
+    m_album.clear();
     m_startedMs = QDateTime::currentMSecsSinceEpoch();
     launchNext();
     if (m_active == 0) {
@@ -277,27 +295,31 @@ void BatchJob::start()
 
 void BatchJob::launchNext()
 {
+    BatchSettings settings = m_settings;
+    settings.loudness.measureOnly = m_measuring;
     while (m_active < jobs() && m_next < m_items.size()) {
         const int index = m_next++;
         BatchItem &item = m_items[index];
+        if (item.status != BatchItem::Status::Waiting)
+            continue; // ended while it was measured
         if (m_shared->abort) {
             item.status = BatchItem::Status::Aborted;
             Q_EMIT itemChanged(index);
             continue;
         }
-        item.status = BatchItem::Status::Running;
+        item.status = m_measuring ? BatchItem::Status::Measuring : BatchItem::Status::Running;
         ++m_active;
         Q_EMIT itemChanged(index);
         const std::shared_ptr<Shared> shared = m_shared;
         m_shared->pool.start([this, shared, index, source = item.source, output = item.output,
-                              folder = m_folder, settings = m_settings] {
+                              folder = m_folder, settings] {
             const ItemEnd end = convertOne(folder, settings, source, output, shared->abort,
                                            [this, index](double seconds, double encoded) {
                                                QMetaObject::invokeMethod(this, [this, index, seconds, encoded] {
                                                    itemProgress(index, seconds, encoded);
                                                });
                                            });
-            QMetaObject::invokeMethod(this, [this, index, end] { itemEnded(index, end.status, end.reason); });
+            QMetaObject::invokeMethod(this, [this, index, end] { itemEnded(index, end.status, end.reason, end.loudness); });
         });
     }
 }
@@ -309,17 +331,40 @@ void BatchJob::itemProgress(int index, double seconds, double encoded)
     Q_EMIT itemChanged(index);
 }
 
-void BatchJob::itemEnded(int index, BatchItem::Status status, const QString &reason)
+void BatchJob::itemEnded(int index, BatchItem::Status status, const QString &reason,
+                         const std::optional<TrackLoudness> &loudness)
 {
     BatchItem &item = m_items[index];
-    item.status = status;
-    item.reason = reason;
-    if (status == BatchItem::Status::Done)
-        item.encoded = item.seconds;
     --m_active;
+    if (m_measuring && status == BatchItem::Status::Done) {
+        m_album << *loudness;
+        item.status = BatchItem::Status::Waiting;
+    } else {
+        item.status = status;
+        item.reason = reason;
+        if (status == BatchItem::Status::Done)
+            item.encoded = item.seconds;
+    }
     Q_EMIT itemChanged(index);
     launchNext();
-    if (m_active == 0 && m_next >= m_items.size()) {
+    if (m_active > 0 || m_next < m_items.size())
+        return;
+    if (m_measuring) {
+        encodeAlbum(); // after an abort, this leaves every file aborted
+        return;
+    }
+    m_running = false;
+    Q_EMIT finished();
+}
+
+// Every file measured: each is encoded with the album's gain besides its own.
+void BatchJob::encodeAlbum()
+{
+    m_measuring = false;
+    m_settings.loudness.albumGain = albumGainOf(m_album);
+    m_next = 0;
+    launchNext();
+    if (m_active == 0) {
         m_running = false;
         Q_EMIT finished();
     }

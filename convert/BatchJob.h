@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <memory>
+#include <optional>
 
 namespace tonmill {
 
@@ -50,7 +51,7 @@ BatchSettings batchSettingsFor(const AppFolder &folder, const OptionState &optio
                                int volumePercent, bool normalize, bool upmix);
 
 struct BatchItem {
-    enum class Status { Waiting, Running, Done, Failed, Skipped, Aborted };
+    enum class Status { Waiting, Measuring, Running, Done, Failed, Skipped, Aborted };
     QString source;
     QString output;
     Status status = Status::Waiting;
@@ -95,7 +96,9 @@ private:
 
     void launchNext();
     void itemProgress(int index, double seconds, double encoded);
-    void itemEnded(int index, BatchItem::Status status, const QString &reason);
+    void itemEnded(int index, BatchItem::Status status, const QString &reason,
+                   const std::optional<TrackLoudness> &loudness);
+    void encodeAlbum();
 
     AppFolder m_folder;
     BatchSettings m_settings;
@@ -103,6 +106,9 @@ private:
     std::shared_ptr<Shared> m_shared;
     int m_next = 0;
     int m_active = 0;
+    // An album's files are all measured before the first is encoded.
+    bool m_measuring = false;
+    QList<TrackLoudness> m_album;
     bool m_running = false;
     qint64 m_startedMs = 0;
 };

@@ -252,9 +252,9 @@ void ConvertJob::btnConvert_Click()
     inputs.notes = m_form.txtNotes;
     inputs.genre = m_form.cmbGenre.text;
     inputs.track = m_form.txtTrack;
-    // The later formats carry the source's own tags: of the editor's fields
-    // only what the user changed goes on their line, and wins.
-    if (isLaterFormat(m_options.txtFormat)) {
+    // The formats that keep tags carry the source's own: of the editor's
+    // fields only what the user changed goes on their line, and wins.
+    if (formatKeepsTags(m_options.txtFormat)) {
         QString *const fields[] = {&inputs.title, &inputs.artist, &inputs.album, &inputs.year,
                                    &inputs.notes, &inputs.genre,  &inputs.track};
         for (std::size_t i = 0; i < std::size(fields); ++i) {
@@ -573,22 +573,29 @@ EncoderEnd ConvertJob::runScriptHost(const CommandLine &line)
 
 void ConvertJob::writeMp3Tags(const QString &output)
 {
-    const auto record = [this] {
-        ID3TagInfo info;
-        info.Artist = m_form.txtArtist;
-        info.Album = m_form.txtAlbum;
-        info.Title = m_form.txtTitle;
-        info.Year = m_form.txtYear;
-        info.Genre = m_form.cmbGenre.text;
-        info.Comment = m_form.txtNotes;
-        info.Track = m_form.txtTrack;
-        return info;
+    // The encoder wrote the source's own tag: its frames that the editor has
+    // no field for (cover, album artist, disc, ReplayGain...) are kept, and
+    // what the user changed in the editor wins over its fields.
+    ID3TagInfo carried;
+    if (QFile file(output); file.open(QIODevice::ReadOnly)) {
+        ID3FrameList ignored;
+        ReadID3v2Tag(file, 0, carried, ignored, kID3ReadLimit);
+    }
+    ID3TagInfo info = carried;
+    const std::pair<const QString &, QString &> fields[] = {
+        {m_form.txtTitle, info.Title}, {m_form.txtArtist, info.Artist}, {m_form.txtAlbum, info.Album},
+        {m_form.txtYear, info.Year},   {m_form.txtNotes, info.Comment},  {m_form.cmbGenre.text, info.Genre},
+        {m_form.txtTrack, info.Track},
     };
-    // The ReplayGain frames the encoder wrote are kept when they were asked for.
-    const bool discard = m_form.loudness.mode != LoudnessChoice::Mode::ReplayGain;
-    WriteID3v1Tag(output, record(), true);
-    WriteID3v2Tag(output, record(), 0, discard, true);
-    WriteID3v2Tag(output, record(), 1, discard, true);
+    // ffmpeg writes a comment as a TXXX frame, which the record does not
+    // read: there the editor's field, read from the source, stands.
+    for (std::size_t i = 0; i < std::size(fields); ++i) {
+        if (fields[i].first != m_form.reportTags[i] || fields[i].second.isEmpty())
+            fields[i].second = fields[i].first;
+    }
+    WriteID3v1Tag(output, info, true);
+    WriteID3v2Tag(output, info, 0, false, true);
+    WriteID3v2Tag(output, info, 1, false, true);
 }
 
 void ConvertJob::closing()

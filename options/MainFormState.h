@@ -11,7 +11,7 @@
 namespace tonmill {
 
 // cmbLoudness's choices, in order: none, the three targets, ReplayGain tags.
-inline constexpr int kLoudnessChoices = 5;
+inline constexpr int kLoudnessChoices = 6;
 
 struct CheckBoxState {
     bool checked = false;

@@ -3,6 +3,7 @@
 #include "support/TestPaths.h"
 #include "support/TestProcesses.h"
 
+#include <QCryptographicHash>
 #include <QDateTime>
 #include <QDir>
 #include <QHash>
@@ -171,7 +172,7 @@ void TestHeadless::argumentsAreRead()
         {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--true-peak"), QStringLiteral("-1")},
         {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--loudness"), QStringLiteral("-16"),
          QStringLiteral("--true-peak"), QStringLiteral("1")},
-        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--replaygain"), QStringLiteral("album")},
+        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--replaygain"), QStringLiteral("disc")},
         {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--replaygain"), QStringLiteral("track"),
          QStringLiteral("--loudness"), QStringLiteral("-16")},
     };
@@ -357,6 +358,34 @@ void TestHeadless::segmentNormalizeAndUpmix()
     for (const char *name : {"loud/s_Konverted.flac", "loud/t_Konverted.flac"}) {
         const double batch = integrated(home.path(QLatin1String(name)));
         QVERIFY2(std::abs(batch + 14) <= 0.5, qPrintable(QLatin1String(name) + QLatin1Char(' ') + QString::number(batch)));
+    }
+    // An album: each file's own gain, and one album gain that is the gain of
+    // the files played one after another, as the meter finds them.
+    const QString quiet = home.path(QStringLiteral("q.wav"));
+    const QString both = home.path(QStringLiteral("both.wav"));
+    QVERIFY(run(QStringLiteral("sox"), {source, quiet, QStringLiteral("vol"), QStringLiteral("-12"), QStringLiteral("dB")}));
+    QVERIFY(run(QStringLiteral("sox"), {source, quiet, both}));
+    r = home.convert({QStringLiteral("--convert"), source, quiet, QStringLiteral("--format"), QStringLiteral("FLAC"),
+                      QStringLiteral("--output-dir"), home.path(QStringLiteral("album")), QStringLiteral("--replaygain"),
+                      QStringLiteral("album")});
+    QVERIFY2(r.status == 0, qPrintable(r.out + r.err));
+    const auto gains = [](const QString &file) {
+        QProcess python;
+        python.start(QStringLiteral("/usr/bin/python3"),
+                     {QStringLiteral("-c"),
+                      QStringLiteral("import sys, mutagen\nt = mutagen.File(sys.argv[1]).tags\n"
+                                     "print(t['replaygain_track_gain'][0].split()[0], t['replaygain_album_gain'][0].split()[0])"),
+                      file});
+        python.waitForFinished(30000);
+        const QStringList read = QString::fromUtf8(python.readAllStandardOutput()).split(QLatin1Char(' '));
+        return std::pair(read.value(0).toDouble(), read.value(1).toDouble());
+    };
+    const double album = -18 - integrated(both);
+    for (const auto &[name, own] : {std::pair(QStringLiteral("album/s_Konverted.flac"), source),
+                                    std::pair(QStringLiteral("album/q_Konverted.flac"), quiet)}) {
+        const auto [trackGain, albumGain] = gains(home.path(name));
+        QVERIFY2(std::abs(trackGain - (-18 - integrated(own))) <= 0.5, qPrintable(name + QString::number(trackGain)));
+        QVERIFY2(std::abs(albumGain - album) <= 0.5, qPrintable(name + QString::number(albumGain) + QLatin1Char(' ') + QString::number(album)));
     }
     // ReplayGain tags in an MP3 outlive the tag editor's own ID3 tag.
     r = home.convert({QStringLiteral("--convert"), source, QStringLiteral("--format"), QStringLiteral("MP3"),
@@ -583,39 +612,94 @@ void TestHeadless::sourceTagsReachLaterFormats()
     QStringList metadata;
     for (const QString &field : fields)
         metadata << QStringLiteral("-metadata") << field;
+    const QString cover = home.path(QStringLiteral("cover.png"));
+    QVERIFY(run(QStringLiteral("ffmpeg"), {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-f"), QStringLiteral("lavfi"),
+                                           QStringLiteral("-i"), QStringLiteral("testsrc=s=96x64"), QStringLiteral("-frames:v"),
+                                           QStringLiteral("1"), cover}));
+    const QStringList withCover = {QStringLiteral("-i"), cover, QStringLiteral("-map"), QStringLiteral("0"), QStringLiteral("-map"),
+                                   QStringLiteral("1"), QStringLiteral("-c:v"), QStringLiteral("copy"),
+                                   QStringLiteral("-disposition:v"), QStringLiteral("attached_pic"),
+                                   QStringLiteral("-metadata:s:v"), QStringLiteral("comment=Cover (front)")};
+    // What ffmpeg does not write, mutagen adds: a WMA cover, an MP3 comment
+    // in COMM (ffmpeg writes it as TXXX:comment).
     const QList<std::pair<QString, QStringList>> sources = {
-        {QStringLiteral("vorbis.flac"), {}},
-        {QStringLiteral("atoms.m4a"), {QStringLiteral("-c:a"), QStringLiteral("aac"), QStringLiteral("-f"), QStringLiteral("ipod")}},
-        {QStringLiteral("id3v23.mp3"), {QStringLiteral("-id3v2_version"), QStringLiteral("3")}},
+        {QStringLiteral("vorbis.flac"), withCover},
+        {QStringLiteral("atoms.m4a"), withCover + QStringList{QStringLiteral("-c:a"), QStringLiteral("aac"), QStringLiteral("-f"), QStringLiteral("ipod")}},
+        {QStringLiteral("id3v23.mp3"), withCover + QStringList{QStringLiteral("-id3v2_version"), QStringLiteral("3")}},
         {QStringLiteral("attributes.wma"), {QStringLiteral("-c:a"), QStringLiteral("wmav2")}},
     };
-    // The ten fields in mutagen's names, numbers without their totals.
+    const QString tagger = QStringLiteral(
+        "import sys, struct, mutagen.asf, mutagen.id3\n"
+        "f = mutagen.File(sys.argv[1])\n"
+        "if isinstance(f.tags, mutagen.asf.ASFTags):\n"
+        "    data = open(sys.argv[2], 'rb').read()\n"
+        "    head = struct.pack('<BI', 3, len(data)) + 'image/png'.encode('utf-16-le') + b'\\0\\0' + b'\\0\\0'\n"
+        "    f.tags['WM/Picture'] = [mutagen.asf.ASFByteArrayAttribute(head + data)]\n"
+        "    f.save()\n"
+        "else:\n"
+        "    f.tags.delall('TXXX:comment')\n"
+        "    f.tags.add(mutagen.id3.COMM(encoding=1, lang='eng', desc='', text=[sys.argv[3]]))\n"
+        "    f.save(v2_version=3)\n");
+    // The ten fields in mutagen's names for each tag system, numbers without
+    // their totals, then the front cover's digest.
     const QString reader = QStringLiteral(
-        "import sys, mutagen\n"
-        "t = mutagen.File(sys.argv[1]).tags\n"
+        "import sys, base64, hashlib, mutagen, mutagen.asf, mutagen.flac, mutagen.id3, mutagen.mp4, mutagen._vorbis\n"
+        "f = mutagen.File(sys.argv[1]); t = f.tags\n"
         "def get(*keys):\n"
         "    for k in keys:\n"
-        "        try:\n"
-        "            v = t[k][0]\n"
-        "        except (KeyError, ValueError):\n"
+        "        v = t.getall(k) if hasattr(t, 'getall') else t.get(k)\n"
+        "        if not v:\n"
         "            continue\n"
+        "        v = v[0]\n"
+        "        v = v.text[0] if hasattr(v, 'text') else v.value if hasattr(v, 'value') else v\n"
         "        return str(v[0]) if isinstance(v, tuple) else str(v).split('/')[0]\n"
         "    return ''\n"
-        "print('|'.join([get('title', '\\xa9nam'), get('artist', '\\xa9ART'), get('album', '\\xa9alb'),\n"
-        "      get('albumartist', 'aART'), get('date', '\\xa9day'), get('genre', '\\xa9gen'),\n"
-        "      get('tracknumber', 'trkn'), get('discnumber', 'disk'), get('comment', 'description', '\\xa9cmt'),\n"
-        "      get('composer', '\\xa9wrt')]))\n");
+        "def front():\n"
+        "    found = [p.data for p in getattr(f, 'pictures', []) if p.type == 3]\n"
+        "    if isinstance(t, mutagen._vorbis.VComment):\n"
+        "        pics = [mutagen.flac.Picture(base64.b64decode(b)) for b in t.get('metadata_block_picture', [])]\n"
+        "        found += [p.data for p in pics if p.type == 3]\n"
+        "    if isinstance(t, mutagen.id3.ID3):\n"
+        "        found += [p.data for p in t.getall('APIC') if p.type == 3]\n"
+        "    if isinstance(t, mutagen.mp4.MP4Tags):\n"
+        "        found += [bytes(c) for c in t.get('covr', [])]\n"
+        "    for a in t.get('WM/Picture', []) if isinstance(t, mutagen.asf.ASFTags) else []:\n"
+        "        b = a.value; i = 5\n"
+        "        for _ in range(2):\n"
+        "            while b[i:i + 2] != b'\\0\\0': i += 2\n"
+        "            i += 2\n"
+        "        found += [b[i:]] if b[0] == 3 else []\n"
+        "    return ','.join(hashlib.md5(d).hexdigest() for d in found)\n"
+        "print('|'.join([get('title', '\\xa9nam', 'TIT2', 'Title'), get('artist', '\\xa9ART', 'TPE1', 'Author'),\n"
+        "      get('album', '\\xa9alb', 'TALB', 'WM/AlbumTitle'), get('albumartist', 'aART', 'TPE2', 'WM/AlbumArtist'),\n"
+        "      get('date', '\\xa9day', 'TDRC', 'WM/Year'), get('genre', '\\xa9gen', 'TCON', 'WM/Genre'),\n"
+        "      get('tracknumber', 'trkn', 'TRCK', 'WM/TrackNumber'), get('discnumber', 'disk', 'TPOS', 'WM/PartOfSet'),\n"
+        "      get('comment', 'description', '\\xa9cmt', 'COMM', 'Description'), get('composer', '\\xa9wrt', 'TCOM', 'WM/Composer'),\n"
+        "      front()]))\n");
+    QFile coverFile(cover);
+    QVERIFY(coverFile.open(QIODevice::ReadOnly));
+    const QString coverDigest = QString::fromLatin1(QCryptographicHash::hash(coverFile.readAll(), QCryptographicHash::Md5).toHex());
     QStringList expected;
     for (const QString &field : fields)
         expected << field.section(QLatin1Char('='), 1).section(QLatin1Char('/'), 0, 0);
+    expected << coverDigest;
+    const auto readTags = [&](const QString &file) {
+        QProcess python;
+        python.start(QStringLiteral("/usr/bin/python3"), {QStringLiteral("-c"), reader, file});
+        python.waitForFinished(30000);
+        return QString::fromUtf8(python.readAllStandardOutput()).trimmed() + QString::fromUtf8(python.readAllStandardError());
+    };
     for (const auto &[name, codec] : sources) {
         const QString source = home.path(name);
         QVERIFY(run(QStringLiteral("ffmpeg"), QStringList{QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-f"),
-                                                          QStringLiteral("lavfi"), QStringLiteral("-i"), QStringLiteral("sine=d=1"),
-                                                          QStringLiteral("-ac"), QStringLiteral("2")}
-                                                  + metadata + codec + QStringList{source}));
-        for (const char *format : {"FLAC", "OPUS", "OGG", "M4A", "ALAC"}) {
-            const bool typed = name.endsWith(QLatin1String("mp3")) && qstrcmp(format, "OGG") == 0;
+                                                          QStringLiteral("lavfi"), QStringLiteral("-i"), QStringLiteral("sine=d=1")}
+                                                  + codec + metadata + QStringList{QStringLiteral("-ac"), QStringLiteral("2"), source}));
+        if (!name.endsWith(QLatin1String(".flac")) && !name.endsWith(QLatin1String(".m4a")))
+            QVERIFY(run(QStringLiteral("/usr/bin/python3"), {QStringLiteral("-c"), tagger, source, cover, expected[8]}));
+        QCOMPARE(readTags(source), expected.join(QLatin1Char('|')));
+        // What is typed in the editor wins over the source's value.
+        const bool typed = name.endsWith(QLatin1String("mp3"));
+        for (const char *format : {"FLAC", "OPUS", "OGG", "M4A", "ALAC", "MP3", "WMA"}) {
             const QString output = home.path(name + QLatin1Char('.') + QLatin1String(format));
             QStringList arguments = {QStringLiteral("--convert"), source, QStringLiteral("--format"),
                                      QLatin1String(format), QStringLiteral("--output"), output};
@@ -623,13 +707,10 @@ void TestHeadless::sourceTagsReachLaterFormats()
                 arguments << QStringLiteral("--title") << QStringLiteral("Typed");
             const Result r = home.convert(arguments);
             QVERIFY2(r.status == 0, qPrintable(name + QLatin1Char(' ') + QLatin1String(format) + QLatin1Char(' ') + r.err));
-            QProcess python;
-            python.start(QStringLiteral("/usr/bin/python3"), {QStringLiteral("-c"), reader, output});
-            QVERIFY(python.waitForFinished(30000));
             QStringList want = expected;
             if (typed)
                 want[0] = QStringLiteral("Typed");
-            const QString read = QString::fromUtf8(python.readAllStandardOutput()).trimmed();
+            const QString read = readTags(output);
             QVERIFY2(read == want.join(QLatin1Char('|')), qPrintable(output + QLatin1Char(' ') + read));
         }
     }
