@@ -86,6 +86,7 @@ MainForm::MainForm(const AppFolder &folder, Dialogs &dialogs, ActivityLog &log, 
     connect(&m_job, &ConvertJob::progressChanged, this, &MainForm::render);
     connect(&m_runner, &cStdIO::GotData, this, &MainForm::render);
     connect(&m_reader, &ReadOutput::GotChunk, this, &MainForm::render);
+    connect(&m_waveform, &WaveformLoader::finished, this, &MainForm::render);
 
     m_timer1.setInterval(kPlayerTimerMs);
     m_timer2.setInterval(kPlayerTimerMs);
@@ -254,6 +255,10 @@ void MainForm::beforeOpen()
 void MainForm::afterOpen()
 {
     m_transport.newSource();
+    if (form.txtPath.isEmpty())
+        m_waveform.clear();
+    else
+        m_waveform.start(SettingsStore(m_folder.file(QStringLiteral("\\Tonmill.ini"))).ffmpegPath(), form.txtPath);
     m_panel.ac3ChannelAdvice();
     render();
 }

@@ -10,6 +10,7 @@
 #include "platform/AppFolder.h"
 #include "player/PlayerTransport.h"
 #include "player/SegmentMarks.h"
+#include "player/WaveformLoader.h"
 #include "process/ConsolePane.h"
 #include "process/ReadOutput.h"
 #include "process/cStdIO.h"
@@ -88,6 +89,8 @@ public:
     ConvertJob &job() { return m_job; }
     PlayerTransport &transport() { return m_transport; }
     SegmentMarks &segment() { return m_segment; }
+    // The loaded source's waveform, computed while the window goes on.
+    const WaveformLoader &waveform() const { return m_waveform; }
     const ConsolePane &console() const { return m_console; }
     const AppFolder &folder() const { return m_folder; }
     Dialogs &dialogs() { return m_dialogs; }
@@ -177,6 +180,7 @@ private:
     ConvertJob m_job;
     PlayerTransport m_transport;
     SegmentMarks m_segment;
+    WaveformLoader m_waveform;
     QTimer m_timer1;
     QTimer m_timer2;
     std::unique_ptr<BatchJob> m_batch;

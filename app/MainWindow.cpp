@@ -316,6 +316,20 @@ void MainWindow::bindPlayer()
         m_main.playerChanged();
     });
 
+    // On the waveform a left click marks the start, a right click the end,
+    // and a drag the whole segment.
+    connect(m_ui->picWaveform, &WaveformView::clicked, this, [this, &segment](double seconds, Qt::MouseButton button) {
+        if (button == Qt::RightButton)
+            segment.markEnd(seconds);
+        else
+            segment.markStart(seconds);
+        m_main.playerChanged();
+    });
+    connect(m_ui->picWaveform, &WaveformView::spanSelected, this, [this, &segment](double from, double to) {
+        segment.markSpan(from, to);
+        m_main.playerChanged();
+    });
+
     m_ui->Slider1->setShownText(QString());
     connect(m_ui->Slider1, &DMSlider::pressed, this, [this, &transport] {
         transport.Slider1_Press(m_ui->Slider1->value());
@@ -430,6 +444,16 @@ void MainWindow::renderPlayer()
     if (!m_ui->Slider1->slider()->isSliderDown() && m_ui->Slider1->value() != player.Slider1)
         m_ui->Slider1->setValue(player.Slider1);
     m_ui->Slider1->setToolTip(player.Slider1Text);
+    const Waveform &waveform = m_main.waveform().waveform();
+    m_ui->picWaveform->setPeaks(waveform.peaks, waveform.binsPerSecond);
+    m_ui->picWaveform->setPosition(m_main.transport().position());
+    // A typed time that is no number leaves its mark off.
+    const auto mark = [](const QString &text) -> std::optional<double> {
+        bool ok = false;
+        const double seconds = text.toDouble(&ok);
+        return ok ? std::optional(seconds) : std::nullopt;
+    };
+    m_ui->picWaveform->setMarks(mark(m_main.form.txtCutS), mark(m_main.form.txtCutE));
     showText(m_ui->txtCounter1, player.txtCounter1);
     showText(m_ui->txtCounter2, player.txtCounter2);
     m_ui->BtnMute->setCaption(player.BtnMute);
@@ -562,6 +586,8 @@ void MainWindow::relabel()
                                  ownText("Main", "cmbLoudness.ReplayGainAlbum", m_language)});
     m_ui->cmbLoudness->setToolTip(ownText("Main", "cmbLoudness.Tip", m_language));
     m_ui->spnTruePeak->setToolTip(ownText("Main", "spnTruePeak.Tip", m_language));
+    m_ui->picWaveform->setToolTip(ownText("Main", "picWaveform.Tip", m_language));
+    m_ui->picWaveform->setAccessibleName(ownText("Main", "picWaveform.Tip", m_language));
     renderBatch();
     render();
 }
