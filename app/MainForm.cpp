@@ -465,6 +465,7 @@ void MainForm::runBatch()
     BatchSettings settings = batchSettingsFor(m_folder, options, form.cmbFormat.text, form.slVolume,
                                               form.peakNormalize(), form.chk51UpMix.checked);
     settings.loudness = form.loudness;
+    settings.equalizer = form.equalizer;
 
     QStringList sources;
     for (const BatchItem &item : std::as_const(batch.items))

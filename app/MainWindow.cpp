@@ -616,7 +616,7 @@ void MainWindow::showFileInfo(const QString &text)
 void MainWindow::showEqualizer()
 {
     if (!m_equalizer)
-        m_equalizer = new EqualizerWindow(m_main.languageFile(), this);
+        m_equalizer = new EqualizerWindow(m_main.form.equalizer, m_main.languageFile(), this);
     m_equalizer->show();
     m_equalizer->raise();
     dockEqualizer();

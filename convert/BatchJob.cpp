@@ -98,7 +98,7 @@ ItemEnd convertOne(const AppFolder &folder, const BatchSettings &s, const QStrin
     const CommandLine line = encoderCommandLine(inputs, s.options, folder);
     if (line.isEmpty())
         return {Status::Failed, QStringLiteral("no encoder line can be made of these options")};
-    const CommandLine routed = runningLine(line, folder, sourceFactsEntry(source, length.stream), s.loudness);
+    const CommandLine routed = runningLine(line, folder, sourceFactsEntry(source, length.stream), s.loudness, s.equalizer);
 
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);

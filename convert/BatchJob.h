@@ -3,6 +3,7 @@
 #include "convert/LoudnessChoice.h"
 #include "options/OptionState.h"
 #include "platform/AppFolder.h"
+#include "player/Equalizer.h"
 
 #include <QList>
 #include <QObject>
@@ -43,6 +44,7 @@ struct BatchSettings {
     bool replace = false;   // an existing output is replaced rather than kept
     int jobs = 0;           // encoders at once; 0: one per core
     LoudnessChoice loudness;
+    EqualizerState equalizer;
 };
 
 // The settings for these options and clip choices, with the tool paths that

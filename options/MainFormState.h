@@ -2,6 +2,7 @@
 
 #include "convert/LoudnessChoice.h"
 #include "options/ChoiceList.h"
+#include "player/Equalizer.h"
 #include "process/ProgressMonitor.h"
 
 #include <QString>
@@ -56,6 +57,8 @@ struct MainFormState {
     bool chkSegmentEnabled = true;
     bool btnSegPreviewEnabled = true;
     bool chkNormalize = false;
+    // The Equalizer window's bands and its switch that puts them in the output.
+    EqualizerState equalizer;
     // What the encoder does about loudness; a loudness target stands in for
     // peak normalising.
     LoudnessChoice loudness;

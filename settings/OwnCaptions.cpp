@@ -20,6 +20,8 @@ constexpr OwnCaption kCaptions[] = {
     {"About", "btnOk", {"OK", "OK", "Aceptar", "OK", "OK"}},
     {"Equalizer", "Equalizer", {"Equalizer", "Equalizador", "Ecualizador", "Égaliseur", "Equalizer"}},
     {"Equalizer", "btnZero", {"Reset", "Zerar", "Restablecer", "Réinitialiser", "Zurücksetzen"}},
+    {"Equalizer", "chkApply", {"Apply to the output", "Aplicar à saída", "Aplicar a la salida", "Appliquer à la sortie",
+                               "Auf die Ausgabe anwenden"}},
     {"Main", "mnuLog", {"Show Activity &Log", "Mostrar &log de atividades", "Mostrar &registro de actividad",
                         "Afficher le &journal d'activité", "Aktivitäts&protokoll anzeigen"}},
     {"Main", "mnuSaveLog", {"Save L&og", "Salvar l&og", "&Guardar registro", "&Enregistrer le journal",

@@ -1,10 +1,11 @@
 // The main window clicked as a person would, offscreen, with the real media
 // tool and encoders: start-up, opening a source, the option panel's advice,
-// converting, aborting and closing during a run, the log switch, and the
-// captions of every language.
+// converting, aborting and closing during a run, the log switch, the
+// equalizer in the output, and the captions of every language.
 #include "app/AboutDialog.h"
 #include "app/MainProgram.h"
 #include "app/MainWindowTitle.h"
+#include "player/Equalizer.h"
 #include "platform/AppVersion.h"
 #include "settings/BuiltInLanguages.h"
 #include "settings/LanguageCaptions.h"
@@ -35,11 +36,13 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QSlider>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTextEdit>
 #include <QTimer>
 
+#include <cmath>
 #include <functional>
 #include <QTreeWidget>
 
@@ -99,6 +102,23 @@ void choose(QComboBox *box, const QString &item)
     Q_EMIT box->activated(index);
 }
 
+// The mean level in dB of a file's sound within a tenth of an octave around
+// the frequency, as ffmpeg's band-pass filter and volume meter measure it.
+double bandLevel(const QString &file, double hertz)
+{
+    QProcess p;
+    const QString band = QStringLiteral("bandpass=f=%1:width_type=o:w=0.1").arg(hertz);
+    p.start(QStringLiteral("ffmpeg"), {QStringLiteral("-hide_banner"), QStringLiteral("-nostdin"), QStringLiteral("-i"),
+                                       file, QStringLiteral("-af"),
+                                       band + QLatin1Char(',') + band + QStringLiteral(",volumedetect"),
+                                       QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-")});
+    if (!p.waitForFinished(60000))
+        return qQNaN();
+    const QRegularExpressionMatch m
+        = QRegularExpression(QStringLiteral("mean_volume: (-?[0-9.]+) dB")).match(QString::fromUtf8(p.readAllStandardError()));
+    return m.hasMatch() ? m.captured(1).toDouble() : qQNaN();
+}
+
 bool startedUp(const ActivityLog &log, int probeLines)
 {
     const QStringList messages = logMessages(log);
@@ -115,6 +135,7 @@ private Q_SLOTS:
     void firstStartThenNormalStart();
     void openAdviseConvertAbortClose();
     void batchModeFromTheWindow();
+    void equalizerShapesTheOutput();
     void everyLanguageRelabelsEveryControl();
     void aboutShowsVersionNoticeAndLinks();
 };
@@ -426,6 +447,80 @@ void TestMainWindow::batchModeFromTheWindow()
     QVERIFY(messages.contains(QStringLiteral(" -> Batch finished: 3 converted, 1 failed, 0 skipped, 0 aborted")));
     QVERIFY(messages.filter(QStringLiteral(" -> Error: ") + broken + QStringLiteral(": ")).size() == 1);
     QVERIFY(control<QPushButton>(window, "btnConvert")->isEnabled());
+    QVERIFY(dialogs.allAnswersUsed());
+}
+
+// With a band at -12 dB and the switch on, pink noise comes out 12 dB lower
+// in that band and as it was in the others, converted alone and in a batch;
+// the switch and the bands are there again at the next start.
+void TestMainWindow::equalizerShapesTheOutput()
+{
+    Home home;
+    home.settled();
+    const QString pink = home.path(QStringLiteral("pink.wav"));
+    QVERIFY(run(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-b"), QStringLiteral("16"),
+                                        QStringLiteral("-r"), QStringLiteral("44100"), QStringLiteral("-c"),
+                                        QStringLiteral("2"), pink, QStringLiteral("synth"), QStringLiteral("6"),
+                                        QStringLiteral("pinknoise"), QStringLiteral("vol"), QStringLiteral("0.5")}));
+    const QString output = home.path(QStringLiteral("pink_Konverted.wav"));
+    const auto keep = [&](const char *name) {
+        const QString kept = home.path(QLatin1String(name));
+        return QFile::rename(output, kept) ? kept : QString();
+    };
+    constexpr int kBand = 8;
+    QString flat;
+    QString shaped;
+    QString batched;
+    test::TestDialogs dialogs;
+    {
+        MainProgram program(home.folder, dialogs);
+        MainWindow &window = program.window();
+        program.start();
+        QTRY_VERIFY_WITH_TIMEOUT(startedUp(program.log(), 2), 30000);
+        program.form().openDropped(pink);
+        choose(control<QComboBox>(window, "cmbFormat"), QStringLiteral("WAV"));
+        auto *convert = control<QPushButton>(window, "btnConvert");
+        control<QAction>(window, "mnuEqualizer")->trigger();
+        QWidget *equalizer = control<QWidget>(window, "Equalizer");
+        control<QSlider>(*equalizer, "SEq_8")->setValue(kEqualizerMinimum);
+        QCOMPARE(control<QLabel>(*equalizer, "EQ_8")->text(), QStringLiteral("-12"));
+        // The bands alone change nothing while the switch is off.
+        QTest::mouseClick(convert, Qt::LeftButton);
+        flat = keep("flat.wav");
+        QTest::mouseClick(control<QCheckBox>(*equalizer, "chkApply"), Qt::LeftButton);
+        QTest::mouseClick(convert, Qt::LeftButton);
+        shaped = keep("shaped.wav");
+        program.form().setBatchMode(true);
+        program.form().addToBatch({pink});
+        QTest::mouseClick(convert, Qt::LeftButton);
+        batched = keep("batched.wav");
+        QVERIFY(!flat.isEmpty() && !shaped.isEmpty() && !batched.isEmpty());
+        QVERIFY(window.close());
+    }
+    QCOMPARE(home.setting("Options", "EqualizerApply"), QStringLiteral("1"));
+    QCOMPARE(home.setting("Options", "EqualizerBands"), QStringLiteral("0,0,0,0,0,0,0,0,-12,0,0,0,0,0,0,0,0,0"));
+    {
+        MainProgram program(home.folder, dialogs);
+        program.start();
+        QTRY_VERIFY_WITH_TIMEOUT(startedUp(program.log(), 2), 30000);
+        const EqualizerState &again = program.form().form.equalizer;
+        QVERIFY(again.chkApply);
+        QCOMPARE(again.gainsDb()[kBand], -12);
+        QCOMPARE(again.EQ[kBand], QStringLiteral("-12"));
+        QVERIFY(program.window().close());
+    }
+
+    // The bands lie half an octave apart from 55 Hz.
+    for (int band = 0; band < kEqualizerBands; ++band) {
+        const double hertz = 55 * std::pow(2.0, band / 2.0);
+        const double before = bandLevel(flat, hertz);
+        const double expected = band == kBand ? -12 : 0;
+        for (const QString &file : {shaped, batched}) {
+            const double change = bandLevel(file, hertz) - before;
+            QVERIFY2(qAbs(change - expected) <= 1.5,
+                     qPrintable(QStringLiteral("%1 at %2 Hz: %3 dB").arg(QFileInfo(file).fileName()).arg(hertz).arg(change)));
+        }
+    }
     QVERIFY(dialogs.allAnswersUsed());
 }
 

@@ -24,6 +24,8 @@ struct EncodeRequest {
     int sampleRate = 0;        // 0: as the input has it
     qint64 bitRate = 0;        // bits per second; 0: the encoder's default
     double volume = 1.0;       // gain factor, 1 = unchanged
+    // Filters that shape the sound before the volume: the equalizer's.
+    QStringList shaping;
     // The encoder's own settings, as ffmpeg takes them ("-compression_level",
     // "5", ...), checked against what the lines may ask.
     QStringList codecOptions;

@@ -60,6 +60,7 @@ EncodeSettings encodeSettings(const EncodeRequest &request, const AudioSource &s
 {
     EncodeSettings s;
     s.sampleRate = request.sampleRate;
+    s.filters << request.shaping;
     if (request.volume != 1.0)
         s.filters << QStringLiteral("volume=%1").arg(request.volume, 0, 'g', 10);
     if (request.encoder == QLatin1String("ac3") && source.sampleRate > 0 && s.sampleRate == 0) {
@@ -187,6 +188,8 @@ QString describeEncode(const EncodeRequest &request, const AudioSource &source, 
         parts << QStringLiteral("%1 channel(s)").arg(request.channels);
     if (request.volume != 1.0)
         parts << QStringLiteral("volume x%1").arg(request.volume, 0, 'g', 4);
+    if (!request.shaping.isEmpty())
+        parts << QStringLiteral("equalizer");
     if (!adjustment.summary.isEmpty())
         parts << adjustment.summary;
     parts << QStringLiteral("in %1").arg(request.muxer);
