@@ -353,6 +353,9 @@ void TestMainWindow::openAdviseConvertAbortClose()
     QDropEvent drop(QPointF(300, 300), Qt::CopyAction, &dragged, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(&window, &drop);
     QCOMPARE(control<QLineEdit>(window, "txtPath")->text(), longTone);
+    // The waveform's decoder reads the source too; it is let finish first, so
+    // that only the encoder is left to end.
+    QTRY_VERIFY_WITH_TIMEOUT(!program.form().waveform().computing(), 60000);
     const QString longOutput = home.path(QStringLiteral("long_Konverted.mp3"));
     for (const bool closing : {false, true}) {
         bool acted = false;
