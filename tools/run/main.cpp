@@ -18,7 +18,8 @@
 //
 // TONMILL_LOUDNESS in the environment (see convert/LoudnessChoice.h) asks for
 // loudness normalising or ReplayGain tags; the audio is measured before it is
-// encoded. Asked only to measure, it prints the reading and writes nothing. What cannot be done as asked is said in a "note:" line on stderr.
+// encoded. Asked only to measure, it prints the reading and writes nothing.
+// What cannot be done as asked is said in a "note:" line on stderr.
 #include "convert/LoudnessChoice.h"
 #include "platform/ToolChain.h"
 #include "tools/avs/ToolProcess.h"
