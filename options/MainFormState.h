@@ -56,6 +56,7 @@ struct MainFormState {
     bool chkSegmentEnabled = true;
     bool btnSegPreviewEnabled = true;
     bool chkNormalize = false;
+    bool chkFadeInOut = false;
     // What the encoder does about loudness; a loudness target stands in for
     // peak normalising.
     LoudnessChoice loudness;
