@@ -48,6 +48,8 @@ struct MainFormState {
     std::array<QString, 7> reportTags;
     bool mnuLog = false;
     bool mnuSaveLog = true;
+    // The tag editor frame is shown.
+    bool mnuTagEditor = true;
 
     // Conversion: the choices the job reads besides the option panel's.
     int slVolume = 100; // percent
