@@ -321,9 +321,9 @@ QString headlessUsage()
     return QStringLiteral(
         "usage: tonmill [--home DIR] --convert SOURCE\n"
         "               [--format AAC|AC3|AMR|MP2/MPA|MP3|WAV|WMA|FLAC|OPUS|OGG|M4A|ALAC]\n"
-        "               [--output FILE] [--volume PERCENT] [--normalize] [--upmix] [--segment START END]\n"
+        "               [--output FILE] [--volume PERCENT] [--normalize] [--fade] [--upmix] [--segment START END]\n"
         "       tonmill [--home DIR] --convert SOURCE|FOLDER... [--recursive] [--output-dir DIR] [--jobs N]\n"
-        "               [--format ...] [--volume PERCENT] [--normalize] [--upmix] [--replace | --keep]\n"
+        "               [--format ...] [--volume PERCENT] [--normalize] [--fade] [--upmix] [--replace | --keep]\n"
         "               [--title T] [--artist A] [--album A] [--year Y] [--notes N] [--genre G] [--track N]\n"
         "               [--wma-profile NAME] [--replace | --keep]\n"
         "               [--loudness LUFS [--true-peak DBTP] | --replaygain track|album]\n");
@@ -425,6 +425,8 @@ HeadlessParse parseHeadlessArguments(const QStringList &arguments)
             r.volume = percent;
         } else if (option == QLatin1String("--normalize")) {
             r.normalize = true;
+        } else if (option == QLatin1String("--fade")) {
+            r.fade = true;
         } else if (option == QLatin1String("--upmix")) {
             r.upmix = true;
         } else if (option == QLatin1String("--loudness")) {
@@ -511,6 +513,7 @@ int runBatch(const HeadlessRequest &r, const AppFolder &folder, const OptionStat
 {
     BatchSettings settings = batchSettingsFor(folder, options, form.cmbFormat.text, r.volume.value_or(100),
                                               r.normalize, r.upmix);
+    settings.fade = r.fade;
     settings.loudness = r.loudness;
     settings.replace = r.replace;
     settings.jobs = r.jobs;
@@ -641,6 +644,7 @@ int runHeadlessConvert(const QStringList &arguments)
     if (r.volume)
         form.slVolume = *r.volume;
     form.chkNormalize = r.normalize;
+    form.chkFadeInOut = r.fade;
     form.loudness = r.loudness;
     form.chk51UpMix.checked = r.upmix;
     form.chkSegment = r.segment;

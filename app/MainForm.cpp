@@ -182,6 +182,7 @@ void MainForm::Form_Load()
 
     form.mnuLog = settings.logOnOff();
     form.mnuSaveLog = settings.saveLog();
+    form.mnuTagEditor = settings.tagEditor();
     if (const std::optional<bool> compact = settings.vista())
         m_view->setHeightTwips(mainWindowHeightTwips(*compact, form.mnuLog));
     if (!m_transport.state.unavailable.isEmpty())
@@ -329,6 +330,12 @@ void MainForm::mnuSaveLog_Click()
     render();
 }
 
+void MainForm::mnuTagEditor_Click()
+{
+    form.mnuTagEditor = !form.mnuTagEditor;
+    render();
+}
+
 void MainForm::btnInfo_Click()
 {
     if (form.txtPath.isEmpty()) {
@@ -459,6 +466,7 @@ void MainForm::runBatch()
     }
     BatchSettings settings = batchSettingsFor(m_folder, options, form.cmbFormat.text, form.slVolume,
                                               form.peakNormalize(), form.chk51UpMix.checked);
+    settings.fade = form.chkFadeInOut;
     settings.loudness = form.loudness;
 
     QStringList sources;

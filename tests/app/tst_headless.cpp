@@ -54,6 +54,40 @@ bool makeTone(const QString &path, double seconds)
                                        QStringLiteral("sine"), QStringLiteral("440")});
 }
 
+// The sound's level in dB every 10 ms, as ffmpeg's own meter finds it in a
+// mono mix at 48 kHz; -200 for silence.
+QList<double> levels(const QString &path)
+{
+    QProcess meter;
+    meter.start(QStringLiteral("ffmpeg"),
+                {QStringLiteral("-nostdin"), QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), path,
+                 QStringLiteral("-map"), QStringLiteral("0:a:0"), QStringLiteral("-af"),
+                 QStringLiteral("aresample=48000,aformat=channel_layouts=mono,asetnsamples=n=480:p=0,"
+                                "astats=metadata=1:reset=1:measure_perchannel=none:measure_overall=RMS_level,"
+                                "ametadata=mode=print:key=lavfi.astats.Overall.RMS_level:file=-"),
+                 QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-")});
+    meter.waitForFinished(120000);
+    QList<double> dB;
+    static const QRegularExpression level(QStringLiteral("RMS_level=(\\S+)"));
+    for (QRegularExpressionMatchIterator it = level.globalMatch(QString::fromUtf8(meter.readAllStandardOutput())); it.hasNext();) {
+        bool ok = false;
+        const double value = it.next().captured(1).toDouble(&ok);
+        dB << (ok && std::isfinite(value) ? value : -200.0);
+    }
+    return dB;
+}
+
+// The level of 250 ms made of 10 ms levels: the k-th quarter second from the
+// start, or with a negative k the -k-th from the end.
+double quarterSecond(const QList<double> &tenths, int k)
+{
+    const qsizetype first = k >= 0 ? 25 * k : tenths.size() + 25 * k;
+    double power = 0;
+    for (qsizetype i = first; i < first + 25; ++i)
+        power += std::pow(10.0, tenths.value(i, -200) / 10) / 25;
+    return 10 * std::log10(std::max(power, 1e-20));
+}
+
 struct Result {
     int status = -1;
     QString out;
@@ -112,6 +146,7 @@ private Q_SLOTS:
     void reportTagsUnderGivenOnes();
     void replaceQuestionBothWays();
     void segmentNormalizeAndUpmix();
+    void fadeInAndOutOfEveryKind();
     void laterFormatsWithTheirOptionsAndTags();
     void sourceTagsReachLaterFormats();
     void badInputFailsCleanly();
@@ -403,6 +438,55 @@ void TestHeadless::segmentNormalizeAndUpmix()
     QCOMPARE(read.value(0), QStringLiteral("Tagged"));
     const double gain = read.value(1).toDouble();
     QVERIFY2(std::abs(gain - (-18 - integrated(source))) <= 0.5, qPrintable(read.join(QLatin1Char(' '))));
+}
+
+void TestHeadless::fadeInAndOutOfEveryKind()
+{
+    Home home;
+    const QString source = home.path(QStringLiteral("steady.wav"));
+    QVERIFY(makeTone(source, 10));
+    const QString fade = QStringLiteral("--fade");
+    struct Case {
+        const char *name;
+        QStringList arguments;
+        QString output;
+    };
+    const QList<Case> cases = {
+        {"WAV", {QStringLiteral("--format"), QStringLiteral("WAV"), fade}, home.path(QStringLiteral("steady_Konverted.wav"))},
+        {"MP3", {QStringLiteral("--format"), QStringLiteral("MP3"), fade}, home.path(QStringLiteral("steady_Konverted.mp3"))},
+        // WMA reads its source through the script only because of the fade.
+        {"WMA", {QStringLiteral("--format"), QStringLiteral("WMA"), fade}, home.path(QStringLiteral("steady_Konverted.wma"))},
+        {"AC3", {QStringLiteral("--format"), QStringLiteral("AC3"), fade}, home.path(QStringLiteral("steady_Konverted.ac3"))},
+        {"OPUS", {QStringLiteral("--format"), QStringLiteral("OPUS"), fade}, home.path(QStringLiteral("steady_Konverted.opus"))},
+        {"FLAC batch", {QStringLiteral("--format"), QStringLiteral("FLAC"), fade, QStringLiteral("--output-dir"), home.path(QStringLiteral("batch"))},
+         home.path(QStringLiteral("batch/steady_Konverted.flac"))},
+        // The cut's own ends fade, 8 s of the 10.
+        {"cut", {QStringLiteral("--format"), QStringLiteral("WAV"), fade, QStringLiteral("--segment"), QStringLiteral("1"),
+                 QStringLiteral("9"), QStringLiteral("--output"), home.path(QStringLiteral("cut.wav"))},
+         home.path(QStringLiteral("cut.wav"))},
+    };
+    for (const Case &c : cases) {
+        const Result r = home.convert(QStringList{QStringLiteral("--convert"), source} + c.arguments);
+        QVERIFY2(r.status == 0, qPrintable(QLatin1String(c.name) + QLatin1Char(' ') + r.err));
+        const QList<double> tenths = levels(c.output);
+        const int quarters = static_cast<int>(tenths.size() / 25);
+        QVERIFY2(quarters >= 31, c.name);
+        // Full level between the fades: the middle's own level, steady.
+        const double full = quarterSecond(tenths, quarters / 2);
+        for (int k = 8; k < quarters - 8; ++k)
+            QVERIFY2(std::abs(quarterSecond(tenths, k) - full) < 1, qPrintable(QStringLiteral("%1 at %2 s").arg(c.name).arg(k / 4.0)));
+        // Silent at the very start and end, rising over the first 2 seconds
+        // and falling over the last 2.
+        QVERIFY2(tenths.constFirst() < full - 30 && tenths.constLast() < full - 30, c.name);
+        for (const int sign : {1, -1}) {
+            const auto edge = [&](int k) { return quarterSecond(tenths, sign > 0 ? k : -1 - k); };
+            QVERIFY2(edge(0) < full - 12, c.name);
+            for (int k = 1; k < 8; ++k)
+                QVERIFY2(edge(k) > edge(k - 1) + 0.5, qPrintable(QStringLiteral("%1 %2 %3").arg(c.name).arg(sign).arg(k)));
+            QVERIFY2(edge(7) > full - 2, c.name);
+        }
+    }
+    QVERIFY(readAll(home.app + QStringLiteral("/segment.avs")).contains("Trim(Clip3,25,225)\r\nFadeIO0(50)\r\n"));
 }
 
 void TestHeadless::badInputFailsCleanly()
