@@ -275,6 +275,21 @@ void MainForm::openDropped(const QString &path)
     afterOpen();
 }
 
+void MainForm::openGiven(const QStringList &paths)
+{
+    if (paths.isEmpty() || m_quitRequested)
+        return;
+    QStringList absolute;
+    for (const QString &path : paths)
+        absolute << QFileInfo(path).absoluteFilePath();
+    if (absolute.size() == 1 && !QFileInfo(absolute.constFirst()).isDir()) {
+        openDropped(absolute.constFirst());
+        return;
+    }
+    setBatchMode(true);
+    addToBatch(absolute);
+}
+
 void MainForm::mnuSave_Click()
 {
     m_selection.ChooseOutputFile();

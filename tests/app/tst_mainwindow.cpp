@@ -116,6 +116,7 @@ private Q_SLOTS:
     void openAdviseConvertAbortClose();
     void batchModeFromTheWindow();
     void tagEditorItemHidesTheFrame();
+    void launcherFilesOpen();
     void everyLanguageRelabelsEveryControl();
     void aboutShowsVersionNoticeAndLinks();
 };
@@ -495,6 +496,31 @@ void TestMainWindow::tagEditorItemHidesTheFrame()
         QCOMPARE(home.setting("General", "TagEditor"), restarted ? QStringLiteral("True") : QStringLiteral("False"));
         QVERIFY(dialogs.allAnswersUsed());
     }
+}
+
+// What the launcher hands over opens once start-up is done: one file as the
+// Open dialog would open it, more than one in Batch Mode.
+void TestMainWindow::launcherFilesOpen()
+{
+    Home home;
+    home.settled();
+    const QString one = home.path(QStringLiteral("one.wav"));
+    const QString two = home.path(QStringLiteral("two.wav"));
+    QVERIFY(makeTone(one, 1, 2) && makeTone(two, 1, 2));
+    test::TestDialogs dialogs;
+    {
+        MainProgram program(home.folder, dialogs);
+        program.start({one});
+        QTRY_COMPARE_WITH_TIMEOUT(program.form().form.txtPath, one, 30000);
+        QVERIFY(!program.form().batch.batchMode);
+        QVERIFY(startedUp(program.log(), 2));
+    }
+    MainProgram program(home.folder, dialogs);
+    program.start({one, two});
+    QTRY_VERIFY_WITH_TIMEOUT(program.form().batch.items.size() == 2, 30000);
+    QVERIFY(program.form().batch.batchMode);
+    QVERIFY(control<QWidget>(program.window(), "fraBatchMode")->isVisible());
+    QCOMPARE(program.form().batch.items[1].source, two);
 }
 
 void TestMainWindow::everyLanguageRelabelsEveryControl()
