@@ -7,7 +7,6 @@
 #include "media/FileSelection.h"
 #include "media/MediaReport.h"
 #include "options/Configuration.h"
-#include "options/FormatOptions.h"
 #include "options/MainFormState.h"
 #include "options/OptionPanel.h"
 #include "options/OptionState.h"
@@ -38,7 +37,7 @@ namespace tonmill {
 
 namespace {
 
-enum ExitStatus { Done = 0, Failed = 1, BadArguments = 2, Kept = 3 };
+enum ExitStatus { Done = 0, Failed = 1, Kept = 3 };
 constexpr int kPendingAbortPollMs = 20;
 constexpr int kProgressPrintMs = 250;
 
@@ -204,47 +203,6 @@ private:
     bool m_replace;
 };
 
-bool takesValue(const QString &option)
-{
-    static const QStringList options = {
-        QStringLiteral("--home"),   QStringLiteral("--convert"), QStringLiteral("--format"),
-        QStringLiteral("--output"), QStringLiteral("--volume"),  QStringLiteral("--title"),
-        QStringLiteral("--artist"), QStringLiteral("--album"),   QStringLiteral("--year"),
-        QStringLiteral("--notes"),  QStringLiteral("--genre"),   QStringLiteral("--track"),
-        QStringLiteral("--wma-profile"), QStringLiteral("--output-dir"), QStringLiteral("--jobs"),
-        QStringLiteral("--loudness"), QStringLiteral("--true-peak"), QStringLiteral("--replaygain"),
-    };
-    return options.contains(option);
-}
-
-bool isSeconds(const QString &text)
-{
-    bool ok = false;
-    const double value = text.trimmed().toDouble(&ok);
-    return ok && value >= 0 && value < 1e9;
-}
-
-// The list's spelling of a format name given in any letter case.
-QString formatName(const QString &given)
-{
-    for (const QString &name : kFormatList.split(QLatin1Char('|'))) {
-        if (name.compare(given, Qt::CaseInsensitive) == 0)
-            return name;
-    }
-    return {};
-}
-
-// The WMA profile list's name for a name or key given in any letter case.
-QString wmaProfileName(const QString &given)
-{
-    for (const QString &name : kWMAProfiles.split(QLatin1Char('|'))) {
-        if (name.compare(given, Qt::CaseInsensitive) == 0
-            || wmaProfileKey(name).compare(given, Qt::CaseInsensitive) == 0)
-            return name;
-    }
-    return {};
-}
-
 // Loads a source as the Open command does: the media report, then the tag
 // editor from it. Why the report failed; empty when it did not.
 QString openSource(const AppFolder &folder, ProcessRegistry &registry, MainFormState &form, const OptionState &options,
@@ -301,209 +259,6 @@ QString failureReason(const ConvertResult &result)
 
 } // namespace
 
-bool HeadlessRequest::isBatch() const
-{
-    return sources.size() > 1 || recursive || !outputDir.isEmpty() || jobs > 0
-           || (!sources.isEmpty() && QFileInfo(sources.constFirst()).isDir());
-}
-
-bool wantsHeadlessConvert(const QStringList &arguments)
-{
-    for (const QString &a : arguments.mid(1)) {
-        if (a == QLatin1String("--convert") || a.startsWith(QLatin1String("--convert=")))
-            return true;
-    }
-    return false;
-}
-
-QString headlessUsage()
-{
-    return QStringLiteral(
-        "usage: tonmill [--home DIR] --convert SOURCE\n"
-        "               [--format AAC|AC3|AMR|MP2/MPA|MP3|WAV|WMA|FLAC|OPUS|OGG|M4A|ALAC]\n"
-        "               [--output FILE] [--volume PERCENT] [--normalize] [--upmix] [--segment START END]\n"
-        "       tonmill [--home DIR] --convert SOURCE|FOLDER... [--recursive] [--output-dir DIR] [--jobs N]\n"
-        "               [--format ...] [--volume PERCENT] [--normalize] [--upmix] [--replace | --keep]\n"
-        "               [--title T] [--artist A] [--album A] [--year Y] [--notes N] [--genre G] [--track N]\n"
-        "               [--wma-profile NAME] [--replace | --keep]\n"
-        "               [--loudness LUFS [--true-peak DBTP] | --replaygain track|album]\n");
-}
-
-QString headlessHelp()
-{
-    return headlessUsage()
-           + QStringLiteral(
-               "\nConverts SOURCE without a window, as the Convert button does, and prints the activity log.\n"
-               "Several sources, or folders (with --recursive their subfolders too), are converted as a batch,\n"
-               "N at once (default: one per core), each beside its source or below --output-dir; one line is\n"
-               "printed per finished file, and the exit status is the number of files that did not convert.\n"
-               "Each format's own options (bitrate, rate, quality...) are those the window last kept in\n"
-               "the [Options] section of Tonmill.ini.\n"
-               "Exit status:\n"
-               "  0        converted\n"
-               "  1        failed; the cause is the last line on standard error\n"
-               "  2        bad arguments\n"
-               "  3        the output file exists and was kept (give --replace to overwrite it)\n"
-               "  128+N    ended by signal N (SIGINT, SIGTERM), the encoder aborted\n");
-}
-
-bool wantsHelp(const QStringList &arguments)
-{
-    return arguments.mid(1).contains(QStringLiteral("--help")) || arguments.mid(1).contains(QStringLiteral("-h"));
-}
-
-HeadlessParse parseHeadlessArguments(const QStringList &arguments)
-{
-    HeadlessParse parse;
-    HeadlessRequest &r = parse.request;
-    const auto failed = [&parse](const QString &error) {
-        parse.ok = false;
-        parse.error = error;
-        return parse;
-    };
-    bool sourceGiven = false;
-    bool truePeakGiven = false;
-    bool replayGainGiven = false;
-    bool replaceGiven = false;
-    bool keepGiven = false;
-    for (qsizetype i = 1; i < arguments.size(); ++i) {
-        QString option = arguments[i];
-        QString value;
-        bool inlineValue = false;
-        if (option.startsWith(QLatin1String("--")) && option.contains(QLatin1Char('='))) {
-            value = option.section(QLatin1Char('='), 1);
-            option = option.section(QLatin1Char('='), 0, 0);
-            inlineValue = true;
-        }
-        if (takesValue(option)) {
-            if (!inlineValue) {
-                if (i + 1 >= arguments.size())
-                    return failed(QStringLiteral("%1 needs a value").arg(option));
-                value = arguments[++i];
-            }
-        } else if (inlineValue) {
-            return failed(QStringLiteral("%1 takes no value").arg(option));
-        }
-
-        if (option == QLatin1String("--home")) {
-            continue; // the application folder is settled from the same arguments
-        } else if (option == QLatin1String("--convert")) {
-            if (sourceGiven)
-                return failed(QStringLiteral("--convert is given twice"));
-            if (value.isEmpty())
-                return failed(QStringLiteral("--convert needs a file"));
-            sourceGiven = true;
-            r.source = value;
-            r.sources << value;
-            // Further sources follow until the next option.
-            while (!inlineValue && i + 1 < arguments.size() && !arguments[i + 1].startsWith(QLatin1String("--")))
-                r.sources << arguments[++i];
-        } else if (option == QLatin1String("--recursive")) {
-            r.recursive = true;
-        } else if (option == QLatin1String("--output-dir")) {
-            if (value.isEmpty())
-                return failed(QStringLiteral("--output-dir needs a folder"));
-            r.outputDir = value;
-        } else if (option == QLatin1String("--jobs")) {
-            bool ok = false;
-            r.jobs = value.trimmed().toInt(&ok);
-            if (!ok || r.jobs < 1 || r.jobs > 64)
-                return failed(QStringLiteral("--jobs takes a whole number from 1 to 64, not \"%1\"").arg(value));
-        } else if (option == QLatin1String("--format")) {
-            r.format = formatName(value);
-            if (r.format.isEmpty())
-                return failed(QStringLiteral("unknown format \"%1\"").arg(value));
-        } else if (option == QLatin1String("--output")) {
-            if (value.isEmpty())
-                return failed(QStringLiteral("--output needs a file"));
-            r.output = value;
-        } else if (option == QLatin1String("--volume")) {
-            bool ok = false;
-            const int percent = value.trimmed().toInt(&ok);
-            if (!ok || percent < 0 || percent > 1000)
-                return failed(QStringLiteral("--volume takes a whole percentage from 0 to 1000, not \"%1\"").arg(value));
-            r.volume = percent;
-        } else if (option == QLatin1String("--normalize")) {
-            r.normalize = true;
-        } else if (option == QLatin1String("--upmix")) {
-            r.upmix = true;
-        } else if (option == QLatin1String("--loudness")) {
-            bool ok = false;
-            r.loudness.targetLufs = value.trimmed().toDouble(&ok);
-            if (!ok || r.loudness.targetLufs < kLowestTarget || r.loudness.targetLufs > kHighestTarget)
-                return failed(QStringLiteral("--loudness takes a target from %1 to %2 LUFS, not \"%3\"")
-                                  .arg(kLowestTarget).arg(kHighestTarget).arg(value));
-            r.loudness.mode = LoudnessChoice::Mode::Normalize;
-        } else if (option == QLatin1String("--true-peak")) {
-            bool ok = false;
-            r.loudness.truePeakDbtp = value.trimmed().toDouble(&ok);
-            if (!ok || r.loudness.truePeakDbtp < kLowestCeiling || r.loudness.truePeakDbtp > kHighestCeiling)
-                return failed(QStringLiteral("--true-peak takes a ceiling from %1 to %2 dBTP, not \"%3\"")
-                                  .arg(kLowestCeiling).arg(kHighestCeiling).arg(value));
-            truePeakGiven = true;
-        } else if (option == QLatin1String("--replaygain")) {
-            if (value != QLatin1String("track") && value != QLatin1String("album"))
-                return failed(QStringLiteral("--replaygain takes \"track\" or \"album\", not \"%1\"").arg(value));
-            r.loudness.album = value == QLatin1String("album");
-            replayGainGiven = true;
-        } else if (option == QLatin1String("--segment")) {
-            if (i + 2 >= arguments.size())
-                return failed(QStringLiteral("--segment needs a start and an end in seconds"));
-            r.segmentStart = arguments[++i];
-            r.segmentEnd = arguments[++i];
-            if (!isSeconds(r.segmentStart) || !isSeconds(r.segmentEnd))
-                return failed(QStringLiteral("--segment takes two times in seconds, not \"%1\" \"%2\"")
-                                  .arg(r.segmentStart, r.segmentEnd));
-            if (r.segmentEnd.toDouble() <= r.segmentStart.toDouble())
-                return failed(QStringLiteral("the segment's end must lie after its start"));
-            r.segment = true;
-        } else if (option == QLatin1String("--title")) {
-            r.title = value;
-        } else if (option == QLatin1String("--artist")) {
-            r.artist = value;
-        } else if (option == QLatin1String("--album")) {
-            r.album = value;
-        } else if (option == QLatin1String("--year")) {
-            r.year = value;
-        } else if (option == QLatin1String("--notes")) {
-            r.notes = value;
-        } else if (option == QLatin1String("--genre")) {
-            r.genre = value;
-        } else if (option == QLatin1String("--track")) {
-            r.track = value;
-        } else if (option == QLatin1String("--wma-profile")) {
-            r.wmaProfile = wmaProfileName(value);
-            if (r.wmaProfile.isEmpty())
-                return failed(QStringLiteral("unknown WMA profile \"%1\"").arg(value));
-        } else if (option == QLatin1String("--replace")) {
-            replaceGiven = true;
-        } else if (option == QLatin1String("--keep")) {
-            keepGiven = true;
-        } else {
-            return failed(QStringLiteral("unknown argument \"%1\"").arg(arguments[i]));
-        }
-    }
-    if (!sourceGiven)
-        return failed(QStringLiteral("--convert SOURCE is missing"));
-    if (replaceGiven && keepGiven)
-        return failed(QStringLiteral("--replace and --keep exclude each other"));
-    const bool loudnessGiven = r.loudness.mode == LoudnessChoice::Mode::Normalize;
-    if (replayGainGiven && (loudnessGiven || r.normalize))
-        return failed(QStringLiteral("--replaygain leaves the audio as it is: it excludes --loudness and --normalize"));
-    if (loudnessGiven && r.normalize)
-        return failed(QStringLiteral("--loudness and --normalize exclude each other"));
-    if (truePeakGiven && !loudnessGiven)
-        return failed(QStringLiteral("--true-peak is the ceiling of --loudness"));
-    if (replayGainGiven)
-        r.loudness.mode = LoudnessChoice::Mode::ReplayGain;
-    if (r.isBatch() && (!r.output.isEmpty() || r.segment))
-        return failed(QStringLiteral("--output and --segment are for one file; a batch takes --output-dir"));
-    r.replace = replaceGiven;
-    r.keep = keepGiven;
-    parse.ok = true;
-    return parse;
-}
-
 namespace {
 
 int runBatch(const HeadlessRequest &r, const AppFolder &folder, const OptionState &options, const MainFormState &form,
@@ -511,6 +266,7 @@ int runBatch(const HeadlessRequest &r, const AppFolder &folder, const OptionStat
 {
     BatchSettings settings = batchSettingsFor(folder, options, form.cmbFormat.text, r.volume.value_or(100),
                                               r.normalize, r.upmix);
+    settings.fade = r.fade;
     settings.loudness = r.loudness;
     settings.replace = r.replace;
     settings.jobs = r.jobs;
@@ -560,19 +316,12 @@ int runBatch(const HeadlessRequest &r, const AppFolder &folder, const OptionStat
 
 } // namespace
 
-int runHeadlessConvert(const QStringList &arguments)
+int runHeadlessConvert(const HeadlessRequest &r, const AppFolder &folder)
 {
-    const HeadlessParse parse = parseHeadlessArguments(arguments);
-    if (!parse.ok) {
-        printTo(stderr, headlessUsage());
-        return fail(BadArguments, parse.error);
-    }
-    const HeadlessRequest &r = parse.request;
     // A closed standard output ends the printing, not the program.
     std::signal(SIGPIPE, SIG_IGN);
     TerminationRequests termination;
 
-    const AppFolder folder = AppFolder::fromArguments(arguments, QCoreApplication::applicationDirPath());
     const QString settings = folder.file(QStringLiteral("\\Tonmill.ini"));
     if (ReadIniValue(QStringLiteral("General"), QStringLiteral("FFMPEG"), settings).isEmpty())
         return fail(Failed, QStringLiteral("no ffmpeg path is set: key FFMPEG of section [General] in ") + settings);
@@ -641,6 +390,7 @@ int runHeadlessConvert(const QStringList &arguments)
     if (r.volume)
         form.slVolume = *r.volume;
     form.chkNormalize = r.normalize;
+    form.chkFadeInOut = r.fade;
     form.loudness = r.loudness;
     form.chk51UpMix.checked = r.upmix;
     form.chkSegment = r.segment;

@@ -183,6 +183,7 @@ void MainForm::Form_Load()
 
     form.mnuLog = settings.logOnOff();
     form.mnuSaveLog = settings.saveLog();
+    form.mnuTagEditor = settings.tagEditor();
     if (const std::optional<bool> compact = settings.vista())
         m_view->setHeightTwips(mainWindowHeightTwips(*compact, form.mnuLog));
     if (!m_transport.state.unavailable.isEmpty())
@@ -279,6 +280,21 @@ void MainForm::openDropped(const QString &path)
     afterOpen();
 }
 
+void MainForm::openGiven(const QStringList &paths)
+{
+    if (paths.isEmpty() || m_quitRequested)
+        return;
+    QStringList absolute;
+    for (const QString &path : paths)
+        absolute << QFileInfo(path).absoluteFilePath();
+    if (absolute.size() == 1 && !QFileInfo(absolute.constFirst()).isDir()) {
+        openDropped(absolute.constFirst());
+        return;
+    }
+    setBatchMode(true);
+    addToBatch(absolute);
+}
+
 void MainForm::mnuSave_Click()
 {
     m_selection.ChooseOutputFile();
@@ -331,6 +347,12 @@ void MainForm::mnuLog_Click()
 void MainForm::mnuSaveLog_Click()
 {
     form.mnuSaveLog = !form.mnuSaveLog;
+    render();
+}
+
+void MainForm::mnuTagEditor_Click()
+{
+    form.mnuTagEditor = !form.mnuTagEditor;
     render();
 }
 
@@ -464,6 +486,7 @@ void MainForm::runBatch()
     }
     BatchSettings settings = batchSettingsFor(m_folder, options, form.cmbFormat.text, form.slVolume,
                                               form.peakNormalize(), form.chk51UpMix.checked);
+    settings.fade = form.chkFadeInOut;
     settings.loudness = form.loudness;
     settings.equalizer = form.equalizer;
 

@@ -109,6 +109,9 @@ public:
     void mnuAbrir_Click();
     // A file dropped on the window opens as the Open dialog's choice would.
     void openDropped(const QString &path);
+    // What the launcher hands over after start-up: one file opens as the
+    // Open dialog's choice would; several, or a folder, join Batch Mode's list.
+    void openGiven(const QStringList &paths);
     void mnuSave_Click();
     void mnuExit_Click();
     void btnExit_Click();
@@ -117,6 +120,8 @@ public:
     void mnuEqualizer_Click();
     void mnuLog_Click();
     void mnuSaveLog_Click();
+    // Shows or hides the tag editor; the window's height follows.
+    void mnuTagEditor_Click();
     void btnInfo_Click();
     void btnConvert_Click();
     void btnAbort_Click();

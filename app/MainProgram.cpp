@@ -14,10 +14,13 @@ MainProgram::MainProgram(const AppFolder &folder, Dialogs &dialogs)
     m_form.setView(&m_window);
 }
 
-void MainProgram::start()
+void MainProgram::start(const QStringList &files)
 {
     m_window.show();
-    QTimer::singleShot(0, &m_form, [this] { m_form.Form_Load(); });
+    QTimer::singleShot(0, &m_form, [this, files] {
+        m_form.Form_Load();
+        m_form.openGiven(files);
+    });
 }
 
 } // namespace tonmill

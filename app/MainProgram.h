@@ -20,8 +20,9 @@ public:
     ActivityLog &log() { return m_log; }
 
     // Shows the window, then runs the start-up sequence as soon as the
-    // event loop turns, so that the window paints while it runs.
-    void start();
+    // event loop turns, so that the window paints while it runs; then opens
+    // the files given.
+    void start(const QStringList &files = {});
 
 private:
     // The processes it starts are recorded in the application folder, so

@@ -1,27 +1,60 @@
 #include "app/HeadlessConvert.h"
 #include "app/MainProgram.h"
-#include "platform/AppFolder.h"
+#include "app/ProgramArguments.h"
+#include "options/FormatListing.h"
+#include "platform/AppFolderChoice.h"
 #include "platform/WidgetDialogs.h"
 
 #include <QApplication>
+#include <QIcon>
+#include <QStandardPaths>
 
 #include <cstdio>
+
+namespace {
+
+void print(FILE *stream, const QString &text)
+{
+    std::fputs(text.toLocal8Bit().constData(), stream);
+}
+
+tonmill::AppFolder appFolder(const QString &home)
+{
+    return tonmill::chooseAppFolder(home, QCoreApplication::applicationDirPath(),
+                                    {QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation),
+                                     QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation)});
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
     QStringList arguments;
     for (int i = 0; i < argc; ++i)
         arguments << QString::fromLocal8Bit(argv[i]);
-    // Help and a conversion from the command line need no window, so they
-    // need no display.
-    if (tonmill::wantsHelp(arguments)) {
-        std::fputs(tonmill::headlessHelp().toLocal8Bit().constData(), stdout);
+    // Everything but the window is answered before a display is needed.
+    using Action = tonmill::ProgramArguments::Action;
+    const tonmill::ProgramArguments parsed = tonmill::parseProgramArguments(arguments);
+    switch (parsed.action) {
+    case Action::Help:
+        print(stdout, tonmill::programHelp());
         return 0;
-    }
-    if (tonmill::wantsHeadlessConvert(arguments)) {
+    case Action::Version:
+        print(stdout, tonmill::programVersion() + QLatin1Char('\n'));
+        return 0;
+    case Action::ListFormats:
+        print(stdout, tonmill::formatListing());
+        return 0;
+    case Action::Invalid:
+        print(stderr, QStringLiteral("tonmill: %1; tonmill --help lists the options\n").arg(parsed.error));
+        return 2;
+    case Action::Convert: {
         QCoreApplication app(argc, argv);
         QCoreApplication::setApplicationName(QStringLiteral("Tonmill"));
-        return tonmill::runHeadlessConvert(QCoreApplication::arguments());
+        return tonmill::runHeadlessConvert(parsed.request, appFolder(parsed.home));
+    }
+    case Action::Window:
+        break;
     }
 
     // Qt Multimedia's GStreamer backend lacks the plug-ins on Debian; the
@@ -30,12 +63,13 @@ int main(int argc, char *argv[])
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Tonmill"));
     QApplication::setApplicationDisplayName(QStringLiteral("Tonmill"));
+    // The desktop finds the launcher, and with it the icon, by this name.
+    QGuiApplication::setDesktopFileName(QStringLiteral("org.example.tonmill"));
+    QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("tonmill")));
 
-    const tonmill::AppFolder folder =
-        tonmill::AppFolder::fromArguments(QApplication::arguments(), QApplication::applicationDirPath());
     tonmill::WidgetDialogs dialogs;
-    tonmill::MainProgram program(folder, dialogs);
+    tonmill::MainProgram program(appFolder(parsed.home), dialogs);
     dialogs.setParent(&program.window());
-    program.start();
+    program.start(parsed.files);
     return QApplication::exec();
 }

@@ -88,10 +88,10 @@ ItemEnd convertOne(const AppFolder &folder, const BatchSettings &s, const QStrin
     inputs.output = output;
     inputs.volumePercent = s.volumePercent;
     inputs.input = source;
-    // WMA reads the source itself unless it is normalised.
-    if (s.options.txtFormat != QLatin1String("7") || s.normalize) {
+    // WMA reads the source itself unless it is normalised or faded.
+    if (s.options.txtFormat != QLatin1String("7") || s.normalize || s.fade) {
         inputs.input = work.filePath(QStringLiteral("DirectQX.avs"));
-        const FullScriptInputs full{source, length.seconds, s.options.SamFreq, s.format, s.normalize, s.upmix};
+        const FullScriptInputs full{source, length.seconds, s.options.SamFreq, s.format, s.normalize, s.upmix, s.fade};
         if (!writeFullScript(inputs.input, full, folder))
             return {Status::Failed, QStringLiteral("the decoding script cannot be written")};
     }

@@ -39,6 +39,7 @@ struct BatchSettings {
     int volumePercent = 100;
     bool normalize = false;
     bool upmix = false;
+    bool fade = false;
     QString ffmpegPath;
     QString quencPath;
     bool replace = false;   // an existing output is replaced rather than kept

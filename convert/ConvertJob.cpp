@@ -38,8 +38,6 @@ constexpr int kTimer3IntervalMs = 15;
 // How much of what an encoder prints the job keeps, for its last lines.
 constexpr qsizetype kEncoderTailSize = 4096;
 constexpr int kFailureLines = 5;
-// One frame of the scripts, in seconds.
-constexpr double kFrameSeconds = 1.0 / 25.0;
 
 QString noSourceText()
 {
@@ -408,12 +406,8 @@ double ConvertJob::expectedSeconds() const
 {
     if (!m_form.chkSegment)
         return m_sourceSeconds;
-    // A segment holds its frames, the end one included, but never more than
-    // the source; an end of 0 runs to the source's end.
-    const double start = parseNumber(m_form.txtCutS).value_or(0);
-    const double end = parseNumber(m_form.txtCutE).value_or(0);
-    const double last = end > 0 ? end + kFrameSeconds : m_sourceSeconds;
-    return std::clamp(last - start, kFrameSeconds, std::max(m_sourceSeconds, kFrameSeconds));
+    return segmentSeconds(parseNumber(m_form.txtCutS).value_or(0), parseNumber(m_form.txtCutE).value_or(0),
+                          m_sourceSeconds);
 }
 
 void ConvertJob::onEncoderOutput(const QString &chunk)
@@ -439,14 +433,16 @@ bool ConvertJob::writeScripts(EncoderInputs &inputs)
 {
     const QString fullPath = m_folder.file(QStringLiteral("\\DirectQX.avs"));
     const QString segmentPath = m_folder.file(QStringLiteral("\\segment.avs"));
-    const FullScriptInputs full{m_form.txtPath,  m_sourceSeconds,       m_options.SamFreq,
-                                m_form.cmbFormat.text, m_form.peakNormalize(), m_form.chk51UpMix.checked};
-    const SegmentScriptInputs segment{m_form.txtPath, m_form.txtCutS, m_form.txtCutE, m_options.SamFreq};
+    const FullScriptInputs full{m_form.txtPath,         m_sourceSeconds,         m_options.SamFreq,
+                                m_form.cmbFormat.text, m_form.peakNormalize(), m_form.chk51UpMix.checked,
+                                m_form.chkFadeInOut};
+    const SegmentScriptInputs segment{m_form.txtPath,   m_form.txtCutS,      m_form.txtCutE,
+                                      m_options.SamFreq, m_form.chkFadeInOut, m_sourceSeconds};
 
-    // WMA reads the source itself unless it is normalised or cut.
+    // WMA reads the source itself unless it is normalised, faded or cut.
     const bool wma = isFormat(m_options.txtFormat, "7");
     inputs.input = m_form.txtPath;
-    if (!wma || m_form.peakNormalize()) {
+    if (!wma || m_form.peakNormalize() || m_form.chkFadeInOut) {
         if (!writeFullScript(fullPath, full, m_folder))
             return false;
         inputs.input = fullPath;

@@ -49,6 +49,8 @@ struct MainFormState {
     std::array<QString, 7> reportTags;
     bool mnuLog = false;
     bool mnuSaveLog = true;
+    // The tag editor frame is shown.
+    bool mnuTagEditor = true;
 
     // Conversion: the choices the job reads besides the option panel's.
     int slVolume = 100; // percent
@@ -59,6 +61,7 @@ struct MainFormState {
     bool chkNormalize = false;
     // The Equalizer window's bands and its switch that puts them in the output.
     EqualizerState equalizer;
+    bool chkFadeInOut = false;
     // What the encoder does about loudness; a loudness target stands in for
     // peak normalising.
     LoudnessChoice loudness;

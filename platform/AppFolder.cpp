@@ -14,6 +14,18 @@ constexpr std::array kKnownPaths = {
     "Tools", "Tools/WMCmd.vbs", "Tools/Plugins", "Tools/Plugins/NicAudio.dll", "Tools/Plugins/soxfilter.dll",
     "Tools/MediaInfo", "Tools/MediaInfo/mediainfo",
 };
+
+QString absoluteFolder(const QString &dir)
+{
+    return QDir::cleanPath(QDir(dir).absolutePath());
+}
+
+QString joined(const QString &folder, const QString &relative)
+{
+    if (relative.isEmpty())
+        return folder;
+    return folder.endsWith(QLatin1Char('/')) ? folder + relative : folder + QLatin1Char('/') + relative;
+}
 } // namespace
 
 QString canonicalRelativePath(const QString &relative)
@@ -32,27 +44,25 @@ QString canonicalRelativePath(const QString &relative)
 }
 
 AppFolder::AppFolder(const QString &dir)
-    : m_path(QDir::cleanPath(QDir(dir).absolutePath()))
+    : AppFolder(dir, dir, QDir(dir).filePath(QStringLiteral("Tools")))
+{
+}
+
+AppFolder::AppFolder(const QString &settingsDir, const QString &workDir, const QString &helperDir)
+    : m_settings(absoluteFolder(settingsDir))
+    , m_work(absoluteFolder(workDir))
+    , m_helpers(absoluteFolder(helperDir))
 {
 }
 
 QString AppFolder::file(const QString &relative) const
 {
     const QString folded = canonicalRelativePath(relative);
-    if (folded.isEmpty())
-        return m_path;
-    return m_path.endsWith(QLatin1Char('/')) ? m_path + folded : m_path + QLatin1Char('/') + folded;
-}
-
-AppFolder AppFolder::fromArguments(const QStringList &arguments, const QString &executableDir)
-{
-    for (qsizetype i = 1; i < arguments.size(); ++i) {
-        if (arguments[i] == QLatin1String("--home") && i + 1 < arguments.size())
-            return AppFolder(arguments[i + 1]);
-        if (arguments[i].startsWith(QLatin1String("--home=")))
-            return AppFolder(arguments[i].mid(7));
-    }
-    return AppFolder(executableDir);
+    if (folded == QLatin1String("Tools") || folded.startsWith(QLatin1String("Tools/")))
+        return joined(m_helpers, folded.mid(6));
+    if (folded == QLatin1String("Tonmill.ini") || folded == QLatin1String("Tonmill.LNG"))
+        return joined(m_settings, folded);
+    return joined(m_work, folded);
 }
 
 } // namespace tonmill

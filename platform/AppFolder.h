@@ -5,27 +5,32 @@
 
 namespace tonmill {
 
-// The folder that holds the settings, the language file, the media report,
-// the scripts and Tools/. The program names its files with the spellings of
-// its original platform ("\Tonmill.INI", "\tools\WMCmd.vbs"); this class folds
-// them to the one name that exists on disk.
+// Where the program keeps its files: the settings, the language file, the
+// media report, the scripts and Tools/. The program names its files with the
+// spellings of its original platform ("\Tonmill.INI", "\tools\WMCmd.vbs");
+// this class folds them to the one name that exists on disk, and sends each to
+// the folder that holds it.
 class AppFolder {
 public:
+    // A portable application folder: everything, Tools/ included, inside dir.
     explicit AppFolder(const QString &dir);
+    // The settings and the language file in settingsDir, the report, the
+    // scripts and the other files the program writes in workDir, and what
+    // Tools/ names in helperDir.
+    AppFolder(const QString &settingsDir, const QString &workDir, const QString &helperDir);
 
-    // The folder as given, absolute, without a trailing separator.
-    const QString &path() const { return m_path; }
+    // The folder of the report and the scripts, absolute, without a trailing
+    // separator.
+    const QString &path() const { return m_work; }
 
-    // The folder joined with a relative name written with "\" or "/",
-    // each known component folded to its one spelling on disk.
+    // The file that a relative name written with "\" or "/" names, each known
+    // component folded to its one spelling on disk.
     QString file(const QString &relative) const;
 
-    // "--home DIR" or "--home=DIR" when the arguments (the program's name
-    // first) hold it, otherwise the executable's folder.
-    static AppFolder fromArguments(const QStringList &arguments, const QString &executableDir);
-
 private:
-    QString m_path;
+    QString m_settings;
+    QString m_work;
+    QString m_helpers;
 };
 
 // A relative name written with "\\" or "/" in the spelling used on disk: each

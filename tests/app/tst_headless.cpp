@@ -1,4 +1,6 @@
-#include "app/HeadlessConvert.h"
+#include "app/ProgramArguments.h"
+#include "options/FormatOptions.h"
+#include "platform/AppVersion.h"
 #include "support/TestFiles.h"
 #include "support/TestPaths.h"
 #include "support/TestProcesses.h"
@@ -54,13 +56,48 @@ bool makeTone(const QString &path, double seconds)
                                        QStringLiteral("sine"), QStringLiteral("440")});
 }
 
+// The sound's level in dB every 10 ms, as ffmpeg's own meter finds it in a
+// mono mix at 48 kHz; -200 for silence.
+QList<double> levels(const QString &path)
+{
+    QProcess meter;
+    meter.start(QStringLiteral("ffmpeg"),
+                {QStringLiteral("-nostdin"), QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), path,
+                 QStringLiteral("-map"), QStringLiteral("0:a:0"), QStringLiteral("-af"),
+                 QStringLiteral("aresample=48000,aformat=channel_layouts=mono,asetnsamples=n=480:p=0,"
+                                "astats=metadata=1:reset=1:measure_perchannel=none:measure_overall=RMS_level,"
+                                "ametadata=mode=print:key=lavfi.astats.Overall.RMS_level:file=-"),
+                 QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-")});
+    meter.waitForFinished(120000);
+    QList<double> dB;
+    static const QRegularExpression level(QStringLiteral("RMS_level=(\\S+)"));
+    for (QRegularExpressionMatchIterator it = level.globalMatch(QString::fromUtf8(meter.readAllStandardOutput())); it.hasNext();) {
+        bool ok = false;
+        const double value = it.next().captured(1).toDouble(&ok);
+        dB << (ok && std::isfinite(value) ? value : -200.0);
+    }
+    return dB;
+}
+
+// The level of 250 ms made of 10 ms levels: the k-th quarter second from the
+// start, or with a negative k the -k-th from the end.
+double quarterSecond(const QList<double> &tenths, int k)
+{
+    const qsizetype first = k >= 0 ? 25 * k : tenths.size() + 25 * k;
+    double power = 0;
+    for (qsizetype i = first; i < first + 25; ++i)
+        power += std::pow(10.0, tenths.value(i, -200) / 10) / 25;
+    return 10 * std::log10(std::max(power, 1e-20));
+}
+
 struct Result {
     int status = -1;
     QString out;
     QString err;
 };
 
-// A temporary application folder with the build's tools, and a place for sources.
+// A temporary application folder given with --home (the helpers are the
+// program's own), and a place for sources.
 struct Home {
     QTemporaryDir dir;
     QString app;
@@ -69,7 +106,6 @@ struct Home {
     {
         app = dir.filePath(QStringLiteral("app"));
         QDir().mkpath(app);
-        QFile::link(test::builtAppDir() + QStringLiteral("/Tools"), app + QStringLiteral("/Tools"));
         writeFile(app + QStringLiteral("/Tonmill.ini"), settings);
     }
 
@@ -107,11 +143,14 @@ class TestHeadless : public QObject {
     Q_OBJECT
 private Q_SLOTS:
     void argumentsAreRead();
+    void commandLineWithoutDisplay();
+    void homeWithoutHelpers();
     void allFormatsFromThreeSources();
     void logTagsAndNaming();
     void reportTagsUnderGivenOnes();
     void replaceQuestionBothWays();
     void segmentNormalizeAndUpmix();
+    void fadeInAndOutOfEveryKind();
     void laterFormatsWithTheirOptionsAndTags();
     void sourceTagsReachLaterFormats();
     void badInputFailsCleanly();
@@ -119,18 +158,26 @@ private Q_SLOTS:
     void batchOfMixedSources();
 };
 
+ProgramArguments parse(const QStringList &arguments)
+{
+    return parseProgramArguments(QStringList{QStringLiteral("tonmill")} + arguments);
+}
+
 void TestHeadless::argumentsAreRead()
 {
-    const HeadlessParse p = parseHeadlessArguments(
-        {QStringLiteral("tonmill"), QStringLiteral("--home"), QStringLiteral("/h"), QStringLiteral("--convert"),
-         QStringLiteral("a.wav"), QStringLiteral("--format"), QStringLiteral("mp2/mpa"), QStringLiteral("--volume=75"),
-         QStringLiteral("--segment"), QStringLiteral("1.5"), QStringLiteral("3"), QStringLiteral("--title"),
-         QString(), QStringLiteral("--wma-profile"), QStringLiteral("a96"), QStringLiteral("--keep")});
-    QVERIFY2(p.ok, qPrintable(p.error));
-    QCOMPARE(p.request.source, QStringLiteral("a.wav"));
+    using Action = ProgramArguments::Action;
+    const ProgramArguments p = parse({QStringLiteral("--home"), QStringLiteral("/h"), QStringLiteral("--convert"),
+                                      QStringLiteral("a.wav"), QStringLiteral("--format"), QStringLiteral("mp2/mpa"),
+                                      QStringLiteral("--volume=75"), QStringLiteral("--segment"), QStringLiteral("1.5"),
+                                      QStringLiteral("3"), QStringLiteral("--title"), QString(),
+                                      QStringLiteral("--wma-profile"), QStringLiteral("a96"), QStringLiteral("--keep")});
+    QVERIFY2(p.action == Action::Convert, qPrintable(p.error));
+    QCOMPARE(p.home, QStringLiteral("/h"));
+    QCOMPARE(p.request.sources, QStringList{QStringLiteral("a.wav")});
     QCOMPARE(p.request.format, QStringLiteral("MP2/MPA"));
     QCOMPARE(p.request.volume, std::optional<int>(75));
     QVERIFY(p.request.segment);
+    QCOMPARE(p.request.segmentStart, QStringLiteral("1.5"));
     QCOMPARE(p.request.segmentEnd, QStringLiteral("3"));
     QCOMPARE(p.request.title, std::optional<QString>(QString()));
     QVERIFY(!p.request.artist.has_value());
@@ -138,58 +185,168 @@ void TestHeadless::argumentsAreRead()
     QVERIFY(p.request.keep && !p.request.replace);
     QVERIFY(!p.request.isBatch());
 
-    const HeadlessParse batch = parseHeadlessArguments(
-        {QStringLiteral("tonmill"), QStringLiteral("--convert"), QStringLiteral("a.wav"), QStringLiteral("b.flac"),
-         QStringLiteral("--jobs"), QStringLiteral("3"), QStringLiteral("--output-dir"), QStringLiteral("/o"),
-         QStringLiteral("--recursive")});
-    QVERIFY2(batch.ok, qPrintable(batch.error));
-    QCOMPARE(batch.request.sources, (QStringList{QStringLiteral("a.wav"), QStringLiteral("b.flac")}));
+    // Several sources after --convert, also in its joined form, and the
+    // options in any place.
+    const ProgramArguments batch = parse({QStringLiteral("--jobs"), QStringLiteral("3"), QStringLiteral("--convert=a.wav"),
+                                          QStringLiteral("b.flac"), QStringLiteral("--output-dir"), QStringLiteral("/o"),
+                                          QStringLiteral("--recursive"), QStringLiteral("c d.mp3")});
+    QVERIFY2(batch.action == Action::Convert, qPrintable(batch.error));
+    QCOMPARE(batch.request.sources,
+             (QStringList{QStringLiteral("a.wav"), QStringLiteral("b.flac"), QStringLiteral("c d.mp3")}));
     QVERIFY(batch.request.isBatch() && batch.request.recursive);
     QCOMPARE(batch.request.jobs, 3);
-    const HeadlessParse loud = parseHeadlessArguments({QStringLiteral("tonmill"), QStringLiteral("--convert"),
-                                                       QStringLiteral("a"), QStringLiteral("--loudness=-18.5"),
-                                                       QStringLiteral("--true-peak"), QStringLiteral("-2")});
-    QVERIFY2(loud.ok, qPrintable(loud.error));
+    QCOMPARE(batch.request.outputDir, QStringLiteral("/o"));
+    const ProgramArguments loud = parse({QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--loudness=-18.5"),
+                                         QStringLiteral("--true-peak"), QStringLiteral("-2")});
+    QVERIFY2(loud.action == Action::Convert, qPrintable(loud.error));
     QVERIFY(loud.request.loudness.mode == LoudnessChoice::Mode::Normalize);
     QCOMPARE(loud.request.loudness.targetLufs, -18.5);
     QCOMPARE(loud.request.loudness.truePeakDbtp, -2.0);
+    const ProgramArguments album = parse({QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("b"),
+                                          QStringLiteral("--replaygain=album"), QStringLiteral("--fade")});
+    QVERIFY2(album.action == Action::Convert, qPrintable(album.error));
+    QVERIFY(album.request.loudness.mode == LoudnessChoice::Mode::ReplayGain && album.request.loudness.album);
+    QVERIFY(album.request.fade);
 
-    const QList<QStringList> bad = {
-        {QStringLiteral("--format"), QStringLiteral("MP3")},
-        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--format"), QStringLiteral("APE")},
-        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--volume"), QStringLiteral("loud")},
-        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--segment"), QStringLiteral("3"),
-         QStringLiteral("1")},
-        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--replace"), QStringLiteral("--keep")},
-        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--bogus")},
-        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--title")},
-        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--jobs"), QStringLiteral("0")},
-        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("--output"),
-         QStringLiteral("c.mp3")},
-        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--loudness"), QStringLiteral("-3")},
-        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--loudness"), QStringLiteral("-16"),
-         QStringLiteral("--normalize")},
-        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--true-peak"), QStringLiteral("-1")},
-        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--loudness"), QStringLiteral("-16"),
-         QStringLiteral("--true-peak"), QStringLiteral("1")},
-        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--replaygain"), QStringLiteral("disc")},
-        {QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--replaygain"), QStringLiteral("track"),
-         QStringLiteral("--loudness"), QStringLiteral("-16")},
+    // Without --convert: the window, and what it opens.
+    const ProgramArguments window = parse({QStringLiteral("-home"), QStringLiteral("/h"), QStringLiteral("a.mp3"),
+                                           QStringLiteral("--"), QStringLiteral("--b.mp3")});
+    QVERIFY2(window.action == Action::Window, qPrintable(window.error));
+    QCOMPARE(window.home, QStringLiteral("/h"));
+    QCOMPARE(window.files, (QStringList{QStringLiteral("a.mp3"), QStringLiteral("--b.mp3")}));
+    QVERIFY(parse({QStringLiteral("-h")}).action == Action::Help);
+    QVERIFY(parse({QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--version")}).action == Action::Version);
+    QVERIFY(parse({QStringLiteral("--list-formats")}).action == Action::ListFormats);
+
+    // Each mistake is named.
+    const QList<std::pair<QStringList, QString>> bad = {
+        {{QStringLiteral("--format"), QStringLiteral("MP3")}, QStringLiteral("--convert SOURCE is missing")},
+        {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--format"), QStringLiteral("APE")},
+         QStringLiteral("unknown format \"APE\"")},
+        {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--volume"), QStringLiteral("loud")},
+         QStringLiteral("--volume takes a whole percentage")},
+        {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--segment"), QStringLiteral("3"),
+          QStringLiteral("1")},
+         QStringLiteral("the segment's end must lie after its start")},
+        {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--segment"), QStringLiteral("3")},
+         QStringLiteral("--segment needs a start and an end")},
+        {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--segment"), QStringLiteral("x"),
+          QStringLiteral("4")},
+         QStringLiteral("--segment takes two times in seconds, not \"x\" \"4\"")},
+        {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--replace"), QStringLiteral("--keep")},
+         QStringLiteral("--replace and --keep exclude each other")},
+        {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--bogus")}, QStringLiteral("'bogus'")},
+        {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--title")}, QStringLiteral("'--title'")},
+        {{QStringLiteral("--normalize=yes"), QStringLiteral("--convert"), QStringLiteral("a")},
+         QStringLiteral("'--normalize'")},
+        {{QStringLiteral("--convert"), QString()}, QStringLiteral("--convert needs a file")},
+        {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--convert"), QStringLiteral("b")},
+         QStringLiteral("--convert is given twice")},
+        {{QStringLiteral("--home="), QStringLiteral("a")}, QStringLiteral("--home needs a folder")},
+        {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--jobs"), QStringLiteral("0")},
+         QStringLiteral("--jobs takes a whole number from 1 to 64")},
+        {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("--output"),
+          QStringLiteral("c.mp3")},
+         QStringLiteral("a batch takes --output-dir")},
+        {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--loudness"), QStringLiteral("-3")},
+         QStringLiteral("--loudness takes a target from -70 to -5 LUFS")},
+        {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--loudness"), QStringLiteral("-16"),
+          QStringLiteral("--normalize")},
+         QStringLiteral("--loudness and --normalize exclude each other")},
+        {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--true-peak"), QStringLiteral("-1")},
+         QStringLiteral("--true-peak is the ceiling of --loudness")},
+        {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--loudness"), QStringLiteral("-16"),
+          QStringLiteral("--true-peak"), QStringLiteral("1")},
+         QStringLiteral("--true-peak takes a ceiling from -9 to 0 dBTP")},
+        {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--replaygain"), QStringLiteral("disc")},
+         QStringLiteral("--replaygain takes \"track\" or \"album\"")},
+        {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--replaygain"), QStringLiteral("track"),
+          QStringLiteral("--loudness"), QStringLiteral("-16")},
+         QStringLiteral("--replaygain leaves the audio as it is")},
+        {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--wma-profile"), QStringLiteral("a1")},
+         QStringLiteral("unknown WMA profile \"a1\"")},
     };
-    for (const QStringList &args : bad)
-        QVERIFY2(!parseHeadlessArguments(QStringList{QStringLiteral("tonmill")} + args).ok, qPrintable(args.join(' ')));
+    for (const auto &[arguments, error] : bad) {
+        const ProgramArguments r = parse(arguments);
+        QVERIFY2(r.action == Action::Invalid && r.error.contains(error) && !r.error.contains(QLatin1Char('\n')),
+                 qPrintable(arguments.join(QLatin1Char(' ')) + QStringLiteral(" -> ") + r.error));
+    }
+}
 
-    // Through the program: a usage error and the help with the exit
-    // statuses, and no window is needed for any of it.
-    Home home;
-    Result r = home.convert({QStringLiteral("--convert"), QStringLiteral("x"), QStringLiteral("--format"),
-                             QStringLiteral("APE")});
-    QCOMPARE(r.status, 2);
-    QVERIFY(r.err.contains(QStringLiteral("unknown format \"APE\"")));
-    r = home.convert({QStringLiteral("--help")});
-    QCOMPARE(r.status, 0);
-    for (const QString &status : {QStringLiteral("\n  0 "), QStringLiteral("\n  1 "), QStringLiteral("\n  2 "), QStringLiteral("\n  3 ")})
-        QVERIFY2(r.out.contains(status), qPrintable(r.out));
+// What needs no window needs no display either; mistakes end with one line
+// and status 2.
+void TestHeadless::commandLineWithoutDisplay()
+{
+    const QString program = test::builtAppDir() + QStringLiteral("/tonmill");
+    const QStringList noDisplay = {QStringLiteral("QT_QPA_PLATFORM="), QStringLiteral("DISPLAY="),
+                                   QStringLiteral("WAYLAND_DISPLAY=")};
+    QTemporaryDir home;
+    // The window itself cannot start there, so the rest is shown to need no display.
+    QVERIFY(test::runProgram(program, {QStringLiteral("--home"), home.path()}, noDisplay).exitCode != 0);
+
+    test::Ran r = test::runProgram(program, {QStringLiteral("--help")}, noDisplay);
+    QCOMPARE(r.exitCode, 0);
+    QVERIFY2(r.out.startsWith(QStringLiteral("Usage: tonmill ")), qPrintable(r.out));
+    for (const QString &text : {QStringLiteral("\n  0 "), QStringLiteral("\n  1 "), QStringLiteral("\n  2 "),
+                                QStringLiteral("\n  3 "), QStringLiteral("--convert <SOURCE>"),
+                                QStringLiteral("--segment <START END>"), QStringLiteral("--list-formats"),
+                                QStringLiteral("~/.config/Tonmill/")})
+        QVERIFY2(r.out.contains(text), qPrintable(text));
+
+    r = test::runProgram(program, {QStringLiteral("--version")}, noDisplay);
+    QCOMPARE(r.exitCode, 0);
+    QCOMPARE(r.out, QStringLiteral("Tonmill ") + versionText() + QLatin1Char('\n'));
+
+    r = test::runProgram(program, {QStringLiteral("--list-formats")}, noDisplay);
+    QCOMPARE(r.exitCode, 0);
+    for (const QString &format : kFormatList.split(QLatin1Char('|')))
+        QVERIFY2(r.out.contains(QLatin1Char('\n') + format + QStringLiteral("  .")), qPrintable(format));
+    for (const QString &text : {QStringLiteral("MP3BitRate       32 48 64 96 128 160 192 224 kbit/s"),
+                                QStringLiteral("AC3Channels      0 mono, 1 stereo, 2 5.1"),
+                                QStringLiteral("FLACSamFreq      0 the source's own, 1 44100"),
+                                QStringLiteral("a96 \"CD Audiophile Quality (96Kbps)\"")})
+        QVERIFY2(r.out.contains(text), qPrintable(text + QStringLiteral(" in\n") + r.out));
+
+    for (const auto &[arguments, named] : QList<std::pair<QStringList, QString>>{
+             {{QStringLiteral("--convert"), QStringLiteral("x"), QStringLiteral("--bogus")}, QStringLiteral("'bogus'")},
+             {{QStringLiteral("--convert"), QStringLiteral("x"), QStringLiteral("--format")}, QStringLiteral("'--format'")},
+             {{QStringLiteral("--convert"), QStringLiteral("x"), QStringLiteral("--format"), QStringLiteral("APE")},
+              QStringLiteral("unknown format \"APE\"")},
+             {{QStringLiteral("--upmix")}, QStringLiteral("--convert SOURCE is missing")}}) {
+        r = test::runProgram(program, arguments, noDisplay);
+        QCOMPARE(r.exitCode, 2);
+        QVERIFY(r.out.isEmpty());
+        QVERIFY2(r.err.startsWith(QStringLiteral("tonmill: ")) && r.err.contains(named)
+                     && r.err.count(QLatin1Char('\n')) == 1 && r.err.endsWith(QLatin1Char('\n')),
+                 qPrintable(r.err));
+    }
+}
+
+// --home on a new folder keeps the program's files there and still finds the
+// helpers beside the program.
+void TestHeadless::homeWithoutHelpers()
+{
+    QTemporaryDir dir;
+    const QString home = dir.filePath(QStringLiteral("new home"));
+    QVERIFY(QDir().mkpath(home));
+    QVERIFY(writeFile(home + QStringLiteral("/Tonmill.ini"), "[General]\r\nFFMPEG=/usr/bin/ffmpeg\r\n"));
+    const QString source = dir.filePath(QStringLiteral("tagged.mp3"));
+    QVERIFY(run(QStringLiteral("ffmpeg"), {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-f"),
+                                           QStringLiteral("lavfi"), QStringLiteral("-i"), QStringLiteral("sine=d=2"),
+                                           QStringLiteral("-metadata"), QStringLiteral("title=From the report"), source}));
+    const QString output = dir.filePath(QStringLiteral("out.ogg"));
+    const test::Ran r = test::runProgram(test::builtAppDir() + QStringLiteral("/tonmill"),
+                                         {QStringLiteral("--home"), home, QStringLiteral("--convert"), source,
+                                          QStringLiteral("--format"), QStringLiteral("OGG"), QStringLiteral("--output"),
+                                          output},
+                                         {QStringLiteral("TMPDIR=") + dir.path()});
+    QVERIFY2(r.exitCode == 0 && r.err.isEmpty(), qPrintable(r.err));
+    QCOMPARE(probeEntries(output, QStringLiteral("stream=codec_name")), QStringLiteral("vorbis"));
+    // The title came through the media tool's report.
+    QCOMPARE(probeEntries(output, QStringLiteral("stream_tags=title")), QStringLiteral("From the report"));
+    QStringList written = QDir(home).entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
+    written.sort();
+    QCOMPARE(written, (QStringList{QStringLiteral("DirectQX.avs"), QStringLiteral("Tonmill.ini"), QStringLiteral("fileData.ini")}));
 }
 
 void TestHeadless::allFormatsFromThreeSources()
@@ -403,6 +560,55 @@ void TestHeadless::segmentNormalizeAndUpmix()
     QCOMPARE(read.value(0), QStringLiteral("Tagged"));
     const double gain = read.value(1).toDouble();
     QVERIFY2(std::abs(gain - (-18 - integrated(source))) <= 0.5, qPrintable(read.join(QLatin1Char(' '))));
+}
+
+void TestHeadless::fadeInAndOutOfEveryKind()
+{
+    Home home;
+    const QString source = home.path(QStringLiteral("steady.wav"));
+    QVERIFY(makeTone(source, 10));
+    const QString fade = QStringLiteral("--fade");
+    struct Case {
+        const char *name;
+        QStringList arguments;
+        QString output;
+    };
+    const QList<Case> cases = {
+        {"WAV", {QStringLiteral("--format"), QStringLiteral("WAV"), fade}, home.path(QStringLiteral("steady_Konverted.wav"))},
+        {"MP3", {QStringLiteral("--format"), QStringLiteral("MP3"), fade}, home.path(QStringLiteral("steady_Konverted.mp3"))},
+        // WMA reads its source through the script only because of the fade.
+        {"WMA", {QStringLiteral("--format"), QStringLiteral("WMA"), fade}, home.path(QStringLiteral("steady_Konverted.wma"))},
+        {"AC3", {QStringLiteral("--format"), QStringLiteral("AC3"), fade}, home.path(QStringLiteral("steady_Konverted.ac3"))},
+        {"OPUS", {QStringLiteral("--format"), QStringLiteral("OPUS"), fade}, home.path(QStringLiteral("steady_Konverted.opus"))},
+        {"FLAC batch", {QStringLiteral("--format"), QStringLiteral("FLAC"), fade, QStringLiteral("--output-dir"), home.path(QStringLiteral("batch"))},
+         home.path(QStringLiteral("batch/steady_Konverted.flac"))},
+        // The cut's own ends fade, 8 s of the 10.
+        {"cut", {QStringLiteral("--format"), QStringLiteral("WAV"), fade, QStringLiteral("--segment"), QStringLiteral("1"),
+                 QStringLiteral("9"), QStringLiteral("--output"), home.path(QStringLiteral("cut.wav"))},
+         home.path(QStringLiteral("cut.wav"))},
+    };
+    for (const Case &c : cases) {
+        const Result r = home.convert(QStringList{QStringLiteral("--convert"), source} + c.arguments);
+        QVERIFY2(r.status == 0, qPrintable(QLatin1String(c.name) + QLatin1Char(' ') + r.err));
+        const QList<double> tenths = levels(c.output);
+        const int quarters = static_cast<int>(tenths.size() / 25);
+        QVERIFY2(quarters >= 31, c.name);
+        // Full level between the fades: the middle's own level, steady.
+        const double full = quarterSecond(tenths, quarters / 2);
+        for (int k = 8; k < quarters - 8; ++k)
+            QVERIFY2(std::abs(quarterSecond(tenths, k) - full) < 1, qPrintable(QStringLiteral("%1 at %2 s").arg(c.name).arg(k / 4.0)));
+        // Silent at the very start and end, rising over the first 2 seconds
+        // and falling over the last 2.
+        QVERIFY2(tenths.constFirst() < full - 30 && tenths.constLast() < full - 30, c.name);
+        for (const int sign : {1, -1}) {
+            const auto edge = [&](int k) { return quarterSecond(tenths, sign > 0 ? k : -1 - k); };
+            QVERIFY2(edge(0) < full - 12, c.name);
+            for (int k = 1; k < 8; ++k)
+                QVERIFY2(edge(k) > edge(k - 1) + 0.5, qPrintable(QStringLiteral("%1 %2 %3").arg(c.name).arg(sign).arg(k)));
+            QVERIFY2(edge(7) > full - 2, c.name);
+        }
+    }
+    QVERIFY(readAll(home.app + QStringLiteral("/segment.avs")).contains("Trim(Clip3,25,225)\r\nFadeIO0(50)\r\n"));
 }
 
 void TestHeadless::badInputFailsCleanly()

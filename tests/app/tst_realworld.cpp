@@ -66,9 +66,10 @@ QStringList entries(const QString &folder)
     return QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden);
 }
 
-// An application folder whose helpers are the build's, each linked on its
-// own so that a test can take one away; sources and outputs in folders of
-// their own, so that anything left behind shows.
+// A portable application folder: a copy of the program, whose helpers are
+// the build's, each linked on its own so that a test can take one away;
+// sources and outputs in folders of their own, so that anything left behind
+// shows.
 struct Home {
     QTemporaryDir dir;
     QString app = dir.filePath(QStringLiteral("app"));
@@ -82,6 +83,9 @@ struct Home {
         const QString built = test::builtAppDir() + QStringLiteral("/Tools/");
         for (const QString &tool : {QStringLiteral("tonmill-run"), QStringLiteral("tonmill-avs"), QStringLiteral("MediaInfo/mediainfo")})
             QFile::link(built + tool, app + QStringLiteral("/Tools/") + tool);
+        // A link would not do: the program finds its helpers from where it
+        // really lies.
+        QFile::copy(test::builtAppDir() + QStringLiteral("/tonmill"), program());
         setFfmpeg(kFfmpeg);
     }
 
@@ -89,6 +93,7 @@ struct Home {
     {
         test::writeBytes(app + QStringLiteral("/Tonmill.ini"), "[General]\r\nFFMPEG=" + path.toUtf8() + "\r\n");
     }
+    QString program() const { return app + QStringLiteral("/tonmill"); }
     QString mediaTool() const { return app + QStringLiteral("/Tools/MediaInfo/mediainfo"); }
     void replaceMediaTool(const QByteArray &script) const
     {
@@ -153,9 +158,7 @@ CommandLineRun convertByCommandLine(const Home &home, const QStringList &argumen
                                     const std::function<void(QProcess &)> &meanwhile = {})
 {
     QProcess p;
-    const QStringList command = wrapper + QStringList{test::builtAppDir() + QStringLiteral("/tonmill"),
-                                                      QStringLiteral("--home=") + home.app}
-                                + arguments;
+    const QStringList command = wrapper + QStringList{home.program()} + arguments;
     p.start(command.first(), command.mid(1));
     p.waitForStarted();
     if (meanwhile)

@@ -115,6 +115,7 @@ void TestConfiguration::saveThenLoadRestoresEveryChoice()
     saved.form.mnuSaveLog = false;
     saved.form.equalizer.chkApply = true;
     saved.form.equalizer.setGainsDb({0, 0, -7, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 12});
+    saved.form.mnuTagEditor = false;
 
     SaveSettings(o, saved.form, saved.folder);
 
@@ -133,7 +134,7 @@ void TestConfiguration::saveThenLoadRestoresEveryChoice()
     };
     QCOMPARE(sectionLines(file, QStringLiteral("Options")), expected);
     QCOMPARE(sectionLines(file, QStringLiteral("General")),
-             (QList<QPair<QString, QString>>{{"LogOnOff", "True"}, {"SaveLog", "False"}}));
+             (QList<QPair<QString, QString>>{{"LogOnOff", "True"}, {"SaveLog", "False"}, {"TagEditor", "False"}}));
 
     Form loaded(dir.path());
     QVERIFY(choices(loaded) != choices(saved));
@@ -145,10 +146,11 @@ void TestConfiguration::saveThenLoadRestoresEveryChoice()
     QCOMPARE(loaded.options.SamFreq, QStringLiteral("22050"));
     QVERIFY(loaded.dialogs.messages().isEmpty());
 
-    // Saving what was loaded writes the same file again (the log switches
+    // Saving what was loaded writes the same file again (the menu switches
     // are start-up's to restore, not LoadSettings').
     loaded.form.mnuLog = true;
     loaded.form.mnuSaveLog = false;
+    loaded.form.mnuTagEditor = false;
     const QByteArray first = [&] { QFile f(file); return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray(); }();
     SaveSettings(loaded.options, loaded.form, loaded.folder);
     QFile again(file);

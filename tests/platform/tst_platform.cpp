@@ -1,10 +1,19 @@
 #include "platform/AppFolder.h"
+#include "platform/AppFolderChoice.h"
 #include "platform/AppVersion.h"
 #include "platform/ScriptedDialogs.h"
 #include "process/CommandLine.h"
 
+#include "installdirs.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
+#include <QTemporaryDir>
 #include <QTest>
+
+#include <unistd.h>
 
 using namespace tonmill;
 
@@ -12,7 +21,7 @@ class TestPlatform : public QObject {
     Q_OBJECT
 private Q_SLOTS:
     void appFolderFoldsSpellings();
-    void homeArgumentChoosesFolder();
+    void appFolderChoice();
     void scriptedDialogsAnswerInOrderAndFlagSurprises();
     void versionForms();
     void commandLineWords();
@@ -38,22 +47,49 @@ void TestPlatform::appFolderFoldsSpellings()
     QCOMPARE(AppFolder(QStringLiteral("/")).file(QStringLiteral("\\Tonmill.INI")), QStringLiteral("/Tonmill.ini"));
 }
 
-void TestPlatform::homeArgumentChoosesFolder()
+// Where each kind of start keeps its files, and where it finds its helpers.
+void TestPlatform::appFolderChoice()
 {
-    QCOMPARE(AppFolder::fromArguments({QStringLiteral("tonmill")}, QStringLiteral("/usr/lib/tonmill")).path(),
-             QStringLiteral("/usr/lib/tonmill"));
-    QCOMPARE(AppFolder::fromArguments({QStringLiteral("tonmill"), QStringLiteral("--home"), QStringLiteral("/tmp/h")},
-                                      QStringLiteral("/usr/lib/tonmill"))
-                 .path(),
-             QStringLiteral("/tmp/h"));
-    // A trailing --home without a folder is ignored rather than guessed.
-    QCOMPARE(AppFolder::fromArguments({QStringLiteral("tonmill"), QStringLiteral("--home")}, QStringLiteral("/x")).path(),
-             QStringLiteral("/x"));
-    QCOMPARE(AppFolder::fromArguments({QStringLiteral("tonmill"), QStringLiteral("--convert"), QStringLiteral("a"),
-                                       QStringLiteral("--home=/tmp/h")},
-                                      QStringLiteral("/x"))
-                 .path(),
-             QStringLiteral("/tmp/h"));
+    QTemporaryDir dir;
+    const auto at = [&dir](const char *name) { return dir.filePath(QLatin1String(name)); };
+    const QString build = at("build");
+    const QString bin = at("prefix/bin");
+    const QString installedHelpers = QDir::cleanPath(bin + QLatin1Char('/') + QLatin1String(installdirs::helpersFromExecutable));
+    const QString readOnly = at("readonly");
+    for (const QString &folder : {build + QStringLiteral("/Tools"), bin, installedHelpers, at("bare"),
+                                  readOnly + QStringLiteral("/Tools")})
+        QVERIFY(QDir().mkpath(folder));
+    QVERIFY(QFile::setPermissions(readOnly, QFile::ReadOwner | QFile::ExeOwner));
+    const UserFolders user{at("config"), at("cache")};
+    const QString settings = at("config/Tonmill");
+    const QString work = at("cache/Tonmill");
+
+    struct Case {
+        QString home, executableDir, settingsDir, workDir, helpers;
+    };
+    QList<Case> cases = {
+        {{}, build, build, build, build + QStringLiteral("/Tools")},
+        {{}, bin, settings, work, installedHelpers},
+        {at("new/home"), bin, at("new/home"), at("new/home"), installedHelpers},
+        {at("other"), build, at("other"), at("other"), build + QStringLiteral("/Tools")},
+        // Neither helper folder: the one beside the program is named.
+        {{}, at("bare"), settings, work, at("bare/Tools")},
+    };
+    // Only a user other than root is kept out of a folder by its permissions.
+    if (::geteuid() != 0)
+        cases.append({{}, readOnly, settings, work, readOnly + QStringLiteral("/Tools")});
+    for (const Case &c : cases) {
+        const AppFolder folder = chooseAppFolder(c.home, c.executableDir, user);
+        const QString which = c.home + QLatin1Char(' ') + c.executableDir;
+        QVERIFY2(folder.file(QStringLiteral("\\Tonmill.INI")) == c.settingsDir + QStringLiteral("/Tonmill.ini"), qPrintable(which));
+        QVERIFY2(folder.file(QStringLiteral("\\Tonmill.LNG")) == c.settingsDir + QStringLiteral("/Tonmill.LNG"), qPrintable(which));
+        QVERIFY2(folder.file(QStringLiteral("\\fileData.ini")) == c.workDir + QStringLiteral("/fileData.ini"), qPrintable(which));
+        QVERIFY2(folder.path() == c.workDir, qPrintable(which));
+        QVERIFY2(folder.file(QStringLiteral("\\tools\\MediaInfo\\mediainfo")) == c.helpers + QStringLiteral("/MediaInfo/mediainfo"),
+                 qPrintable(which));
+        QVERIFY2(QFileInfo(c.settingsDir).isDir() && QFileInfo(c.workDir).isDir(), qPrintable(which));
+    }
+    QFile::setPermissions(readOnly, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 }
 
 void TestPlatform::scriptedDialogsAnswerInOrderAndFlagSurprises()

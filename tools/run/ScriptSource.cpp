@@ -21,7 +21,6 @@ bool reordersForAc3(const QString &scriptPath)
     return script.open(QIODevice::ReadOnly) && reorder.match(QString::fromUtf8(script.readAll())).hasMatch();
 }
 
-
 // The cover that the program found when it measured the first input.
 int knownCoverStream(const AudioSource &source)
 {

@@ -18,7 +18,8 @@
 //
 // TONMILL_LOUDNESS in the environment (see convert/LoudnessChoice.h) asks for
 // loudness normalising or ReplayGain tags; the audio is measured before it is
-// encoded. Asked only to measure, it prints the reading and writes nothing. What cannot be done as asked is said in a "note:" line on stderr.
+// encoded. Asked only to measure, it prints the reading and writes nothing.
+// What cannot be done as asked is said in a "note:" line on stderr.
 // TONMILL_EQUALIZER (see convert/EqualizerChoice.h) gives the equalizer's 18
 // band gains, which shape the sound before anything else is done to it.
 #include "convert/EqualizerChoice.h"

@@ -1,0 +1,32 @@
+# Run at install time, before anything is copied. Of each folder that the
+# install puts files into (TONMILL_INSTALL_FOLDERS, relative to the prefix), the
+# outermost part that does not exist yet is one that this install makes; those
+# are added to TONMILL_FOLDER_RECORD beside the build's install_manifest.txt.
+# A folder recorded by an earlier install stays recorded while it exists.
+set(root "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}")
+set(made "")
+if(EXISTS "${TONMILL_FOLDER_RECORD}")
+  file(STRINGS "${TONMILL_FOLDER_RECORD}" earlier)
+  foreach(folder IN LISTS earlier)
+    if(IS_DIRECTORY "${folder}")
+      list(APPEND made "${folder}")
+    endif()
+  endforeach()
+endif()
+if(NOT EXISTS "${root}")
+  list(APPEND made "${root}")
+endif()
+foreach(relative IN LISTS TONMILL_INSTALL_FOLDERS)
+  set(path "${root}")
+  string(REPLACE "/" ";" parts "${relative}")
+  foreach(part IN LISTS parts)
+    set(path "${path}/${part}")
+    if(NOT EXISTS "${path}")
+      list(APPEND made "${path}")
+      break()
+    endif()
+  endforeach()
+endforeach()
+list(REMOVE_DUPLICATES made)
+list(JOIN made "\n" text)
+file(WRITE "${TONMILL_FOLDER_RECORD}" "${text}\n")
