@@ -128,7 +128,7 @@ MainWindow::MainWindow(MainForm &form, ActivityLog &log, QWidget *parent)
 
     showLog(log.text(), log.text().size());
     connect(&log, &ActivityLog::changed, this, &MainWindow::showLog);
-    resize(twipsToPixels(kFormWidthTwips, dpi()), twipsToPixels(mainWindowHeightTwips(false, false), dpi()));
+    resize(twipsToPixels(kFormWidthTwips, dpi()), pixelHeight(mainWindowHeightTwips(false, false)));
     render();
 }
 
@@ -584,12 +584,22 @@ void MainWindow::setWidthTwips(int twips)
 
 int MainWindow::heightTwips() const
 {
-    return pixelsToTwips(height() + m_tagEditorRoom, logicalDpiY());
+    return pixelsToTwips(height() + m_tagEditorRoom - addedRowsHeight(), dpi());
 }
 
 void MainWindow::setHeightTwips(int twips)
 {
-    resize(width(), twipsToPixels(twips, dpi()) - m_tagEditorRoom);
+    resize(width(), pixelHeight(twips));
+}
+
+int MainWindow::addedRowsHeight() const
+{
+    return m_ui->picWaveform->sizeHint().height() + m_ui->layoutPlayer->spacing();
+}
+
+int MainWindow::pixelHeight(int twips) const
+{
+    return twipsToPixels(twips, dpi()) + addedRowsHeight() - m_tagEditorRoom;
 }
 
 void MainWindow::relabel()
@@ -673,7 +683,7 @@ void MainWindow::layOutContent()
     // window shows its top part, the log lying below the bottom edge. A
     // hidden tag editor takes its room out of both.
     QWidget *central = centralWidget();
-    const int full = twipsToPixels(mainWindowHeightTwips(false, true), dpi()) - menuBar()->height() - m_tagEditorRoom;
+    const int full = pixelHeight(mainWindowHeightTwips(false, true)) - menuBar()->height();
     m_ui->frmMain->setGeometry(0, 0, central->width(), std::max(central->height(), full));
 }
 
