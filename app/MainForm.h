@@ -2,6 +2,7 @@
 
 #include "convert/BatchJob.h"
 #include "convert/ConvertJob.h"
+#include "convert/ResultPreview.h"
 #include "media/FileSelection.h"
 #include "media/MediaReport.h"
 #include "options/MainFormState.h"
@@ -91,6 +92,7 @@ public:
     SegmentMarks &segment() { return m_segment; }
     // The loaded source's waveform, computed while the window goes on.
     const WaveformLoader &waveform() const { return m_waveform; }
+    const ResultPreview &preview() const { return m_preview; }
     const ConsolePane &console() const { return m_console; }
     const AppFolder &folder() const { return m_folder; }
     Dialogs &dialogs() { return m_dialogs; }
@@ -125,6 +127,13 @@ public:
     void btnInfo_Click();
     void btnConvert_Click();
     void btnAbort_Click();
+    // Encodes ten seconds of the output from the player's place in the
+    // source, plays them and estimates the whole output's size, while the
+    // window goes on.
+    void cmdPreviewResult_Click();
+    // Where the player is in the source, also while it plays a preview of
+    // the result.
+    double sourcePosition() const;
     // Sends the typed line to the encoder that runs.
     void btnSend_Click(const QString &text);
 
@@ -168,6 +177,9 @@ private:
     void probe(const CommandLine &line, const QString &imageName);
     void runBatch();
     void showBatchProgress();
+    // The choices whole files are converted with, as the window holds them.
+    BatchSettings conversionSettings() const;
+    void previewEnded();
     void render();
 
     AppFolder m_folder;
@@ -186,6 +198,7 @@ private:
     PlayerTransport m_transport;
     SegmentMarks m_segment;
     WaveformLoader m_waveform;
+    ResultPreview m_preview;
     QTimer m_timer1;
     QTimer m_timer2;
     std::unique_ptr<BatchJob> m_batch;

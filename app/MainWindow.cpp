@@ -357,6 +357,7 @@ void MainWindow::bindPlayer()
         });
     }
     connect(m_ui->mnuEqualizer, &QAction::triggered, this, [this] { m_main.mnuEqualizer_Click(); });
+    connect(m_ui->cmdPreviewResult, &QPushButton::clicked, this, [this] { m_main.cmdPreviewResult_Click(); });
 }
 
 void MainWindow::bindBatch()
@@ -441,6 +442,9 @@ void MainWindow::renderPlayer()
     m_ui->btnSetS->setEnabled(playable && m_main.form.sourceControlsEnabled);
     m_ui->btnSetE->setEnabled(playable && m_main.form.sourceControlsEnabled);
     m_ui->btnSegPreview->setEnabled(playable && m_main.form.btnSegPreviewEnabled);
+    // A preview of the result is a single file's, made while no job runs.
+    m_ui->cmdPreviewResult->setEnabled(playable && m_main.form.sourceControlsEnabled && m_main.form.btnConvertEnabled
+                                       && !m_main.form.previewing && !m_main.batch.batchMode);
     m_ui->chkSegment->setEnabled(m_main.form.chkSegmentEnabled);
     if (m_ui->Slider1->slider()->maximum() != player.Slider1Max)
         m_ui->Slider1->setRange(0, player.Slider1Max);
@@ -450,7 +454,7 @@ void MainWindow::renderPlayer()
     m_ui->Slider1->setToolTip(player.Slider1Text);
     const Waveform &waveform = m_main.waveform().waveform();
     m_ui->picWaveform->setPeaks(waveform.peaks, waveform.binsPerSecond);
-    m_ui->picWaveform->setPosition(m_main.transport().position());
+    m_ui->picWaveform->setPosition(m_main.sourcePosition());
     // A typed time that is no number leaves its mark off.
     const auto mark = [](const QString &text) -> std::optional<double> {
         bool ok = false;
@@ -537,6 +541,9 @@ void MainWindow::render()
     showText(m_ui->Encoding, form.progress.Encoding);
     m_ui->lblWMAprogress->setVisible(form.lblWMAprogressVisible);
     showText(m_ui->lblWMAprogress, form.progress.lblWMAprogress);
+    // While a job runs its progress takes the estimate's room.
+    m_ui->lblEstimate->setVisible(form.btnConvertEnabled && !m_main.batch.batchMode);
+    showText(m_ui->lblEstimate, form.lblEstimate);
     showPane(m_ui->rtbOutput, form.rtbOutput);
     showPane(m_ui->rtfOutput, m_main.console().text());
 
@@ -617,6 +624,8 @@ void MainWindow::relabel()
     m_ui->spnTruePeak->setToolTip(ownText("Main", "spnTruePeak.Tip", m_language));
     m_ui->picWaveform->setToolTip(ownText("Main", "picWaveform.Tip", m_language));
     m_ui->picWaveform->setAccessibleName(ownText("Main", "picWaveform.Tip", m_language));
+    m_ui->cmdPreviewResult->setToolTip(ownText("Main", "cmdPreviewResult.Tip", m_language));
+    m_ui->lblEstimate->setToolTip(ownText("Main", "lblEstimate.Tip", m_language));
     renderBatch();
     render();
 }

@@ -30,18 +30,6 @@ constexpr int kPollMs = 50;
 constexpr int kTermGraceMs = 500;
 constexpr qsizetype kTailSize = 4096;
 
-struct ItemEnd {
-    ItemEnd(BatchItem::Status status, QString reason, std::optional<TrackLoudness> loudness = std::nullopt)
-        : status(status)
-        , reason(std::move(reason))
-        , loudness(loudness)
-    {
-    }
-    BatchItem::Status status;
-    QString reason;
-    std::optional<TrackLoudness> loudness; // what a file asked only to be measured measures
-};
-
 QString oneLine(QString text)
 {
     return text.replace(QLatin1Char('\r'), QLatin1Char(' ')).replace(QLatin1Char('\n'), QLatin1Char(' ')).simplified();
@@ -57,9 +45,11 @@ void endProcess(QProcess &process)
     }
 }
 
-// One file, from its length to its finished output, on a worker thread.
-ItemEnd convertOne(const AppFolder &folder, const BatchSettings &s, const QString &source, const QString &output,
-                   const std::atomic_bool &abort, const std::function<void(double, double)> &progress)
+} // namespace
+
+FileConversionEnd convertFile(const AppFolder &folder, const BatchSettings &s, const QString &source,
+                              const QString &output, const std::atomic_bool &abort,
+                              const std::function<void(double, double)> &progress)
 {
     using Status = BatchItem::Status;
     if (abort)
@@ -98,7 +88,9 @@ ItemEnd convertOne(const AppFolder &folder, const BatchSettings &s, const QStrin
     const CommandLine line = encoderCommandLine(inputs, s.options, folder);
     if (line.isEmpty())
         return {Status::Failed, QStringLiteral("no encoder line can be made of these options")};
-    const CommandLine routed = runningLine(line, folder, sourceFactsEntry(source, length.stream), s.loudness, s.equalizer);
+    CommandLine routed = runningLine(line, folder, sourceFactsEntry(source, length.stream), s.loudness, s.equalizer);
+    if (s.window)
+        routed.environment << windowEntry(windowWithin(s.window->start, s.window->seconds, length.seconds));
 
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
@@ -150,10 +142,8 @@ ItemEnd convertOne(const AppFolder &folder, const BatchSettings &s, const QStrin
         return {Status::Failed, cause};
     }
     progress(length.seconds, length.seconds);
-    return {Status::Done, {}};
+    return {Status::Done, {}, std::nullopt, length.seconds};
 }
-
-} // namespace
 
 QStringList batchSources(const QStringList &paths, bool recursive, QStringList *baseDirs)
 {
@@ -313,7 +303,7 @@ void BatchJob::launchNext()
         const std::shared_ptr<Shared> shared = m_shared;
         m_shared->pool.start([this, shared, index, source = item.source, output = item.output,
                               folder = m_folder, settings] {
-            const ItemEnd end = convertOne(folder, settings, source, output, shared->abort,
+            const FileConversionEnd end = convertFile(folder, settings, source, output, shared->abort,
                                            [this, index](double seconds, double encoded) {
                                                QMetaObject::invokeMethod(this, [this, index, seconds, encoded] {
                                                    itemProgress(index, seconds, encoded);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "convert/LoudnessChoice.h"
+#include "convert/OutputWindow.h"
 #include "options/OptionState.h"
 #include "platform/AppFolder.h"
 #include "player/Equalizer.h"
@@ -11,6 +12,7 @@
 #include <QStringList>
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -31,8 +33,9 @@ QStringList batchSources(const QStringList &paths, bool recursive, QStringList *
 QStringList batchOutputs(const QStringList &sources, const QStringList &baseDirs, const QString &outputDir,
                          const QString &extension);
 
-// The choices a batch converts with: the format options as the window or
-// the settings hold them, and the clip options that apply to every file.
+// The choices whole files are converted with, in a batch or for a preview of
+// the result: the format options as the window or the settings hold them,
+// and the clip options that apply to every file.
 struct BatchSettings {
     OptionState options;
     QString format;         // the format list's name ("MP3")
@@ -46,6 +49,9 @@ struct BatchSettings {
     int jobs = 0;           // encoders at once; 0: one per core
     LoudnessChoice loudness;
     EqualizerState equalizer;
+    // Only this stretch of the output is encoded; it is moved back where the
+    // output ends sooner (windowWithin).
+    std::optional<OutputWindow> window;
 };
 
 // The settings for these options and clip choices, with the tool paths that
@@ -64,6 +70,31 @@ struct BatchItem {
 };
 
 QString batchStatusText(BatchItem::Status status);
+
+// How one file's conversion ended.
+struct FileConversionEnd {
+    FileConversionEnd(BatchItem::Status status, QString reason, std::optional<TrackLoudness> loudness = std::nullopt,
+                      double sourceSeconds = 0)
+        : status(status)
+        , reason(std::move(reason))
+        , loudness(loudness)
+        , sourceSeconds(sourceSeconds)
+    {
+    }
+    BatchItem::Status status;
+    QString reason;
+    // What a file asked only to be measured measures.
+    std::optional<TrackLoudness> loudness;
+    // The source's length, once measured.
+    double sourceSeconds;
+};
+
+// One file, from measuring its length to its finished output, blocking: what
+// a batch's worker threads run. progress gets the source's length and the
+// seconds encoded; abort ends the encoder.
+FileConversionEnd convertFile(const AppFolder &folder, const BatchSettings &settings, const QString &source,
+                              const QString &output, const std::atomic_bool &abort,
+                              const std::function<void(double, double)> &progress);
 
 // Converts many sources with several encoders at once, each file by the same
 // scripts, command lines and naming as a single file, each in a work folder

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Screenshots of the program's windows on a virtual X display, as a person
 # sees them with the default theme: the main window with a source loaded
-# and the MP3 panel shown (the README's picture), the same window playing the
-# source from its middle, the waveform of a recording with a segment marked
+# and the MP3 panel shown (the README's picture), the same window playing a
+# preview of the result from the source's middle with its size estimate, the waveform of a recording with a segment marked
 # on it, with the Equalizer window docked beside it, the
 # window in batch mode in the middle of converting a folder, the
 # Setup dialog in English and German, and About. Written to docs/. The player
@@ -64,7 +64,7 @@ shot() { # form language file [source]
   echo "docs/$3"
 }
 shot main English screenshot.png "$source"
-shot player English player.png "$source"
+SHOT_WAIT=6 shot player English player.png "$source"
 shot waveform English waveform.png "$recording"
 shot equalizer English equalizer.png "$source"
 SHOT_WAIT=6 shot batch English batch.png "$album"

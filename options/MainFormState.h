@@ -72,6 +72,10 @@ struct MainFormState {
     LoudnessChoice loudness;
     QString txtCutS = QStringLiteral("000.000");
     QString txtCutE = QStringLiteral("000.000");
+    // A preview of the result is being encoded; what the last one estimated
+    // of the whole output, empty while there is no estimate.
+    bool previewing = false;
+    QString lblEstimate;
 
     // What the window shows around a conversion: idle until Convert is
     // clicked, busy until the job has ended.

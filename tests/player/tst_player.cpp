@@ -1,7 +1,7 @@
 // The preview player on a real sound server (a PulseAudio null sink started
 // by the test), with the real media framework and script interpreter: the
 // transport, the segment marks and preview, the waveform, the equalizer's
-// docking, and the window without any sound device.
+// docking, the preview of the result, and the window without any sound device.
 #include "app/MainProgram.h"
 #include "controls/WaveformView.h"
 #include "player/EqualizerWindow.h"
@@ -17,6 +17,7 @@
 #include <QCheckBox>
 #include <QApplication>
 #include <QDir>
+#include <QLabel>
 #include <QLineEdit>
 #include <QProcess>
 #include <QPushButton>
@@ -87,6 +88,7 @@ private Q_SLOTS:
     void segmentMarksAndPreview();
     void waveformShowsTheSoundAndSetsMarks();
     void equalizerDocksWhileTimer3Runs();
+    void previewOfTheResultPlaysAndEstimates();
     void windowWithoutSound();
 };
 
@@ -370,6 +372,66 @@ void TestPlayer::equalizerDocksWhileTimer3Runs()
     QCOMPARE(equalizer->pos(), left);
     QVERIFY(window.close());
     QVERIFY(!equalizer->isVisible());
+}
+
+void TestPlayer::previewOfTheResultPlaysAndEstimates()
+{
+    Home home;
+    const QString tone = home.path(QStringLiteral("tone.wav"));
+    QVERIFY(makeTone(tone, 40));
+    auto started = std::make_unique<Started>(home);
+    QTRY_VERIFY_WITH_TIMEOUT(started->done(), 30000);
+    MainForm &form = started->program.form();
+    MainWindow &window = started->window;
+    auto *button = window.findChild<QPushButton *>(QStringLiteral("cmdPreviewResult"));
+    auto *estimate = window.findChild<QLabel *>(QStringLiteral("lblEstimate"));
+    QVERIFY(button && estimate && !button->isEnabled());
+    form.openDropped(tone);
+    QVERIFY(button->isEnabled());
+    MediaPlayer &player = form.transport().player();
+    window.findChild<QPushButton *>(QStringLiteral("btnPlay"))->click();
+    QTRY_VERIFY_WITH_TIMEOUT(player.currentPosition() > 0, 10000);
+    window.findChild<QPushButton *>(QStringLiteral("btnPause"))->click();
+    player.setCurrentPosition(12);
+    QTRY_VERIFY(near(player.currentPosition(), 12, 0.01));
+
+    // The window goes on while ten seconds from there are encoded, then
+    // plays them and shows the estimate beside Convert.
+    button->click();
+    QVERIFY(!button->isEnabled() && form.preview().running());
+    QTRY_VERIFY_WITH_TIMEOUT(button->isEnabled(), 60000);
+    const PreviewOutcome first = form.preview().outcome();
+    QVERIFY2(first.failure.isEmpty(), qPrintable(first.failure));
+    QVERIFY(QFileInfo::exists(first.file));
+    QVERIFY(near(first.window.start, 12, 0.05));
+    QCOMPARE(form.transport().loadedFile(), first.file);
+    QVERIFY(near(player.duration(), 10, 0.1));
+    QTRY_VERIFY_WITH_TIMEOUT(player.currentPosition() > 0.2, 10000);
+    QVERIFY(estimate->isVisible());
+    QVERIFY2(estimate->text().startsWith(QStringLiteral("≈ ")) && estimate->text().endsWith(QStringLiteral(", 128 kbit/s")),
+             qPrintable(estimate->text()));
+
+    // The whole output, converted as Convert converts it, is as large as estimated.
+    window.findChild<QPushButton *>(QStringLiteral("btnConvert"))->click();
+    const qint64 real = QFileInfo(home.path(QStringLiteral("tone_Konverted.mp3"))).size();
+    qInfo("estimate %lld bytes, output %lld bytes", first.estimate.bytes, real);
+    QVERIFY2(qAbs(double(first.estimate.bytes) / double(real) - 1) < 0.05,
+             qPrintable(QStringLiteral("%1 of %2").arg(first.estimate.bytes).arg(real)));
+
+    // A preview made while the last one plays starts where the source is:
+    // the first file goes at once, the second with the program.
+    window.findChild<QPushButton *>(QStringLiteral("btnPause"))->click();
+    const double at = form.sourcePosition();
+    QVERIFY(at > 12);
+    button->click();
+    QVERIFY(!QFileInfo::exists(first.file));
+    QTRY_VERIFY_WITH_TIMEOUT(button->isEnabled(), 60000);
+    const PreviewOutcome second = form.preview().outcome();
+    QVERIFY(QFileInfo::exists(second.file) && second.file != first.file);
+    QVERIFY(near(second.window.start, at, 0.05));
+    const QString folder = QFileInfo(second.file).path();
+    started.reset();
+    QVERIFY(!QFileInfo::exists(folder));
 }
 
 void TestPlayer::windowWithoutSound()

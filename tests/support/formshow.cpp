@@ -4,8 +4,8 @@
 // writes APP_DIR's language file in LANGUAGE ("English", "Deutsch", ...) and
 // shows the window until it is closed or the program is ended. The main
 // window starts as after an earlier run (no first-start questions) and opens
-// SOURCE as a file dropped on it would be; "player" then plays it from its
-// middle, "waveform" marks a segment from 12 to 26 seconds on the waveform
+// SOURCE as a file dropped on it would be; "player" then previews the result
+// from its middle (and plays that), "waveform" marks a segment from 12 to 26 seconds on the waveform
 // and plays from 18 seconds, and "equalizer" shows the Equalizer window beside it; "batch"
 // lists the files of the folder SOURCE in batch mode and converts them.
 #include "app/AboutDialog.h"
@@ -54,7 +54,7 @@ int showMain(const tonmill::AppFolder &folder, const QString &form, const QStrin
         if (form == QLatin1String("player")) {
             main.transport().btnPlay_Click();
             main.transport().player().setCurrentPosition(main.transport().player().duration() / 2);
-            main.playerChanged();
+            main.cmdPreviewResult_Click();
         } else if (form == QLatin1String("waveform")) {
             main.segment().markSpan(12, 26);
             main.transport().btnPlay_Click();

@@ -130,7 +130,14 @@ QStringList ffmpegArguments(const EncodeRequest &request, const AudioSource &sou
                      QStringLiteral("pipe:1"),       QStringLiteral("-y")};
     a << source.inputArguments;
 
-    const AudioGraph graph = audioGraph(request, source, adjustment.filters);
+    // The window is cut last, so that the stretch sounds as it does in the whole.
+    QStringList lastFilters = adjustment.filters;
+    if (request.window)
+        lastFilters << QStringLiteral("atrim=start=%1:duration=%2")
+                           .arg(request.window->start, 0, 'f', 6)
+                           .arg(request.window->seconds, 0, 'f', 6)
+                    << QStringLiteral("asetpts=PTS-STARTPTS");
+    const AudioGraph graph = audioGraph(request, source, lastFilters);
     if (!graph.filterComplex.isEmpty())
         a << QStringLiteral("-filter_complex") << graph.filterComplex;
     a << QStringLiteral("-map") << graph.map;
@@ -192,6 +199,8 @@ QString describeEncode(const EncodeRequest &request, const AudioSource &source, 
         parts << QStringLiteral("equalizer");
     if (!adjustment.summary.isEmpty())
         parts << adjustment.summary;
+    if (request.window)
+        parts << QStringLiteral("only %1 s from %2 s").arg(request.window->seconds, 0, 'g', 6).arg(request.window->start, 0, 'g', 8);
     parts << QStringLiteral("in %1").arg(request.muxer);
     QString line = QStringLiteral("Encoding %1 to %2: %3")
                        .arg(QFileInfo(request.input).fileName(), QFileInfo(request.output).fileName(),

@@ -22,6 +22,8 @@
 // What cannot be done as asked is said in a "note:" line on stderr.
 // TONMILL_EQUALIZER (see convert/EqualizerChoice.h) gives the equalizer's 18
 // band gains, which shape the sound before anything else is done to it.
+// TONMILL_WINDOW (see convert/OutputWindow.h) asks for only a stretch of the
+// output, cut after everything else, loudness measuring included, is done.
 #include "convert/EqualizerChoice.h"
 #include "convert/LoudnessChoice.h"
 #include "platform/ToolChain.h"
@@ -139,6 +141,14 @@ int main(int argc, char **argv)
             return fail(QStringLiteral("%1 is not a set of equalizer gains: %2")
                             .arg(QLatin1String(kEqualizerVariable), QString::fromUtf8(equalizerValue)));
         parsed.request.shaping << equalizerFilter(*gains);
+    }
+
+    const QByteArray windowValue = qgetenv(kWindowVariable);
+    if (!windowValue.isEmpty()) {
+        parsed.request.window = windowFrom(windowValue);
+        if (!parsed.request.window)
+            return fail(QStringLiteral("%1 is not a stretch of the output: %2")
+                            .arg(QLatin1String(kWindowVariable), QString::fromUtf8(windowValue)));
     }
 
     const SourceResult source = openSource(parsed.request.input, ffmpeg.path);
