@@ -479,10 +479,12 @@ void MainForm::runBatch()
     QStringList sources;
     for (const BatchItem &item : std::as_const(batch.items))
         sources << item.source;
-    const QStringList outputs =
-        batchOutputs(sources, batch.bases, batch.optOutFolder ? batch.txtOutputDir : QString(), options.OutExtension);
+    OutputNaming naming;
+    naming.outputDir = batch.optOutFolder ? batch.txtOutputDir : QString();
+    naming.extension = options.OutExtension;
+    naming.existing = ExistingPolicy::Skip;
     m_batch = std::make_unique<BatchJob>(m_folder, settings);
-    m_batch->setItems(sources, outputs);
+    m_batch->setItems(planOutputs(sources, batch.bases, naming));
     batch.items = m_batch->items();
     m_log.append(QStringLiteral(" -> Start batch: %1 files, %2 at once, to %3")
                      .arg(sources.size())

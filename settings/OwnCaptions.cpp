@@ -108,6 +108,17 @@ constexpr OwnCaption kCaptions[] = {
     {"Main", "batch.failed", {"failed", "falhou", "falló", "échec", "fehlgeschlagen"}},
     {"Main", "batch.skipped", {"skipped", "ignorado", "omitido", "ignoré", "übersprungen"}},
     {"Main", "batch.aborted", {"aborted", "abortado", "abortado", "abandonné", "abgebrochen"}},
+    // What a naming pattern writes for a tag the source lacks.
+    {"Main", "pattern.artist", {"Unknown Artist", "Artista desconhecido", "Artista desconocido", "Artiste inconnu",
+                                "Unbekannter Künstler"}},
+    {"Main", "pattern.album", {"Unknown Album", "Álbum desconhecido", "Álbum desconocido", "Album inconnu",
+                               "Unbekanntes Album"}},
+    {"Main", "pattern.title", {"Unknown Title", "Título desconhecido", "Título desconocido", "Titre inconnu",
+                               "Unbekannter Titel"}},
+    {"Main", "pattern.genre", {"Unknown Genre", "Gênero desconhecido", "Género desconocido", "Genre inconnu",
+                               "Unbekanntes Genre"}},
+    {"Main", "pattern.year", {"Unknown Year", "Ano desconhecido", "Año desconocido", "Année inconnue",
+                              "Unbekanntes Jahr"}},
 };
 
 } // namespace

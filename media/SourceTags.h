@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QString>
+
+namespace tonmill {
+
+// A source's own tags as naming reads them; any may be empty.
+struct SourceTags {
+    QString artist;
+    QString albumArtist;
+    QString album;
+    QString title;
+    QString track;
+    QString disc;
+    QString year;
+    QString genre;
+};
+
+// The tags of the file's container and streams (the container's win), read
+// with one run of ffprobe; empty tags when it cannot be read.
+SourceTags readSourceTags(const QString &ffprobe, const QString &path);
+
+// The same from ffprobe's JSON answer to -show_entries format_tags:stream_tags.
+SourceTags sourceTagsFromProbe(const QByteArray &json);
+
+} // namespace tonmill
