@@ -19,10 +19,10 @@
 #include "process/ReadOutput.h"
 #include "process/cStdIO.h"
 #include "settings/INIManager.h"
+#include "settings/LanguageLines.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QSet>
@@ -265,16 +265,6 @@ QString failureReason(const ConvertResult &result)
 
 namespace {
 
-// The display name of the language the window last wrote: the language
-// file's first line.
-QString languageName(const AppFolder &folder)
-{
-    QFile file(folder.file(QStringLiteral("\\Tonmill.LNG")));
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    return QString::fromLocal8Bit(file.readLine()).trimmed();
-}
-
 // What a batch would do, and nothing done: each source's output, the
 // decision for an existing one and the encoder line as the run logs it.
 int printDryRun(const AppFolder &folder, const BatchSettings &settings, const QList<PlannedOutput> &plan)
@@ -314,7 +304,7 @@ int runBatch(const HeadlessRequest &r, const AppFolder &folder, const OptionStat
     naming.existing = r.replace ? ExistingPolicy::Overwrite
                       : r.existing == ExistingPolicy::Ask ? ExistingPolicy::Skip
                                                           : r.existing;
-    naming.fallbacks = patternFallbacks(languageName(folder));
+    naming.fallbacks = patternFallbacks(languageDisplayName(folder.file(QStringLiteral("\\Tonmill.LNG"))));
     const QString ffprobe = SourceDuration::ffprobeFor(settings.ffmpegPath);
     naming.tags = [ffprobe](const QString &source) { return readSourceTags(ffprobe, source); };
     const QList<PlannedOutput> plan = planOutputs(sources, bases, naming);

@@ -4,12 +4,16 @@
 #include "app/MainWindowTitle.h"
 #include "convert/SourceDuration.h"
 #include "media/GenreList.h"
+#include "media/SourceTags.h"
 #include "options/Configuration.h"
 #include "platform/AppVersion.h"
 #include "platform/Dialogs.h"
 #include "platform/ToolChain.h"
+#include "platform/Trash.h"
 #include "player/MediaPlayer.h"
 #include "process/KillApp.h"
+#include "settings/INIManager.h"
+#include "settings/LanguageLines.h"
 #include "settings/SettingsStore.h"
 #include "settings/Translations.h"
 #include "settings/UpdateCheck.h"
@@ -422,7 +426,7 @@ void MainForm::addToBatch(const QStringList &paths)
         batch.items << item;
         batch.bases << bases[i];
     }
-    render();
+    batchChanged();
 }
 
 void MainForm::btnRemove_Click(QList<int> rows)
@@ -434,14 +438,14 @@ void MainForm::btnRemove_Click(QList<int> rows)
             batch.bases.removeAt(row);
         }
     }
-    render();
+    batchChanged();
 }
 
 void MainForm::btnClear_Click()
 {
     batch.items.clear();
     batch.bases.clear();
-    render();
+    batchChanged();
 }
 
 void MainForm::setOutputIntoFolder(bool intoFolder)
@@ -452,7 +456,7 @@ void MainForm::setOutputIntoFolder(bool intoFolder)
         btnOutputDir_Click();
     if (batch.txtOutputDir.isEmpty())
         batch.optOutFolder = false;
-    render();
+    batchChanged();
 }
 
 void MainForm::btnOutputDir_Click()
@@ -463,7 +467,71 @@ void MainForm::btnOutputDir_Click()
         batch.txtOutputDir = folder;
         batch.optOutFolder = true;
     }
+    batchChanged();
+}
+
+void MainForm::setNamePattern(const QString &pattern)
+{
+    batch.txtNamePattern = pattern;
+    batchChanged();
+}
+
+void MainForm::setExisting(ExistingPolicy policy)
+{
+    batch.cmbExisting = policy;
+    batchChanged();
+}
+
+void MainForm::setTrashSources(bool trash)
+{
+    batch.chkTrashSources = trash;
     render();
+}
+
+OutputNaming MainForm::batchNaming()
+{
+    OutputNaming naming;
+    naming.outputDir = batch.optOutFolder ? batch.txtOutputDir : QString();
+    naming.pattern = batch.txtNamePattern;
+    naming.extension = options.OutExtension;
+    naming.existing = batch.cmbExisting;
+    naming.fallbacks = patternFallbacks(languageDisplayName(languageFile()));
+    const QString ffprobe = SourceDuration::ffprobeFor(
+        ReadIniValue(QStringLiteral("General"), QStringLiteral("FFMPEG"), m_folder.file(QStringLiteral("\\Tonmill.ini"))));
+    naming.tags = [this, ffprobe](const QString &source) {
+        auto known = m_sourceTags.constFind(source);
+        if (known == m_sourceTags.cend())
+            known = m_sourceTags.insert(source, readSourceTags(ffprobe, source));
+        return *known;
+    };
+    return naming;
+}
+
+void MainForm::batchChanged()
+{
+    batch.patternRefusal = batch.txtNamePattern.isEmpty() ? QString() : patternRefusal(batch.txtNamePattern);
+    batch.preview.clear();
+    if (batch.patternRefusal.isEmpty()) {
+        QStringList sources;
+        for (const BatchItem &item : std::as_const(batch.items))
+            sources << item.source;
+        batch.preview = planOutputs(sources, batch.bases, batchNaming());
+    }
+    render();
+}
+
+void MainForm::answerExisting(QList<PlannedOutput> &plan)
+{
+    const QString crLf = QStringLiteral("\r\n");
+    for (PlannedOutput &item : plan) {
+        if (item.decision != PlannedOutput::Decision::Ask)
+            continue;
+        const DialogAnswer answer = m_dialogs.message(
+            {QStringLiteral("The 'Output' file name already exists!") + crLf + crLf + item.output + crLf + crLf
+                 + QStringLiteral("Do you want to replace it?"),
+             QString(), DialogButtons::YesNo, DialogIcon::Question});
+        item.decision = answer == DialogAnswer::Yes ? PlannedOutput::Decision::Overwrite : PlannedOutput::Decision::Skip;
+    }
 }
 
 void MainForm::runBatch()
@@ -479,12 +547,29 @@ void MainForm::runBatch()
     QStringList sources;
     for (const BatchItem &item : std::as_const(batch.items))
         sources << item.source;
-    OutputNaming naming;
-    naming.outputDir = batch.optOutFolder ? batch.txtOutputDir : QString();
-    naming.extension = options.OutExtension;
-    naming.existing = ExistingPolicy::Skip;
+    if (!batch.txtNamePattern.isEmpty()) {
+        if (const QString why = patternRefusal(batch.txtNamePattern); !why.isEmpty()) {
+            m_dialogs.message(notice(QStringLiteral("The name pattern cannot be used: ") + why));
+            return;
+        }
+    }
+    QList<PlannedOutput> plan = planOutputs(sources, batch.bases, batchNaming());
+    answerExisting(plan);
+    if (batch.chkTrashSources) {
+        // Once for the whole batch, with the number of files it concerns.
+        const qsizetype converted = std::count_if(plan.cbegin(), plan.cend(), [](const PlannedOutput &item) {
+            return item.decision != PlannedOutput::Decision::Skip;
+        });
+        const QString crLf = QStringLiteral("\r\n");
+        const DialogAnswer answer = m_dialogs.message(
+            {QStringLiteral("Move the %1 source files to the trash once each output is converted and checked?").arg(converted)
+                 + crLf + crLf + QStringLiteral("A source whose output fails the check stays where it is."),
+             QString(), DialogButtons::YesNo, DialogIcon::Question});
+        settings.trashSources = answer == DialogAnswer::Yes;
+        settings.trashDir = homeTrashDir();
+    }
     m_batch = std::make_unique<BatchJob>(m_folder, settings);
-    m_batch->setItems(planOutputs(sources, batch.bases, naming));
+    m_batch->setItems(plan);
     batch.items = m_batch->items();
     m_log.append(QStringLiteral(" -> Start batch: %1 files, %2 at once, to %3")
                      .arg(sources.size())

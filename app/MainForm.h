@@ -15,6 +15,7 @@
 #include "process/cStdIO.h"
 #include "settings/SetupForm.h"
 
+#include <QHash>
 #include <QObject>
 #include <QTimer>
 
@@ -63,6 +64,12 @@ struct BatchFormState {
     bool chkSubfolders = false;
     bool optOutFolder = false;
     QString txtOutputDir;
+    QString txtNamePattern;  // empty: "name_Konverted.ext"
+    ExistingPolicy cmbExisting = ExistingPolicy::Ask;
+    bool chkTrashSources = false;
+    // The outputs the list would give, or why the pattern is refused.
+    QList<PlannedOutput> preview;
+    QString patternRefusal;
     bool running = false;
 };
 
@@ -133,6 +140,9 @@ public:
     void btnClear_Click();
     void setOutputIntoFolder(bool intoFolder);
     void btnOutputDir_Click();
+    void setNamePattern(const QString &pattern);
+    void setExisting(ExistingPolicy policy);
+    void setTrashSources(bool trash);
 
     // After a handler of the player or the segment: its timers follow its
     // state and the window shows it.
@@ -162,6 +172,12 @@ private:
     void writeLanguageFile(const QString &language);
     void probe(const CommandLine &line, const QString &imageName);
     void runBatch();
+    // The batch's naming as the panel sets it.
+    OutputNaming batchNaming();
+    // Plans the list again for the preview, and shows it.
+    void batchChanged();
+    // The existing outputs the user keeps or replaces, one question each.
+    void answerExisting(QList<PlannedOutput> &plan);
     void showBatchProgress();
     void render();
 
@@ -184,6 +200,8 @@ private:
     QTimer m_timer2;
     std::unique_ptr<BatchJob> m_batch;
     QString m_batchDialogName;
+    // Each listed source's tags, read once for the naming pattern.
+    QHash<QString, SourceTags> m_sourceTags;
     int m_busyDepth = 0;
     bool m_quitRequested = false;
 };

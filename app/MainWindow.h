@@ -70,6 +70,8 @@ private:
     void bindPlayer();
     void bindBatch();
     void renderBatch();
+    // The batch list's Output column for a row.
+    QString outputText(const BatchFormState &batch, int row) const;
     void renderPlayer();
     void layOutContent();
     void showLog(const QString &text, qsizetype caret);

@@ -92,6 +92,7 @@ QList<PlannedOutput> planOutputs(const QStringList &sources, const QStringList &
     const bool probe = !naming.pattern.isEmpty() && patternUsesTags(naming.pattern) && naming.tags;
     QList<PlannedOutput> plan;
     QSet<QString> taken;
+    QSet<QString> wanted;
     for (qsizetype i = 0; i < sources.size(); ++i) {
         PlannedOutput item;
         item.source = sources[i];
@@ -106,6 +107,8 @@ QList<PlannedOutput> planOutputs(const QStringList &sources, const QStringList &
             output = expandPattern(naming.pattern, source, naming.fallbacks, root, naming.extension, nameMax);
         }
         const bool rename = naming.existing == ExistingPolicy::Rename;
+        item.collided = wanted.contains(output);
+        wanted.insert(output);
         QString free = output;
         for (int n = 2; taken.contains(free) || (rename && occupied(free)); ++n)
             free = numberedPath(output, n, nameMax);

@@ -46,6 +46,8 @@ struct PlannedOutput {
     QString source;
     QString output;
     Decision decision = Decision::New;
+    // Another source of the batch takes the name first: this one is numbered.
+    bool collided = false;
 };
 
 // "new", "ask", "skip", "overwrite", "renamed".

@@ -956,6 +956,22 @@ void TestHeadless::namedBatchDryRunAndTrash()
     }
     const QStringList planned = commandLines(dry.out);
     QCOMPARE(planned.size(), 4);
+    // Without a window nobody is asked: --replace and --keep answer, and
+    // by default what is there is kept.
+    QStringList others = arguments;
+    others.removeAt(others.indexOf(QStringLiteral("--existing")) + 1);
+    others.removeOne(QStringLiteral("--existing"));
+    for (const auto &[given, decision] : QList<std::pair<QStringList, QString>>{
+             {{QStringLiteral("--replace")}, QStringLiteral("overwrite")},
+             {{QStringLiteral("--keep")}, QStringLiteral("skip")},
+             {{QStringLiteral("--existing"), QStringLiteral("ask")}, QStringLiteral("skip")},
+             {{QStringLiteral("--existing"), QStringLiteral("overwrite")}, QStringLiteral("overwrite")}}) {
+        const Result policy = home.convert(others + given + QStringList{QStringLiteral("--dry-run")}, environment);
+        QCOMPARE(policy.status, 0);
+        QVERIFY2(policy.out.contains(existing + QStringLiteral("\n - Existing output: ") + decision + QLatin1Char('\n')),
+                 qPrintable(given.join(QLatin1Char(' ')) + QLatin1Char('\n') + policy.out));
+    }
+    QCOMPARE(treeListing(home.dir.path()), before);
 
     // The run logs the same lines; the short output fails its check and its
     // source stays, the others go to the trash with their info files.

@@ -115,6 +115,7 @@ private Q_SLOTS:
     void firstStartThenNormalStart();
     void openAdviseConvertAbortClose();
     void batchModeFromTheWindow();
+    void batchNamingPreviewAndTrash();
     void everyLanguageRelabelsEveryControl();
     void aboutShowsVersionNoticeAndLinks();
 };
@@ -427,6 +428,84 @@ void TestMainWindow::batchModeFromTheWindow()
     QVERIFY(messages.filter(QStringLiteral(" -> Error: ") + broken + QStringLiteral(": ")).size() == 1);
     QVERIFY(control<QPushButton>(window, "btnConvert")->isEnabled());
     QVERIFY(dialogs.allAnswersUsed());
+}
+
+void TestMainWindow::batchNamingPreviewAndTrash()
+{
+    Home home;
+    home.settled();
+    const QString folder = home.path(QStringLiteral("album"));
+    QDir().mkpath(folder);
+    const auto tone = [&](const char *name, const QStringList &metadata) {
+        QStringList arguments = {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-f"), QStringLiteral("lavfi"),
+                                 QStringLiteral("-i"), QStringLiteral("sine=d=2")};
+        for (const QString &entry : metadata)
+            arguments << QStringLiteral("-metadata") << entry;
+        return run(QStringLiteral("ffmpeg"), arguments << folder + QLatin1Char('/') + QLatin1String(name));
+    };
+    // Two files that name one output, and one without tags whose output is
+    // there already.
+    QVERIFY(tone("a.flac", {QStringLiteral("artist=Bänd"), QStringLiteral("title=Song")}));
+    QVERIFY(tone("b.flac", {QStringLiteral("artist=Bänd"), QStringLiteral("title=Song")}));
+    QVERIFY(tone("c.flac", {}));
+    const QString out = home.path(QStringLiteral("out"));
+    QDir().mkpath(out);
+    const QString existing = out + QStringLiteral("/Unknown Artist - Unknown Title.mp3");
+    QFile kept(existing);
+    QVERIFY(kept.open(QIODevice::WriteOnly) && kept.write("kept") == 4);
+    kept.close();
+    const QString dataHome = home.path(QStringLiteral("data"));
+    qputenv("XDG_DATA_HOME", QFile::encodeName(dataHome));
+
+    test::TestDialogs dialogs;
+    MainProgram program(home.folder, dialogs);
+    MainWindow &window = program.window();
+    program.start();
+    QTRY_VERIFY_WITH_TIMEOUT(startedUp(program.log(), 2), 30000);
+    QTest::mouseClick(control<QRadioButton>(window, "optBatchMode"), Qt::LeftButton);
+    dialogs.answerFile(folder);
+    QTest::mouseClick(control<QPushButton>(window, "btnAddFolder"), Qt::LeftButton);
+    dialogs.answerFile(out);
+    QTest::mouseClick(control<QRadioButton>(window, "optOutFolder"), Qt::LeftButton);
+
+    // The preview follows each key; a pattern that would leave the folder is
+    // named as such.
+    auto *pattern = control<QLineEdit>(window, "txtNamePattern");
+    auto *list = control<QTreeWidget>(window, "lstBatch");
+    const auto shown = [list](int column) {
+        QStringList texts;
+        for (int row = 0; row < list->topLevelItemCount(); ++row)
+            texts << list->topLevelItem(row)->text(column);
+        return texts;
+    };
+    QTest::keyClicks(pattern, QStringLiteral("../{title}"));
+    QVERIFY2(shown(2).constFirst().contains(QStringLiteral("\"..\"")), qPrintable(shown(2).constFirst()));
+    pattern->clear();
+    QTest::keyClicks(pattern, QStringLiteral("{artist} - {title}"));
+    QCOMPARE(shown(2), (QStringList{out + QString::fromUtf8("/Bänd - Song.mp3"),
+                                   out + QString::fromUtf8("/Bänd - Song (2).mp3  [same name as another file]"),
+                                   existing + QStringLiteral("  [exists]")}));
+
+    // Convert: the existing output is kept by answering its question, and
+    // the trash is agreed to once for the files that convert.
+    QCOMPARE(control<QComboBox>(window, "cmbExisting")->currentText(), QStringLiteral("Ask"));
+    QTest::mouseClick(control<QCheckBox>(window, "chkTrashSources"), Qt::LeftButton);
+    dialogs.answer(DialogAnswer::No).answer(DialogAnswer::Yes);
+    QTest::mouseClick(control<QPushButton>(window, "btnConvert"), Qt::LeftButton);
+    QCOMPARE(shown(1), (QStringList{QStringLiteral("done"), QStringLiteral("done"), QStringLiteral("skipped")}));
+    QVERIFY(dialogs.allAnswersUsed());
+    QVERIFY(dialogs.unexpected().isEmpty());
+    for (const QString &name : {QString::fromUtf8("Bänd - Song.mp3"), QString::fromUtf8("Bänd - Song (2).mp3")})
+        QVERIFY(qAbs(test::decodedSeconds(out + QLatin1Char('/') + name) - 2) < 0.1);
+    QFile again(existing);
+    QVERIFY(again.open(QIODevice::ReadOnly) && again.readAll() == "kept");
+    for (const char *name : {"a.flac", "b.flac"}) {
+        QVERIFY(!QFileInfo::exists(folder + QLatin1Char('/') + QLatin1String(name)));
+        QVERIFY(QFileInfo::exists(dataHome + QStringLiteral("/Trash/files/") + QLatin1String(name)));
+        QVERIFY(QFileInfo::exists(dataHome + QStringLiteral("/Trash/info/") + QLatin1String(name) + QStringLiteral(".trashinfo")));
+    }
+    QVERIFY(QFileInfo::exists(folder + QStringLiteral("/c.flac")));
+    qunsetenv("XDG_DATA_HOME");
 }
 
 void TestMainWindow::everyLanguageRelabelsEveryControl()

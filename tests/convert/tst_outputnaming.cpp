@@ -216,6 +216,8 @@ void TestOutputNaming::existingOutputsAndCollisions()
             QVERIFY2(plan[i].decision == row.expected[i].second,
                      qPrintable(existingPolicyName(row.policy) + QLatin1Char(' ') + decisionName(plan[i].decision)));
         }
+        // The second source of one name is told apart from the first.
+        QVERIFY(!plan[0].collided && plan[1].collided && !plan[2].collided);
     }
     // Without a pattern the single file's names stand, numbered apart.
     OutputNaming plain;
