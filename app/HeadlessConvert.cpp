@@ -286,6 +286,7 @@ int runBatch(const HeadlessRequest &r, const AppFolder &folder, const OptionStat
 {
     BatchSettings settings = batchSettingsFor(folder, options, form.cmbFormat.text, r.volume.value_or(100),
                                               r.normalize, r.upmix);
+    settings.fade = r.fade;
     settings.loudness = r.loudness;
     settings.jobs = r.jobs;
     settings.trashSources = r.trashSources;
@@ -341,6 +342,7 @@ int runBatch(const HeadlessRequest &r, const AppFolder &folder, const OptionStat
             printTo(stdout, QStringLiteral("aborted: %1\n").arg(item.source));
             break;
         case Status::Waiting:
+        case Status::Measuring:
             break;
         }
     });
@@ -437,6 +439,7 @@ int runHeadlessConvert(const HeadlessRequest &r, const AppFolder &folder)
     if (r.volume)
         form.slVolume = *r.volume;
     form.chkNormalize = r.normalize;
+    form.chkFadeInOut = r.fade;
     form.loudness = r.loudness;
     form.chk51UpMix.checked = r.upmix;
     form.chkSegment = r.segment;

@@ -23,6 +23,7 @@ struct HeadlessRequest {
     std::optional<int> volume;
     bool normalize = false;
     bool upmix = false;
+    bool fade = false;       // fade in over the first 2 seconds, out over the last 2
     LoudnessChoice loudness; // --loudness, --true-peak, --replaygain
     bool segment = false;
     QString segmentStart;

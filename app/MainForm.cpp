@@ -186,6 +186,7 @@ void MainForm::Form_Load()
 
     form.mnuLog = settings.logOnOff();
     form.mnuSaveLog = settings.saveLog();
+    form.mnuTagEditor = settings.tagEditor();
     if (const std::optional<bool> compact = settings.vista())
         m_view->setHeightTwips(mainWindowHeightTwips(*compact, form.mnuLog));
     if (!m_transport.state.unavailable.isEmpty())
@@ -345,6 +346,12 @@ void MainForm::mnuLog_Click()
 void MainForm::mnuSaveLog_Click()
 {
     form.mnuSaveLog = !form.mnuSaveLog;
+    render();
+}
+
+void MainForm::mnuTagEditor_Click()
+{
+    form.mnuTagEditor = !form.mnuTagEditor;
     render();
 }
 
@@ -542,6 +549,7 @@ void MainForm::runBatch()
     }
     BatchSettings settings = batchSettingsFor(m_folder, options, form.cmbFormat.text, form.slVolume,
                                               form.peakNormalize(), form.chk51UpMix.checked);
+    settings.fade = form.chkFadeInOut;
     settings.loudness = form.loudness;
 
     QStringList sources;
@@ -611,7 +619,10 @@ void MainForm::showBatchProgress()
 {
     int ended = 0;
     for (const BatchItem &item : std::as_const(batch.items)) {
-        ended += item.status != BatchItem::Status::Waiting && item.status != BatchItem::Status::Running ? 1 : 0;
+        ended += item.status != BatchItem::Status::Waiting && item.status != BatchItem::Status::Measuring
+                         && item.status != BatchItem::Status::Running
+                     ? 1
+                     : 0;
     }
     form.progress.PB1 = static_cast<int>(m_batch->progress() * 1000);
     const double left = m_batch->secondsLeft();

@@ -124,6 +124,8 @@ public:
     void mnuEqualizer_Click();
     void mnuLog_Click();
     void mnuSaveLog_Click();
+    // Shows or hides the tag editor; the window's height follows.
+    void mnuTagEditor_Click();
     void btnInfo_Click();
     void btnConvert_Click();
     void btnAbort_Click();

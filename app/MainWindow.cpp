@@ -153,6 +153,7 @@ void MainWindow::bindMenus()
     // The items' checked states are the form's: a click toggles them there.
     connect(m_ui->mnuLog, &QAction::triggered, this, [this] { m_main.mnuLog_Click(); });
     connect(m_ui->mnuSaveLog, &QAction::triggered, this, [this] { m_main.mnuSaveLog_Click(); });
+    connect(m_ui->mnuTagEditor, &QAction::triggered, this, [this] { m_main.mnuTagEditor_Click(); });
     connect(m_ui->btnAbout, &QPushButton::clicked, this, [this] { m_main.mnuAbout_Click(); });
     connect(m_ui->btnExit, &QPushButton::clicked, this, [this] { m_main.btnExit_Click(); });
 }
@@ -265,6 +266,7 @@ void MainWindow::bindTagsAndClip()
         form.cmbGenre.text = text;
     });
     connect(m_ui->chkNormalize, &QCheckBox::clicked, this, [&form](bool checked) { form.chkNormalize = checked; });
+    connect(m_ui->chkFadeInOut, &QCheckBox::clicked, this, [&form](bool checked) { form.chkFadeInOut = checked; });
     connect(m_ui->cmbLoudness, &QComboBox::activated, this, [this, &form](int index) {
         form.selectLoudness(index);
         render();
@@ -406,7 +408,9 @@ void MainWindow::renderBatch()
     showChecked(m_ui->optBatchMode, batch.batchMode);
     // The batch list takes the place of the single source and its tags.
     m_ui->fraFileMode->setVisible(!batch.batchMode);
-    m_ui->fraTagViewer->setVisible(!batch.batchMode);
+    const bool tags = !batch.batchMode && m_main.form.mnuTagEditor;
+    m_ui->fraTagViewer->setVisible(tags);
+    m_ui->lblNoTags->setVisible(tags && !formatKeepsTags(m_main.options.txtFormat));
     m_ui->fraBatchMode->setVisible(batch.batchMode);
     // A batch converts whole files: the segment marks are a single file's.
     m_ui->fraCutSegment->setVisible(!batch.batchMode);
@@ -500,7 +504,6 @@ void MainWindow::render()
                            static_cast<QWidget *>(m_ui->frmOPUS), static_cast<QWidget *>(m_ui->frmOGG),
                            static_cast<QWidget *>(m_ui->frmM4A), static_cast<QWidget *>(m_ui->frmALAC)})
         frame->setVisible(frame->objectName() == form.visibleFrame);
-    m_ui->lblNoTags->setVisible(!formatKeepsTags(options.txtFormat));
     // M4A encodes at a bitrate or at a VBR quality: the other list is idle.
     const bool m4aQuality = options.m4aMode == QLatin1String("1");
     m_ui->cmbM4ABitRate->setEnabled(!m4aQuality);
@@ -522,6 +525,7 @@ void MainWindow::render()
     for (const auto &[edit, field] : fields)
         showText(edit, *field);
     showChecked(m_ui->chkNormalize, form.chkNormalize);
+    showChecked(m_ui->chkFadeInOut, form.chkFadeInOut);
     const bool loudnessTarget = form.loudness.mode == LoudnessChoice::Mode::Normalize;
     m_ui->chkNormalize->setEnabled(!loudnessTarget);
     if (m_ui->cmbLoudness->currentIndex() != form.loudnessIndex())
@@ -552,8 +556,23 @@ void MainWindow::render()
 
     m_ui->mnuLog->setChecked(form.mnuLog);
     m_ui->mnuSaveLog->setChecked(form.mnuSaveLog);
+    m_ui->mnuTagEditor->setChecked(form.mnuTagEditor);
     renderPlayer();
     renderBatch();
+    // In batch mode the batch list takes the tag editor's room.
+    fitTagEditorRoom(form.mnuTagEditor || m_main.batch.batchMode);
+}
+
+void MainWindow::fitTagEditorRoom(bool kept)
+{
+    if (kept == m_tagEditorRoomKept)
+        return;
+    m_tagEditorRoomKept = kept;
+    // The frame keeps its last height while hidden: that is the room it gives back.
+    const int change = kept ? m_tagEditorRoom : -m_ui->fraTagViewer->height();
+    m_tagEditorRoom = kept ? 0 : -change;
+    resize(width(), height() + change);
+    layOutContent();
 }
 
 void MainWindow::showLog(const QString &text, qsizetype caret)
@@ -579,12 +598,12 @@ void MainWindow::setWidthTwips(int twips)
 
 int MainWindow::heightTwips() const
 {
-    return pixelsToTwips(height(), logicalDpiY());
+    return pixelsToTwips(height() + m_tagEditorRoom, logicalDpiY());
 }
 
 void MainWindow::setHeightTwips(int twips)
 {
-    resize(width(), twipsToPixels(twips, dpi()));
+    resize(width(), twipsToPixels(twips, dpi()) - m_tagEditorRoom);
 }
 
 void MainWindow::relabel()
@@ -599,7 +618,8 @@ void MainWindow::relabel()
     m_ui->cmbLoudness->clear();
     m_ui->cmbLoudness->addItems({ownText("Main", "cmbLoudness.Off", m_language), QStringLiteral("−16 LUFS"),
                                  QStringLiteral("−23 LUFS"), QStringLiteral("−14 LUFS"),
-                                 ownText("Main", "cmbLoudness.ReplayGain", m_language)});
+                                 ownText("Main", "cmbLoudness.ReplayGain", m_language),
+                                 ownText("Main", "cmbLoudness.ReplayGainAlbum", m_language)});
     m_ui->cmbLoudness->setToolTip(ownText("Main", "cmbLoudness.Tip", m_language));
     m_ui->spnTruePeak->setToolTip(ownText("Main", "spnTruePeak.Tip", m_language));
     renderBatch();
@@ -665,9 +685,10 @@ void MainWindow::closeEvent(QCloseEvent *event)
 void MainWindow::layOutContent()
 {
     // The content is laid out for the window with its log shown; a shorter
-    // window shows its top part, the log lying below the bottom edge.
+    // window shows its top part, the log lying below the bottom edge. A
+    // hidden tag editor takes its room out of both.
     QWidget *central = centralWidget();
-    const int full = twipsToPixels(mainWindowHeightTwips(false, true), dpi()) - menuBar()->height();
+    const int full = twipsToPixels(mainWindowHeightTwips(false, true), dpi()) - menuBar()->height() - m_tagEditorRoom;
     m_ui->frmMain->setGeometry(0, 0, central->width(), std::max(central->height(), full));
 }
 

@@ -73,6 +73,9 @@ private:
     // The batch list's Output column for a row.
     QString outputText(const BatchFormState &batch, int row) const;
     void renderPlayer();
+    // The window is as much shorter as the tag editor is tall, unless the
+    // room is kept.
+    void fitTagEditorRoom(bool kept);
     void layOutContent();
     void showLog(const QString &text, qsizetype caret);
     double dpi() const;
@@ -85,6 +88,11 @@ private:
     // The language the window speaks, as the language file names it.
     QString m_language;
     bool m_ended = false;
+    // The heights in twips that the form sets and reads are the window's
+    // with the tag editor's room; without it the window lacks that many
+    // pixels.
+    bool m_tagEditorRoomKept = true;
+    int m_tagEditorRoom = 0;
 };
 
 } // namespace tonmill

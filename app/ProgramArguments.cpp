@@ -39,9 +39,11 @@ const QList<OptionSpec> &optionSpecs()
         {{QStringLiteral("normalize")}, "", "Normalises the peak."},
         {{QStringLiteral("loudness")}, "LUFS", "Brings the loudness to a target (EBU R128), -70 to -5 LUFS."},
         {{QStringLiteral("true-peak")}, "DBTP", "The true-peak ceiling of --loudness, -9 to 0 dBTP (default -1)."},
-        {{QStringLiteral("replaygain")}, "track",
-         "Writes ReplayGain track gain and peak tags and leaves the audio as it is."},
+        {{QStringLiteral("replaygain")}, "track|album",
+         "Writes ReplayGain gain and peak tags and leaves the audio as it is; with album, a batch is measured "
+         "first and each file gets the album's gain besides its own."},
         {{QStringLiteral("upmix")}, "", "Up-mixes stereo to 5.1."},
+        {{QStringLiteral("fade")}, "", "Fades in over the first 2 seconds and out over the last 2."},
         {{QStringLiteral("segment")}, "START END", "Converts only the part from START to END, in seconds."},
         {{QStringLiteral("title")}, "TEXT", "The title tag."},
         {{QStringLiteral("artist")}, "TEXT", "The artist tag."},
@@ -212,10 +214,10 @@ QString readRequest(const QCommandLineParser &parser, const QStringList &argumen
             return QStringLiteral("--true-peak takes a ceiling from %1 to %2 dBTP, not \"%3\"")
                 .arg(kLowestCeiling).arg(kHighestCeiling).arg(value("true-peak"));
     }
-    // An album's gain needs every track measured before any is encoded,
-    // which the batch does not do yet.
-    if (set("replaygain") && value("replaygain") != QLatin1String("track"))
-        return QStringLiteral("--replaygain takes \"track\", not \"%1\"").arg(value("replaygain"));
+    if (set("replaygain") && value("replaygain") != QLatin1String("track") && value("replaygain") != QLatin1String("album"))
+        return QStringLiteral("--replaygain takes \"track\" or \"album\", not \"%1\"").arg(value("replaygain"));
+    r.loudness.album = set("replaygain") && value("replaygain") == QLatin1String("album");
+    r.fade = set("fade");
 
     const std::pair<const char *, std::optional<QString> *> tags[] = {
         {"title", &r.title}, {"artist", &r.artist}, {"album", &r.album}, {"year", &r.year},

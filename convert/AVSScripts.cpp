@@ -5,6 +5,8 @@
 #include "platform/NumberFormat.h"
 
 #include <QFile>
+
+#include <algorithm>
 #include <array>
 #include <initializer_list>
 
@@ -16,6 +18,8 @@ const QString kQ = QStringLiteral("\"");
 const QString kHeader = QStringLiteral("# Created by Tonmill - Quorell");
 const QString kBlankClip = QStringLiteral("Clip2 = BlankClip(Length = 2000000, fps = 25)");
 const QString kAudioDub = QStringLiteral("Clip3 = AudioDub(Clip2, Clip1)");
+constexpr double kFrameSeconds = 1.0 / 25.0;
+constexpr double kFadeSeconds = 2.0;
 
 // Kept character for character, spacing and spelling included: the script
 // interpreter reads exactly these lines.
@@ -87,6 +91,22 @@ QString frameNumber(double seconds)
     return formatWhole(seconds * 25.0);
 }
 
+double segmentSeconds(double start, double end, double sourceSeconds)
+{
+    if (end <= 0 && sourceSeconds <= 0)
+        return 0;
+    double last = end > 0 ? end + kFrameSeconds : sourceSeconds;
+    if (sourceSeconds > 0)
+        last = std::min(last, sourceSeconds);
+    return std::max(last - start, kFrameSeconds);
+}
+
+QString fadeLine(double seconds)
+{
+    const double fade = seconds > 0 ? std::min(kFadeSeconds, seconds / 3.0) : kFadeSeconds;
+    return QStringLiteral("FadeIO0(") + frameNumber(fade) + QStringLiteral(")");
+}
+
 std::optional<QStringList> fullScript(const FullScriptInputs &in, const AppFolder &folder)
 {
     // Frame 0 would mean "to the end" of the 2,000,000-frame clip: a source
@@ -112,6 +132,8 @@ std::optional<QStringList> fullScript(const FullScriptInputs &in, const AppFolde
         for (const char *line : kUpMix)
             lines << QString::fromLatin1(line);
     }
+    if (in.fade)
+        lines << fadeLine(in.duration);
     // WMA takes its rate from the encoding profile; no rate keeps the source's.
     if (in.format != QLatin1String("WMA") && !in.rate.isEmpty())
         lines << QStringLiteral("ResampleAudio (") + in.rate + QStringLiteral(")");
@@ -135,6 +157,8 @@ std::optional<QStringList> segmentScript(const SegmentScriptInputs &in)
     lines << kBlankClip << kAudioDub;
     lines << QStringLiteral("ConvertToYV12 (Clip3)");
     lines << QStringLiteral("Trim(Clip3,") + startFrame + QStringLiteral(",") + endFrame + QStringLiteral(")");
+    if (in.fade)
+        lines << fadeLine(segmentSeconds(*start, *end, in.sourceSeconds));
     lines << QStringLiteral("ResampleAudio (") + in.rate + QStringLiteral(")");
     lines << QStringLiteral("ConvertToYV12()");
     return lines;

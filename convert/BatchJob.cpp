@@ -36,9 +36,18 @@ constexpr int kTermGraceMs = 500;
 constexpr qsizetype kTailSize = 4096;
 
 struct ItemEnd {
-    BatchItem::Status status = BatchItem::Status::Done;
+    ItemEnd(BatchItem::Status status, QString reason, bool trashed = false,
+            std::optional<TrackLoudness> loudness = std::nullopt)
+        : status(status)
+        , reason(std::move(reason))
+        , trashed(trashed)
+        , loudness(loudness)
+    {
+    }
+    BatchItem::Status status;
     QString reason;
-    bool trashed = false;
+    bool trashed;
+    std::optional<TrackLoudness> loudness; // what a file asked only to be measured measures
 };
 
 QString oneLine(QString text)
@@ -86,8 +95,8 @@ private:
 
 bool readsSourceItself(const BatchSettings &s)
 {
-    // WMA reads the source itself unless it is normalised.
-    return s.options.txtFormat == QLatin1String("7") && !s.normalize;
+    // WMA reads the source itself unless it is normalised or faded.
+    return s.options.txtFormat == QLatin1String("7") && !s.normalize && !s.fade;
 }
 
 // After a finished output: the source goes to the trash when that was asked
@@ -130,7 +139,7 @@ ItemEnd convertOne(const AppFolder &folder, const BatchSettings &s, const QStrin
     if (!work.isValid())
         return {Status::Failed, QStringLiteral("no work folder: ") + batchWorkFolder(output)};
     if (!readsSourceItself(s)) {
-        const FullScriptInputs full{source, length.seconds, s.options.SamFreq, s.format, s.normalize, s.upmix};
+        const FullScriptInputs full{source, length.seconds, s.options.SamFreq, s.format, s.normalize, s.upmix, s.fade};
         if (!writeFullScript(work.filePath(QStringLiteral("DirectQX.avs")), full, folder))
             return {Status::Failed, QStringLiteral("the decoding script cannot be written")};
     }
@@ -176,6 +185,13 @@ ItemEnd convertOne(const AppFolder &folder, const BatchSettings &s, const QStrin
     EncoderEnd end;
     end.endedBySignal = process.exitStatus() == QProcess::CrashExit;
     end.exitCode = process.exitCode();
+    if (s.loudness.measureOnly) {
+        std::optional<TrackLoudness> measured = measuredLoudnessIn(tail);
+        if (!measured || end.endedBySignal || end.exitCode != 0)
+            return {Status::Failed, QStringLiteral("its loudness could not be measured: ") + oneLine(lastLineOf(tail))};
+        measured->seconds = length.seconds;
+        return {Status::Done, {}, false, measured};
+    }
     const QFileInfo written(output);
     if (const QString cause = encoderFailure(end, tail, written.exists() ? written.size() : -1); !cause.isEmpty()) {
         QFile::remove(partialOutputName(output));
@@ -259,6 +275,8 @@ QString batchStatusText(BatchItem::Status status)
     switch (status) {
     case BatchItem::Status::Waiting:
         return QStringLiteral("waiting");
+    case BatchItem::Status::Measuring:
+        return QStringLiteral("measuring");
     case BatchItem::Status::Running:
         return QStringLiteral("converting");
     case BatchItem::Status::Done:
@@ -323,6 +341,9 @@ void BatchJob::start()
     m_shared->abort = false;
     m_next = 0;
     m_active = 0;
+    m_measuring = m_settings.loudness.mode == LoudnessChoice::Mode::ReplayGain && m_settings.loudness.album;
+    m_album.clear();
+    m_albumPass = false;
     m_startedMs = QDateTime::currentMSecsSinceEpoch();
     launchNext();
     if (m_active == 0) {
@@ -333,11 +354,16 @@ void BatchJob::start()
 
 void BatchJob::launchNext()
 {
+    BatchSettings settings = m_settings;
+    settings.loudness.measureOnly = m_measuring;
     while (m_active < jobs() && m_next < m_items.size()) {
         const int index = m_next++;
         BatchItem &item = m_items[index];
-        if (item.status == BatchItem::Status::Skipped) {
-            Q_EMIT itemChanged(index);
+        if (item.status != BatchItem::Status::Waiting) {
+            // An output kept before the start is told once; a file that
+            // ended while it was measured is done with.
+            if (item.status == BatchItem::Status::Skipped && !m_albumPass)
+                Q_EMIT itemChanged(index);
             continue;
         }
         if (m_shared->abort) {
@@ -345,20 +371,22 @@ void BatchJob::launchNext()
             Q_EMIT itemChanged(index);
             continue;
         }
-        item.status = BatchItem::Status::Running;
+        item.status = m_measuring ? BatchItem::Status::Measuring : BatchItem::Status::Running;
         item.commandLine = batchEncoderLine(m_folder, m_settings, item.source, item.output).text;
         ++m_active;
         Q_EMIT itemChanged(index);
         const std::shared_ptr<Shared> shared = m_shared;
         m_shared->pool.start([this, shared, index, source = item.source, output = item.output,
-                              overwrite = item.overwrite, folder = m_folder, settings = m_settings] {
+                              overwrite = item.overwrite, folder = m_folder, settings] {
             const ItemEnd end = convertOne(folder, settings, source, output, overwrite, shared->abort,
                                            [this, index](double seconds, double encoded) {
                                                QMetaObject::invokeMethod(this, [this, index, seconds, encoded] {
                                                    itemProgress(index, seconds, encoded);
                                                });
                                            });
-            QMetaObject::invokeMethod(this, [this, index, end] { itemEnded(index, end.status, end.reason, end.trashed); });
+            QMetaObject::invokeMethod(this, [this, index, end] {
+                itemEnded(index, end.status, end.reason, end.trashed, end.loudness);
+            });
         });
     }
 }
@@ -370,18 +398,42 @@ void BatchJob::itemProgress(int index, double seconds, double encoded)
     Q_EMIT itemChanged(index);
 }
 
-void BatchJob::itemEnded(int index, BatchItem::Status status, const QString &reason, bool trashed)
+void BatchJob::itemEnded(int index, BatchItem::Status status, const QString &reason, bool trashed,
+                         const std::optional<TrackLoudness> &loudness)
 {
     BatchItem &item = m_items[index];
-    item.status = status;
-    item.reason = reason;
-    item.trashed = trashed;
-    if (status == BatchItem::Status::Done)
-        item.encoded = item.seconds;
     --m_active;
+    if (m_measuring && status == BatchItem::Status::Done) {
+        m_album << *loudness;
+        item.status = BatchItem::Status::Waiting;
+    } else {
+        item.status = status;
+        item.reason = reason;
+        item.trashed = trashed;
+        if (status == BatchItem::Status::Done)
+            item.encoded = item.seconds;
+    }
     Q_EMIT itemChanged(index);
     launchNext();
-    if (m_active == 0 && m_next >= m_items.size()) {
+    if (m_active > 0 || m_next < m_items.size())
+        return;
+    if (m_measuring) {
+        encodeAlbum(); // after an abort, this leaves every file aborted
+        return;
+    }
+    m_running = false;
+    Q_EMIT finished();
+}
+
+// Every file measured: each is encoded with the album's gain besides its own.
+void BatchJob::encodeAlbum()
+{
+    m_measuring = false;
+    m_albumPass = true;
+    m_settings.loudness.albumGain = albumGainOf(m_album);
+    m_next = 0;
+    launchNext();
+    if (m_active == 0) {
         m_running = false;
         Q_EMIT finished();
     }

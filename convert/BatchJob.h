@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <memory>
+#include <optional>
 
 namespace tonmill {
 
@@ -31,6 +32,7 @@ struct BatchSettings {
     int volumePercent = 100;
     bool normalize = false;
     bool upmix = false;
+    bool fade = false;
     QString ffmpegPath;
     QString quencPath;
     // After an output is complete and passes its check, its source goes to
@@ -47,7 +49,7 @@ BatchSettings batchSettingsFor(const AppFolder &folder, const OptionState &optio
                                int volumePercent, bool normalize, bool upmix);
 
 struct BatchItem {
-    enum class Status { Waiting, Running, Done, Failed, Skipped, Aborted };
+    enum class Status { Waiting, Measuring, Running, Done, Failed, Skipped, Aborted };
     QString source;
     QString output;
     Status status = Status::Waiting;
@@ -108,7 +110,9 @@ private:
 
     void launchNext();
     void itemProgress(int index, double seconds, double encoded);
-    void itemEnded(int index, BatchItem::Status status, const QString &reason, bool trashed);
+    void itemEnded(int index, BatchItem::Status status, const QString &reason, bool trashed,
+                   const std::optional<TrackLoudness> &loudness);
+    void encodeAlbum();
 
     AppFolder m_folder;
     BatchSettings m_settings;
@@ -116,6 +120,10 @@ private:
     std::shared_ptr<Shared> m_shared;
     int m_next = 0;
     int m_active = 0;
+    // An album's files are all measured before the first is encoded.
+    bool m_measuring = false;
+    bool m_albumPass = false; // the files are encoded after they were measured
+    QList<TrackLoudness> m_album;
     bool m_running = false;
     qint64 m_startedMs = 0;
 };

@@ -37,8 +37,6 @@ constexpr int kTimer3IntervalMs = 15;
 // How much of what an encoder prints the job keeps, for its last lines.
 constexpr qsizetype kEncoderTailSize = 4096;
 constexpr int kFailureLines = 5;
-// One frame of the scripts, in seconds.
-constexpr double kFrameSeconds = 1.0 / 25.0;
 
 QString noSourceText()
 {
@@ -252,9 +250,9 @@ void ConvertJob::btnConvert_Click()
     inputs.notes = m_form.txtNotes;
     inputs.genre = m_form.cmbGenre.text;
     inputs.track = m_form.txtTrack;
-    // The later formats carry the source's own tags: of the editor's fields
-    // only what the user changed goes on their line, and wins.
-    if (isLaterFormat(m_options.txtFormat)) {
+    // The formats that keep tags carry the source's own: of the editor's
+    // fields only what the user changed goes on their line, and wins.
+    if (formatKeepsTags(m_options.txtFormat)) {
         QString *const fields[] = {&inputs.title, &inputs.artist, &inputs.album, &inputs.year,
                                    &inputs.notes, &inputs.genre,  &inputs.track};
         for (std::size_t i = 0; i < std::size(fields); ++i) {
@@ -405,12 +403,8 @@ double ConvertJob::expectedSeconds() const
 {
     if (!m_form.chkSegment)
         return m_sourceSeconds;
-    // A segment holds its frames, the end one included, but never more than
-    // the source; an end of 0 runs to the source's end.
-    const double start = parseNumber(m_form.txtCutS).value_or(0);
-    const double end = parseNumber(m_form.txtCutE).value_or(0);
-    const double last = end > 0 ? end + kFrameSeconds : m_sourceSeconds;
-    return std::clamp(last - start, kFrameSeconds, std::max(m_sourceSeconds, kFrameSeconds));
+    return segmentSeconds(parseNumber(m_form.txtCutS).value_or(0), parseNumber(m_form.txtCutE).value_or(0),
+                          m_sourceSeconds);
 }
 
 void ConvertJob::onEncoderOutput(const QString &chunk)
@@ -436,14 +430,16 @@ bool ConvertJob::writeScripts(EncoderInputs &inputs)
 {
     const QString fullPath = m_folder.file(QStringLiteral("\\DirectQX.avs"));
     const QString segmentPath = m_folder.file(QStringLiteral("\\segment.avs"));
-    const FullScriptInputs full{m_form.txtPath,  m_sourceSeconds,       m_options.SamFreq,
-                                m_form.cmbFormat.text, m_form.peakNormalize(), m_form.chk51UpMix.checked};
-    const SegmentScriptInputs segment{m_form.txtPath, m_form.txtCutS, m_form.txtCutE, m_options.SamFreq};
+    const FullScriptInputs full{m_form.txtPath,         m_sourceSeconds,         m_options.SamFreq,
+                                m_form.cmbFormat.text, m_form.peakNormalize(), m_form.chk51UpMix.checked,
+                                m_form.chkFadeInOut};
+    const SegmentScriptInputs segment{m_form.txtPath,   m_form.txtCutS,      m_form.txtCutE,
+                                      m_options.SamFreq, m_form.chkFadeInOut, m_sourceSeconds};
 
-    // WMA reads the source itself unless it is normalised or cut.
+    // WMA reads the source itself unless it is normalised, faded or cut.
     const bool wma = isFormat(m_options.txtFormat, "7");
     inputs.input = m_form.txtPath;
-    if (!wma || m_form.peakNormalize()) {
+    if (!wma || m_form.peakNormalize() || m_form.chkFadeInOut) {
         if (!writeFullScript(fullPath, full, m_folder))
             return false;
         inputs.input = fullPath;
@@ -573,22 +569,29 @@ EncoderEnd ConvertJob::runScriptHost(const CommandLine &line)
 
 void ConvertJob::writeMp3Tags(const QString &output)
 {
-    const auto record = [this] {
-        ID3TagInfo info;
-        info.Artist = m_form.txtArtist;
-        info.Album = m_form.txtAlbum;
-        info.Title = m_form.txtTitle;
-        info.Year = m_form.txtYear;
-        info.Genre = m_form.cmbGenre.text;
-        info.Comment = m_form.txtNotes;
-        info.Track = m_form.txtTrack;
-        return info;
+    // The encoder wrote the source's own tag: its frames that the editor has
+    // no field for (cover, album artist, disc, ReplayGain...) are kept, and
+    // what the user changed in the editor wins over its fields.
+    ID3TagInfo carried;
+    if (QFile file(output); file.open(QIODevice::ReadOnly)) {
+        ID3FrameList ignored;
+        ReadID3v2Tag(file, 0, carried, ignored, kID3ReadLimit);
+    }
+    ID3TagInfo info = carried;
+    const std::pair<const QString &, QString &> fields[] = {
+        {m_form.txtTitle, info.Title}, {m_form.txtArtist, info.Artist}, {m_form.txtAlbum, info.Album},
+        {m_form.txtYear, info.Year},   {m_form.txtNotes, info.Comment},  {m_form.cmbGenre.text, info.Genre},
+        {m_form.txtTrack, info.Track},
     };
-    // The ReplayGain frames the encoder wrote are kept when they were asked for.
-    const bool discard = m_form.loudness.mode != LoudnessChoice::Mode::ReplayGain;
-    WriteID3v1Tag(output, record(), true);
-    WriteID3v2Tag(output, record(), 0, discard, true);
-    WriteID3v2Tag(output, record(), 1, discard, true);
+    // ffmpeg writes a comment as a TXXX frame, which the record does not
+    // read: there the editor's field, read from the source, stands.
+    for (std::size_t i = 0; i < std::size(fields); ++i) {
+        if (fields[i].first != m_form.reportTags[i] || fields[i].second.isEmpty())
+            fields[i].second = fields[i].first;
+    }
+    WriteID3v1Tag(output, info, true);
+    WriteID3v2Tag(output, info, 0, false, true);
+    WriteID3v2Tag(output, info, 1, false, true);
 }
 
 void ConvertJob::closing()

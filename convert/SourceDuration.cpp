@@ -131,58 +131,84 @@ QString SourceDuration::ffprobeFor(const QString &ffmpegPath)
     return QStandardPaths::findExecutable(QStringLiteral("ffprobe"));
 }
 
+namespace {
+
+// The "stream," line of the first audio stream: the one ffmpeg takes as "a:0".
+QByteArrayView audioStreamLine(QByteArrayView probeOutput)
+{
+    QByteArrayView found;
+    forEachLine(probeOutput, [&](QByteArrayView line) {
+        if (found.isNull() && line.startsWith("stream,") && entryOf(line, "codec_type") == "audio")
+            found = line;
+    });
+    return found;
+}
+
+} // namespace
+
 std::optional<double> SourceDuration::lengthFromPackets(QByteArrayView probeOutput)
 {
+    const QByteArrayView stream = audioStreamLine(probeOutput);
+    const QByteArrayView index = entryOf(stream, "index");
+    const QByteArrayView ratio = entryOf(stream, "time_base");
+    const qsizetype slash = ratio.indexOf('/');
+    bool numOk = false;
+    bool denOk = false;
+    const double num = slash < 0 ? 0 : ratio.first(slash).toDouble(&numOk);
+    const double den = slash < 0 ? 0 : ratio.sliced(slash + 1).toDouble(&denOk);
+    if (index.isEmpty() || !numOk || !denOk || !(num > 0) || !(den > 0))
+        return std::nullopt;
     // A long source lists tens of thousands of packets: read in place.
-    std::optional<double> timeBase;
     qint64 first = std::numeric_limits<qint64>::max();
     qint64 end = std::numeric_limits<qint64>::min();
     forEachLine(probeOutput, [&](QByteArrayView line) {
-        if (line.startsWith("packet,")) {
-            bool ptsOk = false;
-            bool durationOk = false;
-            const qint64 pts = entryOf(line, "pts").toLongLong(&ptsOk);
-            const qint64 duration = entryOf(line, "duration").toLongLong(&durationOk);
-            if (!ptsOk)
-                return; // a packet without a time says nothing of the length
-            first = std::min(first, pts);
-            end = std::max(end, pts + (durationOk && duration > 0 ? duration : 0));
-        } else if (line.startsWith("stream,")) {
-            const QByteArrayView ratio = entryOf(line, "time_base");
-            const qsizetype slash = ratio.indexOf('/');
-            bool numOk = false;
-            bool denOk = false;
-            const double num = slash < 0 ? 0 : ratio.first(slash).toDouble(&numOk);
-            const double den = slash < 0 ? 0 : ratio.sliced(slash + 1).toDouble(&denOk);
-            if (numOk && denOk && num > 0 && den > 0)
-                timeBase = num / den;
-        }
+        if (!line.startsWith("packet,") || entryOf(line, "stream_index") != index)
+            return;
+        bool ptsOk = false;
+        bool durationOk = false;
+        const qint64 pts = entryOf(line, "pts").toLongLong(&ptsOk);
+        const qint64 duration = entryOf(line, "duration").toLongLong(&durationOk);
+        if (!ptsOk)
+            return; // a packet without a time says nothing of the length
+        first = std::min(first, pts);
+        end = std::max(end, pts + (durationOk && duration > 0 ? duration : 0));
     });
-    if (!timeBase || end == std::numeric_limits<qint64>::min())
+    if (end == std::numeric_limits<qint64>::min())
         return std::nullopt;
     // Samples before time 0 (an encoder's priming) are dropped by the decoder;
     // a stream that starts later is counted from its start.
-    const double seconds = double(end - std::max<qint64>(first, 0)) * *timeBase;
+    const double seconds = double(end - std::max<qint64>(first, 0)) * num / den;
     return std::isfinite(seconds) && seconds > 0 ? std::optional<double>(seconds) : std::nullopt;
+}
+
+std::optional<double> SourceDuration::lengthFromFrameCount(QByteArrayView probeOutput)
+{
+    const QByteArrayView stream = audioStreamLine(probeOutput);
+    const QByteArrayView codec = entryOf(stream, "codec_name");
+    const double rate = entryOf(stream, "sample_rate").toDouble();
+    const double frames = entryOf(stream, "nb_read_packets").toDouble();
+    // Samples per frame: MPEG-2 and 2.5 halve layer III's at the low rates.
+    const double perFrame = codec == "mp1" ? 384 : codec == "mp2" ? 1152 : codec == "mp3" ? (rate >= 32000 ? 1152 : 576) : 0;
+    if (perFrame == 0 || !(rate > 0) || !(frames > 0))
+        return std::nullopt;
+    return frames * perFrame / rate;
 }
 
 AudioStreamInfo SourceDuration::streamFrom(QByteArrayView probeOutput)
 {
     AudioStreamInfo stream;
-    QByteArrayView format;
-    forEachLine(probeOutput, [&](QByteArrayView line) {
-        if (line.startsWith("packet,"))
-            return;
-        if (const QByteArrayView channels = entryOf(line, "channels"); !channels.isNull())
-            stream.channels = channels.toInt();
-        if (const QByteArrayView rate = entryOf(line, "sample_rate"); !rate.isNull())
-            stream.sampleRate = rate.toInt();
-        if (const QByteArrayView type = entryOf(line, "sample_fmt"); !type.isNull())
-            format = type;
-    });
-    if (format.isEmpty())
-        stream.channels = 0;
+    const QByteArrayView audio = audioStreamLine(probeOutput);
+    const QByteArrayView format = entryOf(audio, "sample_fmt");
+    // No sample type is how ffprobe says that it has no decoder for the stream.
+    stream.channels = format.isEmpty() ? 0 : entryOf(audio, "channels").toInt();
+    stream.sampleRate = entryOf(audio, "sample_rate").toInt();
     stream.isFloat = format.startsWith("flt") || format.startsWith("dbl");
+    forEachLine(probeOutput, [&](QByteArrayView line) {
+        const QByteArrayView codec = entryOf(line, "codec_name");
+        if (stream.coverStream < 0 && line.startsWith("stream,") && entryOf(line, "codec_type") == "video"
+            && entryOf(line, "disposition:attached_pic") == "1" && (codec == "mjpeg" || codec == "png"))
+            stream.coverStream = entryOf(line, "index").toInt();
+    });
     return stream;
 }
 
@@ -201,26 +227,6 @@ SourceLength SourceDuration::operator()(const QString &source) const
     return measurePackets(source, ffmpeg);
 }
 
-std::optional<double> SourceDuration::lengthFromFrameCount(QByteArrayView probeOutput)
-{
-    QByteArrayView codec;
-    double rate = 0;
-    double frames = 0;
-    forEachLine(probeOutput, [&](QByteArrayView line) {
-        if (const QByteArrayView name = entryOf(line, "codec_name"); !name.isNull())
-            codec = name;
-        if (const QByteArrayView value = entryOf(line, "sample_rate"); !value.isNull())
-            rate = value.toDouble();
-        if (const QByteArrayView value = entryOf(line, "nb_read_packets"); !value.isNull())
-            frames = value.toDouble();
-    });
-    // Samples per frame: MPEG-2 and 2.5 halve layer III's at the low rates.
-    const double perFrame = codec == "mp1" ? 384 : codec == "mp2" ? 1152 : codec == "mp3" ? (rate >= 32000 ? 1152 : 576) : 0;
-    if (perFrame == 0 || !(rate > 0) || !(frames > 0))
-        return std::nullopt;
-    return frames * perFrame / rate;
-}
-
 SourceLength SourceDuration::measurePackets(const QString &source, const QString &ffmpeg) const
 {
     const QString ffprobe = ffprobeFor(ffmpeg);
@@ -229,10 +235,13 @@ SourceLength SourceDuration::measurePackets(const QString &source, const QString
     // "file:" keeps a name that begins with "-" or holds a ":" from being read
     // as an option or another protocol.
     const QString input = QStringLiteral("file:") + QFileInfo(source).absoluteFilePath();
+    // Every stream is listed, not only the audio: a front cover is a picture
+    // stream of its own, which the later formats carry.
+    const QString kStreamEntries = QStringLiteral("stream=index,codec_type,codec_name,sample_rate,channels,sample_fmt");
+    const QString kCoverEntry = QStringLiteral(":stream_disposition=attached_pic");
     const auto ask = [&](const QStringList &what, ToolRun *run) {
-        *run = runToEnd(ffprobe, QStringList{QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-select_streams"),
-                                             QStringLiteral("a:0")}
-                                     + what + QStringList{input});
+        *run = runToEnd(ffprobe, QStringList{QStringLiteral("-v"), QStringLiteral("error")} + what
+                                     + QStringList{QStringLiteral("-of"), QStringLiteral("csv=nk=0"), input});
         if (!run->failure.isEmpty())
             return run->failure;
         return run->exitCode != 0 ? reasonFrom(run->err, input) : QString();
@@ -250,21 +259,19 @@ SourceLength SourceDuration::measurePackets(const QString &source, const QString
     static const QStringList kMpegAudio = {QStringLiteral("mp3"), QStringLiteral("mp2"), QStringLiteral("mpa"), QStringLiteral("mp1")};
     if (kMpegAudio.contains(QFileInfo(source).suffix().toLower())) {
         if (const QString why = ask({QStringLiteral("-count_packets"), QStringLiteral("-show_entries"),
-                                     QStringLiteral("stream=codec_name,sample_rate,channels,sample_fmt,nb_read_packets"),
-                                     QStringLiteral("-of"), QStringLiteral("default=nw=1")},
+                                     kStreamEntries + QStringLiteral(",nb_read_packets") + kCoverEntry},
                                     &run);
             !why.isEmpty())
             return unreadable(why);
         if (const std::optional<double> seconds = lengthFromFrameCount(run.out))
             return measured(*seconds);
     }
-    if (const QString why = ask({QStringLiteral("-show_entries"),
-                                 QStringLiteral("stream=time_base,channels,sample_rate,sample_fmt:packet=pts,duration"),
-                                 QStringLiteral("-of"), QStringLiteral("csv=nk=0")},
+    if (const QString why = ask({QStringLiteral("-show_entries"), kStreamEntries + QStringLiteral(",time_base") + kCoverEntry
+                                                                      + QStringLiteral(":packet=stream_index,pts,duration")},
                                 &run);
         !why.isEmpty())
         return unreadable(why);
-    if (!run.out.contains("stream,"))
+    if (audioStreamLine(run.out).isNull())
         return unreadable(QStringLiteral("it holds no audio"));
     const std::optional<double> seconds = lengthFromPackets(run.out);
     if (!seconds)

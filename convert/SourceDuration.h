@@ -43,19 +43,22 @@ public:
     // The ffprobe to ask, for an ffmpeg path as the settings hold it; empty
     // when there is none.
     static QString ffprobeFor(const QString &ffmpegPath);
-    // The seconds of sound that ffprobe's packet list spans, from its CSV
-    // output with keys ("stream,...,time_base=N/D" and
-    // "packet,pts=P,duration=D" lines): from the first sample the decoder
-    // keeps to the end of the last packet. Nothing when the list names no
-    // audio stream or holds no timed packet.
+    // ffprobe's answers are read as CSV with keys, one "stream,index=I,
+    // codec_type=T,..." line for each stream; the audio is the first audio
+    // stream's.
+    // The seconds of sound that the packet list ("packet,stream_index=I,
+    // pts=P,duration=D" lines) spans for the audio, in its stream's
+    // time_base: from the first sample the decoder keeps to the end of the
+    // last packet. Nothing when the list names no audio stream or holds no
+    // timed packet of it.
     static std::optional<double> lengthFromPackets(QByteArrayView probeOutput);
-    // The seconds that ffprobe's count of MPEG audio frames makes, from its
-    // "codec_name=", "sample_rate=" and "nb_read_packets=" entries; nothing
-    // for another codec, whose frames may differ in length.
+    // The seconds that ffprobe's count of the audio's MPEG frames makes, from
+    // its codec_name, sample_rate and nb_read_packets; nothing for another
+    // codec, whose frames may differ in length.
     static std::optional<double> lengthFromFrameCount(QByteArrayView probeOutput);
-    // The channels, rate and sample type among ffprobe's "key=value" entries
-    // (one a line, or a line's comma-separated fields); no channels when it
-    // named no sample type, which is how it says there is no decoder.
+    // The audio's channels, rate and sample type (no channels when it named
+    // no sample type, which is how it says there is no decoder), and the
+    // front cover: a JPEG or PNG stream marked as an attached picture.
     static AudioStreamInfo streamFrom(QByteArrayView probeOutput);
 
 private:

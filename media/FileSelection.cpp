@@ -6,6 +6,8 @@
 #include "platform/Dialogs.h"
 #include "settings/INIManager.h"
 
+#include <QFile>
+
 #include <array>
 #include <utility>
 
@@ -67,18 +69,37 @@ void FileSelection::loadSource(const QString &path)
 void FileSelection::LoadTagsFromReport()
 {
     const QString report = m_report.reportFile();
-    const std::array<std::pair<const char *, QString *>, 7> fields = {{
-        {"Title", &m_form.txtTitle},
-        {"Author", &m_form.txtArtist},
-        {"Album", &m_form.txtAlbum},
-        {"Date", &m_form.txtYear},
-        {"Comment", &m_form.txtNotes},
-        {"Genre", &m_form.cmbGenre.text},
-        {"Track", &m_form.txtTrack},
+    // The media tool names a Vorbis comment's COMMENT "Description".
+    const std::array<std::pair<QStringList, QString *>, 7> fields = {{
+        {{QStringLiteral("Title")}, &m_form.txtTitle},
+        {{QStringLiteral("Author")}, &m_form.txtArtist},
+        {{QStringLiteral("Album")}, &m_form.txtAlbum},
+        {{QStringLiteral("Date")}, &m_form.txtYear},
+        {{QStringLiteral("Comment"), QStringLiteral("Description")}, &m_form.txtNotes},
+        {{QStringLiteral("Genre")}, &m_form.cmbGenre.text},
+        {{QStringLiteral("Track")}, &m_form.txtTrack},
     }};
     for (std::size_t i = 0; i < fields.size(); ++i) {
-        *fields[i].second = ReadIniValue(QStringLiteral("General"), QString::fromLatin1(fields[i].first), report);
-        m_form.reportTags[i] = *fields[i].second;
+        QString *const field = fields[i].second;
+        field->clear();
+        for (const QString &key : fields[i].first) {
+            if (field->isEmpty())
+                *field = ReadIniValue(QStringLiteral("General"), key, report);
+        }
+        m_form.reportTags[i] = *field;
+    }
+    // For a WMA file with an album artist the media tool names that one
+    // "Performer" (the report's first "Author"), and the file's own author
+    // after it.
+    if (QFile file(report); file.open(QIODevice::ReadOnly)) {
+        bool inGeneral = false;
+        for (const QString &raw : QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'))) {
+            const QString line = raw.trimmed();
+            if (line.startsWith(QLatin1Char('[')))
+                inGeneral = line == QLatin1String("[General]");
+            else if (inGeneral && line.startsWith(QLatin1String("Author=")))
+                m_form.txtArtist = m_form.reportTags[1] = line.mid(7);
+        }
     }
 }
 

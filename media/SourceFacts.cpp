@@ -37,6 +37,7 @@ QString sourceFactsEntry(const QString &path, const AudioStreamInfo &stream)
     facts.insert(QStringLiteral("rate"), stream.sampleRate);
     facts.insert(QStringLiteral("seconds"), stream.durationSeconds);
     facts.insert(QStringLiteral("float"), stream.isFloat);
+    facts.insert(QStringLiteral("cover"), stream.coverStream);
     return QLatin1String(kSourceFactsVariable) + QLatin1Char('=')
         + QString::fromUtf8(QJsonDocument(facts).toJson(QJsonDocument::Compact));
 }
@@ -56,6 +57,7 @@ std::optional<AudioStreamInfo> knownSourceFacts(const QByteArray &encoded, const
     stream.sampleRate = facts.value(QStringLiteral("rate")).toInt();
     stream.durationSeconds = facts.value(QStringLiteral("seconds")).toDouble(-1);
     stream.isFloat = facts.value(QStringLiteral("float")).toBool();
+    stream.coverStream = facts.value(QStringLiteral("cover")).toInt(-1);
     return complete(stream) ? std::optional<AudioStreamInfo>(stream) : std::nullopt;
 }
 

@@ -12,6 +12,9 @@ struct AudioStreamInfo {
     int sampleRate = 0;
     double durationSeconds = 0;
     bool isFloat = false;
+    // The file's front cover: the index of its attached picture stream, the
+    // one ffmpeg would take as "0:N"; -1 when it has none.
+    int coverStream = -1;
 };
 
 // The most channels a source may have.

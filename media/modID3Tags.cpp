@@ -7,7 +7,9 @@
 #include <QFileInfo>
 #include <QHash>
 #include <QStringDecoder>
+#include <QStringEncoder>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 
@@ -345,16 +347,28 @@ void readFrames(const QByteArray &data, qsizetype position, const TagLayout &tag
 
 // ---- writing ----
 
-// Text in ISO-8859-1 (encoding byte 0); the comment in English and the
-// address, each with an empty description.
+bool fitsLatin1(const QString &value)
+{
+    return std::all_of(value.begin(), value.end(), [](QChar c) { return c.unicode() <= 0xFF; });
+}
+
+// Text in ISO-8859-1 (encoding byte 0), or where it holds characters that
+// ISO-8859-1 has not (Japanese, Cyrillic...) in UTF-16 after a byte order mark
+// (encoding byte 1), which both versions read; the comment in English and
+// the address, each with an empty description. The address is always
+// ISO-8859-1.
 QByteArray frameBody(const QByteArray &id, const QString &value)
 {
-    const QByteArray text = value.toLatin1();
+    const bool wide = id != "WXXX" && !fitsLatin1(value);
+    const QByteArray encoding(1, wide ? '\1' : '\0');
+    const QByteArray end(wide ? 2 : 1, '\0');
+    const QByteArray text = wide ? QByteArray("\xFF\xFE", 2) + QByteArray(QStringEncoder(QStringEncoder::Utf16LE).encode(value))
+                                 : value.toLatin1();
     if (id == "COMM")
-        return QByteArray("\0eng\0", 5) + text + '\0';
+        return encoding + QByteArray("eng", 3) + end + text + end;
     if (id == "WXXX")
         return QByteArray(2, '\0') + text + '\0';
-    return '\0' + text + '\0';
+    return encoding + text + end;
 }
 
 QByteArray frame(const QByteArray &id, const QByteArray &body, bool version4)

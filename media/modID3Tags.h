@@ -33,8 +33,9 @@ struct ID3Frame {
 };
 using ID3FrameList = QList<ID3Frame>;
 
-// The most bytes of one tag that the writer reads when it keeps frames.
-constexpr qint64 kID3ReadLimit = 65535;
+// The most bytes of one tag that the writer reads when it keeps frames:
+// enough for a front cover of several megabytes.
+constexpr qint64 kID3ReadLimit = 16 * 1024 * 1024;
 
 // Writes the 128-byte ID3v1.1 tag at the end of the file, over an ID3v1 tag
 // already there. False when the file cannot be opened; a file without any

@@ -90,6 +90,7 @@ void SaveSettings(const OptionState &o, const MainFormState &form, const AppFold
     option("ALACBits", o.alacBits);
     store.write("General", "LogOnOff", boolText(form.mnuLog));
     store.write("General", "SaveLog", boolText(form.mnuSaveLog));
+    store.write("General", "TagEditor", boolText(form.mnuTagEditor));
 }
 
 void LoadSettings(OptionState &o, MainFormState &form, OptionPanel &panel, const AppFolder &folder)

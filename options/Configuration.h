@@ -9,8 +9,8 @@ struct OptionState;
 
 // Keeps the main form's option choices in the settings file between runs.
 
-// Writes the Options keys, Mode first, then the log switches LogOnOff and
-// SaveLog of General.
+// Writes the Options keys, Mode first, then the menu switches LogOnOff,
+// SaveLog and TagEditor of General.
 void SaveSettings(const OptionState &options, const MainFormState &form, const AppFolder &folder);
 
 // Restores the format (MP3 when the stored one is not in the list), shows its

@@ -39,8 +39,9 @@ void MainFormState::selectLoudness(int index)
     if (index < 0 || index >= kLoudnessChoices)
         return;
     loudness.mode = index == 0 ? LoudnessChoice::Mode::Off
-                  : index == 4 ? LoudnessChoice::Mode::ReplayGain
+                  : index >= 4 ? LoudnessChoice::Mode::ReplayGain
                                : LoudnessChoice::Mode::Normalize;
+    loudness.album = index == 5;
     if (index >= 1 && index <= 3)
         loudness.targetLufs = kLoudnessTargets[index - 1];
 }
@@ -51,7 +52,7 @@ int MainFormState::loudnessIndex() const
     case LoudnessChoice::Mode::Off:
         return 0;
     case LoudnessChoice::Mode::ReplayGain:
-        return 4;
+        return loudness.album ? 5 : 4;
     case LoudnessChoice::Mode::Normalize:
         break;
     }

@@ -11,7 +11,7 @@
 namespace tonmill {
 
 // cmbLoudness's choices, in order: none, the three targets, ReplayGain tags.
-inline constexpr int kLoudnessChoices = 5;
+inline constexpr int kLoudnessChoices = 6;
 
 struct CheckBoxState {
     bool checked = false;
@@ -48,6 +48,8 @@ struct MainFormState {
     std::array<QString, 7> reportTags;
     bool mnuLog = false;
     bool mnuSaveLog = true;
+    // The tag editor frame is shown.
+    bool mnuTagEditor = true;
 
     // Conversion: the choices the job reads besides the option panel's.
     int slVolume = 100; // percent
@@ -56,6 +58,7 @@ struct MainFormState {
     bool chkSegmentEnabled = true;
     bool btnSegPreviewEnabled = true;
     bool chkNormalize = false;
+    bool chkFadeInOut = false;
     // What the encoder does about loudness; a loudness target stands in for
     // peak normalising.
     LoudnessChoice loudness;

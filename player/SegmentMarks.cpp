@@ -72,7 +72,7 @@ void SegmentMarks::endTimeCheck()
 void SegmentMarks::btnSegPreview_Click()
 {
     const QString script = m_folder.file(QStringLiteral("\\segment.avs"));
-    writeSegmentScript(script, {m_form.txtPath, m_form.txtCutS, m_form.txtCutE, m_options.SamFreq});
+    writeSegmentScript(script, {m_form.txtPath, m_form.txtCutS, m_form.txtCutE, m_options.SamFreq, m_form.chkFadeInOut});
     m_transport.playFile(script);
 }
 

@@ -172,6 +172,11 @@ void SettingsStore::setSaveLog(bool save)
     write(kGeneral, QStringLiteral("SaveLog"), flagText(save));
 }
 
+bool SettingsStore::tagEditor() const
+{
+    return flagValue(read(kGeneral, QStringLiteral("TagEditor"))).value_or(true);
+}
+
 QString SettingsStore::mode() const
 {
     return option(QStringLiteral("Mode"));

@@ -55,6 +55,8 @@ public:
     void setLogOnOff(bool shown);
     bool saveLog() const;
     void setSaveLog(bool save);
+    // Saved at exit in the same way; empty: the tag editor shown.
+    bool tagEditor() const;
 
     // [Options]: the main window's format choices, as text.
     QString mode() const;

@@ -1,7 +1,7 @@
 // The main window clicked as a person would, offscreen, with the real media
 // tool and encoders: start-up, opening a source, the option panel's advice,
-// converting, aborting and closing during a run, the log switch, and the
-// captions of every language.
+// converting, aborting and closing during a run, the log and tag editor
+// switches, and the captions of every language.
 #include "app/AboutDialog.h"
 #include "app/MainProgram.h"
 #include "app/MainWindowTitle.h"
@@ -116,6 +116,8 @@ private Q_SLOTS:
     void openAdviseConvertAbortClose();
     void batchModeFromTheWindow();
     void batchNamingPreviewAndTrash();
+    void tagEditorItemHidesTheFrame();
+    void launcherFilesOpen();
     void everyLanguageRelabelsEveryControl();
     void aboutShowsVersionNoticeAndLinks();
 };
@@ -506,6 +508,98 @@ void TestMainWindow::batchNamingPreviewAndTrash()
     }
     QVERIFY(QFileInfo::exists(folder + QStringLiteral("/c.flac")));
     qunsetenv("XDG_DATA_HOME");
+}
+
+void TestMainWindow::tagEditorItemHidesTheFrame()
+{
+    Home home;
+    home.settled();
+    // Laid out once the window has handled its layout requests: every panel
+    // at least as tall as it needs to be and inside the window.
+    const auto wholeAndUnsqueezed = [](MainWindow &window, std::initializer_list<const char *> names) {
+        QApplication::processEvents();
+        const QRect area = window.centralWidget()->rect();
+        for (const char *name : names) {
+            auto *w = window.findChild<QWidget *>(QLatin1String(name));
+            const QRect shown(w->mapTo(window.centralWidget(), QPoint(0, 0)), w->size());
+            if (!area.contains(shown) || w->height() < w->minimumSizeHint().height())
+                return QStringLiteral("%1 at %2,%3 %4x%5").arg(QLatin1String(name)).arg(shown.x()).arg(shown.y()).arg(shown.width()).arg(shown.height());
+        }
+        return QString();
+    };
+    int frameHeight = 0;
+    for (const bool restarted : {false, true}) {
+        test::TestDialogs dialogs;
+        MainProgram program(home.folder, dialogs);
+        MainWindow &window = program.window();
+        program.start();
+        QTRY_VERIFY_WITH_TIMEOUT(startedUp(program.log(), 2), 30000);
+        QAction *item = control<QAction>(window, "mnuTagEditor");
+        QWidget *frame = control<QWidget>(window, "fraTagViewer");
+        auto *fade = control<QCheckBox>(window, "chkFadeInOut");
+        // The fade is chosen for one run only, as Normalize is.
+        QVERIFY(!fade->isChecked());
+        if (!restarted) {
+            QVERIFY(item->isChecked() && frame->isVisible());
+            QCOMPARE(window.height(), 502);
+            frameHeight = frame->height();
+            QVERIFY(frameHeight > 50);
+            QTest::mouseClick(fade, Qt::LeftButton);
+            QVERIFY(program.form().form.chkFadeInOut);
+            item->trigger();
+        }
+        // Hidden: the window is shorter by the frame, nothing below it is
+        // cut or squeezed, even beside the tallest option panel; the log
+        // switch keeps the difference, and the batch list takes the room.
+        QVERIFY(!item->isChecked() && !frame->isVisible());
+        QCOMPARE(window.height(), 502 - frameHeight);
+        choose(control<QComboBox>(window, "cmbFormat"), QStringLiteral("AAC"));
+        QCOMPARE(wholeAndUnsqueezed(window, {"frmAAC", "fraClipEdition", "fraOutVol", "btnConvert", "fraPlayer"}), QString());
+        QAction *log = control<QAction>(window, "mnuLog");
+        log->trigger();
+        QCOMPARE(window.height(), 613 - frameHeight);
+        log->trigger();
+        QTest::mouseClick(control<QRadioButton>(window, "optBatchMode"), Qt::LeftButton);
+        QCOMPARE(window.height(), 502);
+        QCOMPARE(wholeAndUnsqueezed(window, {"fraBatchMode", "fraClipEdition", "fraOutVol", "fraPlayer"}), QString());
+        QTest::mouseClick(control<QRadioButton>(window, "optFileMode"), Qt::LeftButton);
+        QCOMPARE(window.height(), 502 - frameHeight);
+        if (restarted) {
+            item->trigger();
+            QVERIFY(item->isChecked() && frame->isVisible());
+            QCOMPARE(window.height(), 502);
+            QCOMPARE(wholeAndUnsqueezed(window, {"fraTagViewer", "frmAAC", "fraClipEdition", "fraOutVol", "fraPlayer"}), QString());
+            QCOMPARE(frame->height(), frameHeight);
+        }
+        QVERIFY(window.close());
+        QCOMPARE(home.setting("General", "TagEditor"), restarted ? QStringLiteral("True") : QStringLiteral("False"));
+        QVERIFY(dialogs.allAnswersUsed());
+    }
+}
+
+// What the launcher hands over opens once start-up is done: one file as the
+// Open dialog would open it, more than one in Batch Mode.
+void TestMainWindow::launcherFilesOpen()
+{
+    Home home;
+    home.settled();
+    const QString one = home.path(QStringLiteral("one.wav"));
+    const QString two = home.path(QStringLiteral("two.wav"));
+    QVERIFY(makeTone(one, 1, 2) && makeTone(two, 1, 2));
+    test::TestDialogs dialogs;
+    {
+        MainProgram program(home.folder, dialogs);
+        program.start({one});
+        QTRY_COMPARE_WITH_TIMEOUT(program.form().form.txtPath, one, 30000);
+        QVERIFY(!program.form().batch.batchMode);
+        QVERIFY(startedUp(program.log(), 2));
+    }
+    MainProgram program(home.folder, dialogs);
+    program.start({one, two});
+    QTRY_VERIFY_WITH_TIMEOUT(program.form().batch.items.size() == 2, 30000);
+    QVERIFY(program.form().batch.batchMode);
+    QVERIFY(control<QWidget>(program.window(), "fraBatchMode")->isVisible());
+    QCOMPARE(program.form().batch.items[1].source, two);
 }
 
 void TestMainWindow::everyLanguageRelabelsEveryControl()

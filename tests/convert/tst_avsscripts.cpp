@@ -6,6 +6,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <functional>
+
 using namespace tonmill;
 
 namespace {
@@ -48,6 +50,7 @@ private Q_SLOTS:
     void fullScriptOptions();
     void frameNumbersRound();
     void segmentScript();
+    void fadeLineOnlyWhenAsked();
     void writing();
 
 private:
@@ -253,6 +256,72 @@ void TestAVSScripts::segmentScript()
         QVERIFY2(!writeSegmentScript(path, in), qPrintable(start + QLatin1Char('/') + end));
     }
     QCOMPARE(readAll(path), before);
+}
+
+void TestAVSScripts::fadeLineOnlyWhenAsked()
+{
+    const AppFolder folder(m_app);
+    const auto full = [&folder](const char *source, double seconds, const char *rate, const char *format,
+                                bool normalize) {
+        return [=, &folder](bool fade) {
+            return fullScript({QLatin1String(source), seconds, QLatin1String(rate), QLatin1String(format), normalize,
+                               false, fade},
+                              folder);
+        };
+    };
+    const auto segment = [](const char *start, const char *end, double sourceSeconds) {
+        return [=](bool fade) {
+            return tonmill::segmentScript({QStringLiteral("/m/s.wav"), QLatin1String(start), QLatin1String(end),
+                                           QStringLiteral("48000"), fade, sourceSeconds});
+        };
+    };
+    const auto cut = [](const char *trim) {
+        return QStringList{"# Created by Tonmill - Quorell", "Clip1 = DirectShowSource(\"/m/s.wav\",25)", kBlank, kDub,
+                           "ConvertToYV12 (Clip3)", QLatin1String(trim), "ResampleAudio (48000)", "ConvertToYV12()"};
+    };
+    const QStringList head = fullHead(m_app);
+    struct Case {
+        const char *name;
+        std::function<std::optional<QStringList>(bool)> script;
+        QStringList plain; // the script without the fade, as it has always been written
+        qsizetype at;      // where the fade line goes
+        QString fade;
+    };
+    // 2 seconds are 50 frames; a shorter sound fades over a third of its
+    // length each way; a cut's length is its frames up to the source's end.
+    const QList<Case> cases = {
+        {"mp3", full("/m/a.mp3", 180, "44100", "MP3", false),
+         head + QStringList{"Clip1 = DirectShowSource(\"/m/a.mp3\")", kBlank, kDub, "Trim(Clip3,0,4500)",
+                            "ResampleAudio (44100)", "ConvertToYV12()"},
+         7, "FadeIO0(50)"},
+        {"wma normalised, 4.5 s", full("/m/b.wav", 4.5, "44100", "WMA", true),
+         head + QStringList{"Clip1 = DirectShowSource(\"/m/b.wav\",25)", kBlank, kDub, "Clip4=Normalize(Clip3,volume=1)",
+                            "Trim(Clip4,0,113)", "ConvertToYV12()"},
+         8, "FadeIO0(38)"},
+        {"opus at the source's rate, 3 s", full("/m/c.flac", 3, "", "OPUS", false),
+         head + QStringList{"Clip1 = DirectShowSource(\"/m/c.flac\",25)", kBlank, kDub, "Trim(Clip3,0,75)",
+                            "ConvertToYV12()"},
+         7, "FadeIO0(25)"},
+        {"cut", segment("012.400", "030.000", 60), cut("Trim(Clip3,310,750)"), 6, "FadeIO0(50)"},
+        {"short cut", segment("1", "2.5", 60), cut("Trim(Clip3,25,63)"), 6, "FadeIO0(13)"},
+        {"cut to the end", segment("7", "000.000", 10), cut("Trim(Clip3,175,0)"), 6, "FadeIO0(25)"},
+        {"cut past the end", segment("8", "30", 10), cut("Trim(Clip3,200,750)"), 6, "FadeIO0(17)"},
+        {"cut, length unknown", segment("8", "0", 0), cut("Trim(Clip3,200,0)"), 6, "FadeIO0(50)"},
+    };
+    for (const Case &c : cases) {
+        QCOMPARE(c.script(false), std::optional<QStringList>(c.plain));
+        QStringList faded = c.plain;
+        faded.insert(c.at, c.fade);
+        QVERIFY2(c.script(true) == faded, c.name);
+    }
+
+    // The up-mixed six channels are what fades.
+    FullScriptInputs ac3{QStringLiteral("/m/d.wav"), 10, QStringLiteral("48000"), QStringLiteral("AC3"), false, true};
+    QStringList upmixed = *fullScript(ac3, folder);
+    ac3.fade = true;
+    upmixed.insert(upmixed.indexOf(QStringLiteral("6==Audiochannels(last)?GetChannel(last,1,3,2,5,6,4):last")) + 1,
+                   QStringLiteral("FadeIO0(50)"));
+    QCOMPARE(*fullScript(ac3, folder), upmixed);
 }
 
 void TestAVSScripts::writing()

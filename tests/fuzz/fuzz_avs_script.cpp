@@ -37,13 +37,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             std::abort();
         return 0;
     }
-    NormalizeGains gains;
+    Measurements measured;
     for (const ClipNode *node : postOrder(result.clip)) {
         if (node->op == ClipNode::Op::Normalize)
-            gains.insert(node, 1.0);
+            measured.gains.insert(node, 1.0);
+        else if (node->op == ClipNode::Op::Fade)
+            measured.lengths.insert(node, node->samples);
     }
-    for (const GraphMode mode : {GraphMode::Render, GraphMode::PeakScan}) {
-        if (compileGraph(result.clip, mode, gains).filterComplex.isEmpty())
+    for (const GraphMode mode : {GraphMode::Render, GraphMode::PeakScan, GraphMode::LengthScan}) {
+        if (compileGraph(result.clip, mode, measured).filterComplex.isEmpty())
             std::abort();
     }
     return 0;

@@ -110,6 +110,7 @@ void TestConfiguration::saveThenLoadRestoresEveryChoice()
     QVERIFY(o.Combo2.select(QStringLiteral("20")));
     saved.form.mnuLog = true;
     saved.form.mnuSaveLog = false;
+    saved.form.mnuTagEditor = false;
 
     SaveSettings(o, saved.form, saved.folder);
 
@@ -127,7 +128,7 @@ void TestConfiguration::saveThenLoadRestoresEveryChoice()
     };
     QCOMPARE(sectionLines(file, QStringLiteral("Options")), expected);
     QCOMPARE(sectionLines(file, QStringLiteral("General")),
-             (QList<QPair<QString, QString>>{{"LogOnOff", "True"}, {"SaveLog", "False"}}));
+             (QList<QPair<QString, QString>>{{"LogOnOff", "True"}, {"SaveLog", "False"}, {"TagEditor", "False"}}));
 
     Form loaded(dir.path());
     QVERIFY(choices(loaded) != choices(saved));
@@ -139,10 +140,11 @@ void TestConfiguration::saveThenLoadRestoresEveryChoice()
     QCOMPARE(loaded.options.SamFreq, QStringLiteral("22050"));
     QVERIFY(loaded.dialogs.messages().isEmpty());
 
-    // Saving what was loaded writes the same file again (the log switches
+    // Saving what was loaded writes the same file again (the menu switches
     // are start-up's to restore, not LoadSettings').
     loaded.form.mnuLog = true;
     loaded.form.mnuSaveLog = false;
+    loaded.form.mnuTagEditor = false;
     const QByteArray first = [&] { QFile f(file); return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray(); }();
     SaveSettings(loaded.options, loaded.form, loaded.folder);
     QFile again(file);

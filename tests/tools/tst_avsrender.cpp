@@ -237,6 +237,7 @@ private Q_SLOTS:
     void normalizeReachesFullScale();
     void upMixPlacesChannels();
     void fiveOneIsReordered();
+    void fadeFollowsTheSound();
     void compiledGraph();
 
 private:
@@ -522,6 +523,37 @@ void TestAvsRender::fiveOneIsReordered()
     for (const auto &channel : wav.samples)
         order << static_cast<int>(std::lround(rms(channel, 0, 4 * 44100) * std::sqrt(2.0) * 10));
     QCOMPARE(order, (QList<int>{1, 3, 2, 5, 6, 4}));
+}
+
+void TestAvsRender::fadeFollowsTheSound()
+{
+    // A 1 s fade each way, linear, on the steady tone and on the VBR MP3
+    // whose length ffprobe misjudges: against the same script without the
+    // fade, the gain rises from silence and falls to it where the decoded
+    // sound ends, and the length stays the sound's.
+    for (const QString &name : {QStringLiteral("quiet.wav"), QStringLiteral("vbr.mp3")}) {
+        const QString path = source(name);
+        const QStringList lines = fullScript(m_dir.path(), path, decodedSeconds(path), 44100, false, false);
+        const Wav plain = render(QStringLiteral("plain.avs"), lines);
+        const Wav faded = render(QStringLiteral("fade.avs"), QStringList(lines).replaceInStrings(
+                                     QStringLiteral("ConvertToYV12()"), QStringLiteral("FadeIO0(25)\r\nConvertToYV12()")));
+        QVERIFY2(plain.channels == 2 && faded.channels == 2, qPrintable(m_lastError));
+        const qint64 n = faded.frames();
+        QCOMPARE(n, plain.frames());
+        // The gain over 20 ms at that many seconds from the start (or, when
+        // negative, before the end).
+        const auto gain = [&](double at) {
+            const qint64 from = std::clamp<qint64>(std::llround((at < 0 ? n / 44100.0 + at : at) * 44100) - 441, 0, n - 882);
+            return rms(faded.samples[0], from, from + 882) / rms(plain.samples[0], from, from + 882);
+        };
+        const QList<QPair<double, double>> expected = {{-0.5, 0.5}, {-0.25, 0.25}, {-0.01, 0.01}, {-1.2, 1}};
+        for (const auto &[at, share] : expected)
+            QVERIFY2(std::abs(gain(at) - share) < 0.02, qPrintable(QStringLiteral("%1 at %2: %3").arg(name).arg(at).arg(gain(at))));
+        if (name == QLatin1String("quiet.wav")) {
+            for (const auto &[at, share] : {std::pair{0.01, 0.01}, {0.25, 0.25}, {0.5, 0.5}, {1.2, 1.0}})
+                QVERIFY2(std::abs(gain(at) - share) < 0.02, qPrintable(QStringLiteral("at %1: %2").arg(at).arg(gain(at))));
+        }
+    }
 }
 
 void TestAvsRender::compiledGraph()

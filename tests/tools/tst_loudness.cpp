@@ -126,7 +126,7 @@ QString replayGainTags(const QString &file)
                                              " for k, v in (f.tags or {}).items()}\n"
                                              "if 'REPLAYGAIN_TRACK_GAIN' in t:\n"
                                              "    print(t['REPLAYGAIN_TRACK_GAIN'] + '|'"
-                                             " + t['REPLAYGAIN_TRACK_PEAK'])\n"),
+                                             " + t['REPLAYGAIN_TRACK_PEAK'] + '|' + t.get('R128_TRACK_GAIN', ''))\n"),
                               file});
     return r.out.trimmed();
 }
@@ -180,7 +180,7 @@ void TestLoudness::initTestCase()
          {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), speechWav, QStringLiteral("-metadata"),
           QStringLiteral("REPLAYGAIN_TRACK_GAIN=+5.00 dB"), QStringLiteral("-metadata"),
           QStringLiteral("REPLAYGAIN_TRACK_PEAK=0.500000"), m_speech});
-    QCOMPARE(replayGainTags(m_speech), QStringLiteral("+5.00 dB|0.500000"));
+    QCOMPARE(replayGainTags(m_speech), QStringLiteral("+5.00 dB|0.500000|"));
     // Noise and two tones, compressed hard and brought up: about -8 LUFS.
     m_music = soxMade("music.wav", "synth 20 pinknoise synth 20 sine mix 110 synth 20 sine mix 330 tremolo 4 40 "
                                    "compand 0.002,0.05 -40,-40,0,-8 0 -90 0.002 gain -n -2.4");
@@ -226,12 +226,33 @@ void TestLoudness::choiceAndMeterLogAreRead()
     for (const auto &[value, valid] : values)
         QVERIFY2(loudnessFrom(QByteArray(value)).has_value() == valid, value);
 
-    const QString entry = loudnessEntry({LoudnessChoice::Mode::ReplayGain, kLoudnessBroadcastLufs, -2});
+    LoudnessChoice broadcast;
+    broadcast.mode = LoudnessChoice::Mode::ReplayGain;
+    broadcast.targetLufs = kLoudnessBroadcastLufs;
+    broadcast.truePeakDbtp = -2;
+    const QString entry = loudnessEntry(broadcast);
     QVERIFY(entry.startsWith(QLatin1String(kLoudnessVariable) + QLatin1Char('=')));
     const std::optional<LoudnessChoice> back = loudnessFrom(entry.section(QLatin1Char('='), 1).toUtf8());
     QVERIFY(back && back->mode == LoudnessChoice::Mode::ReplayGain);
     QVERIFY(back->targetLufs == -23 && back->truePeakDbtp == -2);
     QVERIFY(loudnessEntry({}).isEmpty());
+    LoudnessChoice album;
+    album.mode = LoudnessChoice::Mode::ReplayGain;
+    album.albumGain = AlbumGain{-3.25, 0.5};
+    const std::optional<LoudnessChoice> albumBack = loudnessFrom(loudnessEntry(album).section(QLatin1Char('='), 1).toUtf8());
+    QVERIFY(albumBack && albumBack->albumGain && albumBack->albumGain->gainDb == -3.25 && albumBack->albumGain->peak == 0.5);
+    QVERIFY(!loudnessFrom(R"({"mode":"replaygain","album_gain":-3})"));
+
+    // The album's loudness is the files' as one: silence and unknown
+    // lengths count for nothing; the peak is the highest.
+    const std::optional<TrackLoudness> measured =
+        measuredLoudnessIn(QStringLiteral("x\n") + measuredLoudnessLine(-20, -6.02) + QStringLiteral("\n"));
+    QVERIFY(measured && measured->integratedLufs == -20 && measured->truePeakDbtp == -6.02);
+    const std::optional<AlbumGain> two =
+        albumGainOf({{-20, -6.02, 30}, {-30, -1, 10}, {kLoudnessFloorLufs, -90, 60}, {-10, 0, 0}});
+    QVERIFY(two && std::abs(two->gainDb - (-18 - 10 * std::log10((30 * 0.01 + 10 * 0.001) / 40))) < 0.01);
+    QVERIFY(std::abs(two->peak - std::pow(10.0, -1 / 20.0)) < 1e-9);
+    QVERIFY(!albumGainOf({{kLoudnessFloorLufs, -90, 60}}));
 
     const std::optional<run::LoudnessReading> reading = run::parseLoudnessLog(QString::fromLatin1(kCapturedLog));
     QVERIFY(reading);
@@ -242,7 +263,7 @@ void TestLoudness::choiceAndMeterLogAreRead()
     const QString probeOnly = QString::fromLatin1(kCapturedLog).section(QLatin1String("[info] Stream mapping"), 0, 0);
     const std::optional<run::LoudnessReading> silent = run::parseLoudnessLog(probeOnly);
     QVERIFY(silent);
-    QCOMPARE(silent->integratedLufs, run::kLoudnessFloorLufs);
+    QCOMPARE(silent->integratedLufs, kLoudnessFloorLufs);
     QVERIFY(std::isinf(silent->truePeakDbtp) && silent->truePeakDbtp < 0);
     QVERIFY(!run::parseLoudnessLog(QStringLiteral("[error] click.wav: No such file or directory\n")));
 }
@@ -318,6 +339,7 @@ void TestLoudness::otherwiseTheAudioIsKept_data()
     QTest::newRow("ReplayGain, music in MP3") << "replaygain" << m_music << "mp3" << "mp3" << QString();
     QTest::newRow("ReplayGain, click in FLAC") << "replaygain" << m_click << "flac" << "flac" << QString();
     QTest::newRow("ReplayGain, click in MP3") << "replaygain" << m_click << "mp3" << "mp3" << QString();
+    QTest::newRow("ReplayGain, music in Opus") << "replaygain" << m_music << "opus" << "opus" << QString();
     QTest::newRow("ReplayGain, WAV") << "replaygain" << m_speech << "pcm_s16le" << "wav"
                                      << "wav files keep no ReplayGain tags";
     QTest::newRow("too short to normalise") << "normalize" << m_short << "flac" << "flac"
@@ -351,8 +373,12 @@ void TestLoudness::otherwiseTheAudioIsKept()
     }
     QVERIFY2(r.err.isEmpty(), qPrintable(r.err));
     const QRegularExpressionMatch m =
-        QRegularExpression(QStringLiteral(R"(^([+-][0-9]+\.[0-9]{2}) dB\|([0-9]\.[0-9]{6})$)")).match(tags);
+        QRegularExpression(QStringLiteral(R"(^([+-][0-9]+\.[0-9]{2}) dB\|([0-9]\.[0-9]{6})\|(-?[0-9]*)$)")).match(tags);
     QVERIFY2(m.hasMatch(), qPrintable(tags));
+    // Opus players read their own tag: the gain to -23 LUFS in 1/256 dB.
+    QCOMPARE(m.captured(3).isEmpty(), muxer != QLatin1String("opus"));
+    if (muxer == QLatin1String("opus"))
+        QVERIFY2(std::abs(m.captured(3).toDouble() / 256 - (m.captured(1).toDouble() - 5)) < 0.01, qPrintable(tags));
     // The gain holds for the file as it plays; the peak is that of the audio
     // the encoder was given, which an MP3 encoder smears (a click loses 1 dB).
     const Meter played = test::measureLoudness(output);

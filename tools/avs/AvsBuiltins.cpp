@@ -110,6 +110,17 @@ Value normalize(const std::vector<Value> &args, BuiltinContext &)
     return makeNormalize(clipAt(args, 0), floatAt(args, 1, 1.0));
 }
 
+Value fadeIO0(const std::vector<Value> &args, BuiltinContext &context)
+{
+    const Clip &clip = clipAt(args, 0);
+    const qint64 frames = std::get<qint64>(args[1]);
+    // Far past any real length, as Trim's frames are.
+    if (frames < 0 || frames > (qint64(1) << 40))
+        return fail(context, QStringLiteral("FadeIO0: %1 is not a number of frames").arg(frames));
+    // The 0 variant adds no frame: the clip keeps its length.
+    return frames == 0 ? clip : makeFade(clip, samplesForFrames(frames, clip->sampleRate, clip->fps));
+}
+
 Value trim(const std::vector<Value> &args, BuiltinContext &)
 {
     const Clip &clip = clipAt(args, 0);
@@ -298,6 +309,7 @@ QHash<QString, Builtin> makeTable()
         {QStringLiteral("BlankClip"), {optional("length", ParamType::Int), optional("fps", ParamType::Float), optional("audio_rate", ParamType::Int), optional("channels", ParamType::Int)}, blankClip},
         {QStringLiteral("AudioDub"), {clipParam("video"), clipParam("audio")}, audioDub},
         {QStringLiteral("Normalize"), {clipParam("clip"), optional("volume", ParamType::Float)}, normalize},
+        {QStringLiteral("FadeIO0"), {clipParam("clip"), required("num_frames", ParamType::Int)}, fadeIO0},
         {QStringLiteral("Trim"), {clipParam("clip"), required("first_frame", ParamType::Int), required("last_frame", ParamType::Int)}, trim},
         {QStringLiteral("ResampleAudio"), {clipParam("clip"), required("rate", ParamType::Int)}, resampleAudio},
         {QStringLiteral("ConvertToYV12"), {clipParam("clip")}, unchanged},

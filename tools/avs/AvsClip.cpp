@@ -130,6 +130,13 @@ Clip makeNormalize(const Clip &input, double volume)
     return node;
 }
 
+Clip makeFade(const Clip &input, qint64 samples)
+{
+    auto node = derived(ClipNode::Op::Fade, input);
+    node->fade = samples;
+    return node;
+}
+
 Clip makeFloat(const Clip &input)
 {
     auto node = derived(ClipNode::Op::ToFloat, input);

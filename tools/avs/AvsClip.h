@@ -35,6 +35,7 @@ struct ClipNode {
         Delay,     // delay samples of silence in front (or dropped from it), length kept
         Normalize, // gain that lifts the peak to volume times full scale
         ToFloat,   // float samples
+        Fade,      // linear fades from silence over the first fade samples and to it over the last
     };
 
     Op op = Op::Source;
@@ -55,6 +56,7 @@ struct ClipNode {
     QList<QList<double>> matrix;  // Matrix: matrix[out][in]
     PassFilter filter;            // Filter
     double volume = 1;            // Normalize
+    qint64 fade = 0;              // Fade: samples at each end
 
     double durationSeconds() const { return sampleRate > 0 ? static_cast<double>(samples) / sampleRate : 0; }
 };
@@ -81,6 +83,7 @@ Clip makeMix(const std::vector<Clip> &inputs);
 Clip makeFilter(const Clip &input, const PassFilter &filter);
 Clip makeDelay(const Clip &input, qint64 samples);
 Clip makeNormalize(const Clip &input, double volume);
+Clip makeFade(const Clip &input, qint64 samples);
 Clip makeFloat(const Clip &input);
 
 } // namespace tonmill::avs

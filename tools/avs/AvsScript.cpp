@@ -1,8 +1,8 @@
 #include "tools/avs/AvsScript.h"
 
 #include "media/SourceFacts.h"
+#include "tools/avs/AudioMeter.h"
 #include "tools/avs/FilterGraphCompiler.h"
-#include "tools/avs/PeakMeter.h"
 #include "tools/avs/ScriptLoader.h"
 #include "tools/avs/SourceProbe.h"
 #include "tools/avs/ToolProcess.h"
@@ -49,23 +49,29 @@ CompileResult compileScript(const QString &scriptPath, const QString &ffmpegPath
     if (!clip)
         return failure(error);
 
-    // Inner Normalize nodes come first, so that an outer one measures audio
-    // already scaled by them.
-    NormalizeGains gains;
+    // Inner nodes come first, so that an outer Normalize measures audio
+    // already scaled and faded by them.
+    Measurements measured;
     for (const ClipNode *node : postOrder(clip)) {
-        if (node->op != ClipNode::Op::Normalize)
+        const bool normalize = node->op == ClipNode::Op::Normalize;
+        if (!normalize && node->op != ClipNode::Op::Fade)
             continue;
-        const FfmpegGraph scan = compileGraph(node->inputs.front(), GraphMode::PeakScan, gains);
-        const std::optional<double> peak = measurePeak(ffmpeg, scan, &error);
-        if (!peak)
+        const FfmpegGraph scan =
+            compileGraph(node->inputs.front(), normalize ? GraphMode::PeakScan : GraphMode::LengthScan, measured);
+        const std::optional<AudioMeasure> measure = measureAudio(
+            ffmpeg, scan, normalize ? QStringLiteral("Normalize") : QStringLiteral("FadeIO0"), &error);
+        if (!measure)
             return failure(QStringLiteral("%1: %2").arg(QFileInfo(scriptPath).fileName(), error));
         // Silence stays silence.
-        gains.insert(node, *peak > 0 ? node->volume / *peak : 1.0);
+        if (normalize)
+            measured.gains.insert(node, measure->peak > 0 ? node->volume / measure->peak : 1.0);
+        else
+            measured.lengths.insert(node, measure->samples);
     }
 
     CompileResult result;
     result.ok = true;
-    result.graph = compileGraph(clip, GraphMode::Render, gains);
+    result.graph = compileGraph(clip, GraphMode::Render, measured);
     return result;
 }
 

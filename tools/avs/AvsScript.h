@@ -30,7 +30,8 @@ struct CompileResult {
 
 // Reads the script, probes its sources with the ffprobe beside ffmpegPath (or
 // on PATH) and compiles it. A script that normalises costs one ffmpeg pass over
-// the audio before Normalize, run here to find the peak.
+// the audio before Normalize, run here to find the peak; one that fades, one
+// pass over the audio before the fade, to find where it ends.
 CompileResult compileScript(const QString &scriptPath, const QString &ffmpegPath);
 
 // The script's length in seconds as far as it is known (0 when its sources do

@@ -53,9 +53,9 @@ QStringList channelNames(int channels)
 
 class GraphWriter {
 public:
-    GraphWriter(GraphMode mode, const NormalizeGains &gains)
+    GraphWriter(GraphMode mode, const Measurements &measured)
         : m_mode(mode)
-        , m_gains(gains)
+        , m_measured(measured)
     {
     }
 
@@ -69,6 +69,8 @@ public:
         }
         // A mix is as long as its first input and every other node as its
         // input, so silence on a mix's first input sets how long the mix is.
+        if (m_mode == GraphMode::LengthScan)
+            m_bounding.insert(root.get());
         for (auto it = order.rbegin(); it != order.rend(); ++it) {
             const ClipNode *node = *it;
             if (!node->inputs.empty() && ((node->op == ClipNode::Op::Mix && node->inputs.size() > 1) || m_bounding.contains(node)))
@@ -183,7 +185,14 @@ private:
                    + QStringLiteral("join=inputs=2:channel_layout=%1:map=%2").arg(layoutName(node.channels), map.join(QLatin1Char('|')));
         }
         case ClipNode::Op::Normalize:
-            return in[0] + QStringLiteral("volume=volume=%1:precision=float").arg(number(m_gains.value(&node, 1.0)));
+            return in[0] + QStringLiteral("volume=volume=%1:precision=float").arg(number(m_measured.gains.value(&node, 1.0)));
+        case ClipNode::Op::Fade: {
+            // afade places its fades by the samples' timestamps, so they are
+            // counted from 0 here; the fade out ends with the measured end.
+            const qint64 length = m_measured.lengths.value(&node, 0);
+            return in[0] + QStringLiteral("asetpts=N/SR/TB,afade=t=in:ss=0:ns=%1:curve=tri,afade=t=out:ss=%2:ns=%1:curve=tri")
+                               .arg(integer(node.fade), integer(std::max<qint64>(length - node.fade, 0)));
+        }
         case ClipNode::Op::ToFloat:
             return in[0] + QStringLiteral("aformat=sample_fmts=flt|fltp");
         }
@@ -191,7 +200,7 @@ private:
     }
 
     GraphMode m_mode;
-    const NormalizeGains &m_gains;
+    const Measurements &m_measured;
     FfmpegGraph m_graph;
     QHash<const ClipNode *, QStringList> m_labels; // pads not yet connected, per node
     QSet<const ClipNode *> m_bounding;             // nodes whose length sets a mix's
@@ -223,9 +232,9 @@ std::vector<const ClipNode *> postOrder(const Clip &root)
     return order;
 }
 
-FfmpegGraph compileGraph(const Clip &root, GraphMode mode, const NormalizeGains &gains)
+FfmpegGraph compileGraph(const Clip &root, GraphMode mode, const Measurements &measured)
 {
-    return GraphWriter(mode, gains).write(root);
+    return GraphWriter(mode, measured).write(root);
 }
 
 } // namespace tonmill::avs

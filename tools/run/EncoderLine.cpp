@@ -171,9 +171,9 @@ ParsedLine parseFfmpeg(const QStringList &words)
         r.muxer = format;
     }
 
-    // The formats that hold tags and were added after WMA.
-    static const QStringList kTagMuxers = {QStringLiteral("flac"), QStringLiteral("ogg"), QStringLiteral("opus"),
-                                           QStringLiteral("ipod")};
+    // The formats that hold tags: ID3v2, WMA attributes, Vorbis comments, MP4 atoms.
+    static const QStringList kTagMuxers = {QStringLiteral("mp3"), QStringLiteral("asf"),  QStringLiteral("flac"),
+                                           QStringLiteral("ogg"), QStringLiteral("opus"), QStringLiteral("ipod")};
     r.sourceTags = kTagMuxers.contains(r.muxer);
 
     if (kbps && !oldCodec.startsWith(QLatin1String("pcm_"))) { // PCM's rate follows from its sample format
@@ -234,6 +234,7 @@ ParsedLine parseWmaScript(const QStringList &words)
     r.kind = LineKind::WmaScript;
     r.encoder = QStringLiteral("wmav2");
     r.muxer = QStringLiteral("asf");
+    r.sourceTags = true;
     // The ASF attribute each argument of the script sets.
     static const QList<QPair<QString, QString>> fields = {
         {QStringLiteral("-title"), QStringLiteral("Title")},

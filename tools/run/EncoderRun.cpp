@@ -1,5 +1,6 @@
 #include "tools/run/EncoderRun.h"
 
+#include "media/CoverArt.h"
 #include "platform/ChildProcess.h"
 #include "platform/ToolChain.h"
 #include "tools/run/LoudnessPass.h"
@@ -32,6 +33,7 @@ EncoderRun::EncoderRun(EncodeRequest request, AudioSource source, QString ffmpeg
     , m_loudness(loudness)
     , m_output(QFileInfo(m_request.output).absoluteFilePath())
     , m_temporary(partialOutputName(m_output))
+    , m_cover(coverAside(m_request, m_source, m_temporary))
 {
     connect(&m_process, &QProcess::readyReadStandardOutput, this, &EncoderRun::readProgress);
     connect(&m_process, &QProcess::readyReadStandardError, this, &EncoderRun::readDiagnostics);
@@ -59,7 +61,7 @@ bool EncoderRun::prepareTarget()
         m_failure = QStringLiteral("the output \"%1\" is a folder").arg(m_output);
         return false;
     }
-    setPartialFile(m_temporary);
+    setPartialFiles(m_temporary, m_cover);
     QFile probe(m_temporary);
     if (!probe.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
         m_failure = QStringLiteral("cannot write to the output folder \"%1\": %2").arg(folder, probe.errorString());
@@ -109,6 +111,8 @@ bool EncoderRun::start()
     if (started)
         return true;
     QFile::remove(m_temporary);
+    if (!m_cover.isEmpty())
+        QFile::remove(m_cover);
     // The program was checked before; this is what has changed since, or exec's refusal.
     const ProgramCheck check = checkProgram(m_ffmpeg);
     m_failureStatus = check.status != 0 ? check.status : kHelperProgramNotExecutable;
@@ -180,7 +184,7 @@ void EncoderRun::onFinished(int exitCode, QProcess::ExitStatus status)
     } else if (!ranWell) {
         m_failure = failureLine({exitCode, m_diagnostics.errors(), m_diagnostics.lastLines(), sourceFiles(m_source),
                                  m_request.encoder, m_last.seconds, m_temporary, m_output});
-    } else if (std::rename(QFile::encodeName(m_temporary).constData(), QFile::encodeName(m_output).constData()) != 0) {
+    } else if (keepCover(); std::rename(QFile::encodeName(m_temporary).constData(), QFile::encodeName(m_output).constData()) != 0) {
         m_failure = QStringLiteral("cannot put the result in place as \"%1\": %2")
                         .arg(m_output, QString::fromLocal8Bit(std::strerror(errno)));
     } else {
@@ -189,7 +193,32 @@ void EncoderRun::onFinished(int exitCode, QProcess::ExitStatus status)
         return;
     }
     QFile::remove(m_temporary);
+    if (!m_cover.isEmpty())
+        QFile::remove(m_cover);
     Q_EMIT finished(false);
+}
+
+// A cover that cannot be added leaves the sound as good as it is: said, not failed.
+void EncoderRun::keepCover()
+{
+    if (m_cover.isEmpty())
+        return;
+    QFile file(m_cover);
+    CoverPicture picture;
+    if (file.open(QIODevice::ReadOnly))
+        picture.data = file.readAll();
+    file.close();
+    QFile::remove(m_cover);
+    picture.mime = pictureMime(picture.data);
+    QString why;
+    if (picture.mime.isEmpty())
+        why = QStringLiteral("the source's cover is neither JPEG nor PNG");
+    else if (m_request.muxer == QLatin1String("asf"))
+        why = embedAsfCover(m_temporary, picture);
+    else
+        why = embedOggCover(m_temporary, picture);
+    if (!why.isEmpty())
+        Q_EMIT notice(QStringLiteral("the cover was not kept: %1").arg(why));
 }
 
 } // namespace tonmill::run

@@ -54,6 +54,7 @@ private:
     void flushPendingLine();
     bool prepareTarget();
     bool measureLoudness();
+    void keepCover();
 
     EncodeRequest m_request;
     AudioSource m_source;
@@ -62,6 +63,7 @@ private:
     EncodeAdjustment m_adjustment;
     QString m_output;
     QString m_temporary;
+    QString m_cover; // the source's cover taken aside, for a tag added afterwards
     QProcess m_process;
     ProgressReader m_progress;
     DiagnosticReader m_diagnostics;

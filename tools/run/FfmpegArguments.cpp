@@ -33,6 +33,11 @@ int ac3SampleRate(int rate)
 
 } // namespace
 
+bool holdsCoverStream(const QString &muxer)
+{
+    return muxer == QLatin1String("mp3") || muxer == QLatin1String("flac") || muxer == QLatin1String("ipod");
+}
+
 AudioSource plainSource(const QString &path)
 {
     AudioSource source;
@@ -107,6 +112,14 @@ AudioGraph audioGraph(const EncodeRequest &request, const AudioSource &source, c
     return g;
 }
 
+QString coverAside(const EncodeRequest &request, const AudioSource &source, const QString &target)
+{
+    static const QStringList kCoverTagMuxers = {QStringLiteral("ogg"), QStringLiteral("opus"), QStringLiteral("asf")};
+    if (!request.sourceTags || source.coverStream < 0 || !kCoverTagMuxers.contains(request.muxer))
+        return {};
+    return target + QStringLiteral(".cover");
+}
+
 QStringList ffmpegArguments(const EncodeRequest &request, const AudioSource &source, const QString &target,
                             const EncodeAdjustment &adjustment)
 {
@@ -120,15 +133,24 @@ QStringList ffmpegArguments(const EncodeRequest &request, const AudioSource &sou
     if (!graph.filterComplex.isEmpty())
         a << QStringLiteral("-filter_complex") << graph.filterComplex;
     a << QStringLiteral("-map") << graph.map;
-    // The original encoders saw bare audio: their tags come only from the
-    // line. The later formats carry the first source's tags, the file's and
-    // its audio stream's (where Ogg keeps them), under the line's own.
+    // The formats that hold tags carry the first source's, the file's and its
+    // audio stream's (where Ogg keeps them), under the line's own; the others
+    // get bare audio.
     if (request.sourceTags)
         a << QStringLiteral("-map_metadata") << QStringLiteral("0") << QStringLiteral("-map_metadata")
           << QStringLiteral("0:s:a:0");
     else
         a << QStringLiteral("-map_metadata") << QStringLiteral("-1");
-    a << QStringLiteral("-vn");
+    if (request.sourceTags && source.coverStream >= 0 && holdsCoverStream(request.muxer))
+        a << QStringLiteral("-map") << QStringLiteral("0:%1").arg(source.coverStream) << QStringLiteral("-c:v")
+          << QStringLiteral("copy") << QStringLiteral("-disposition:v:0") << QStringLiteral("attached_pic")
+          << QStringLiteral("-metadata:s:v:0") << QStringLiteral("comment=Cover (front)");
+    else
+        a << QStringLiteral("-vn");
+    // The program's ID3 writer rewrites the tag in version 2.3 and 2.4 and
+    // keeps frames it finds; version 2.3's text encodings are valid in both.
+    if (request.sourceTags && request.muxer == QLatin1String("mp3"))
+        a << QStringLiteral("-id3v2_version") << QStringLiteral("3");
     if (!request.encoder.isEmpty())
         a << QStringLiteral("-c:a") << request.encoder;
     if (request.bitRate > 0)
@@ -144,6 +166,11 @@ QStringList ffmpegArguments(const EncodeRequest &request, const AudioSource &sou
         a << QStringLiteral("-metadata") << key + QLatin1Char('=') + value;
     a << request.muxerOptions;
     a << QStringLiteral("-f") << request.muxer << target;
+    // The picture's packet is its image file as it stands.
+    if (const QString cover = coverAside(request, source, target); !cover.isEmpty())
+        a << QStringLiteral("-map") << QStringLiteral("0:%1").arg(source.coverStream) << QStringLiteral("-c")
+          << QStringLiteral("copy") << QStringLiteral("-frames:v") << QStringLiteral("1") << QStringLiteral("-update")
+          << QStringLiteral("1") << QStringLiteral("-f") << QStringLiteral("image2") << cover;
     return a;
 }
 

@@ -19,9 +19,15 @@ struct AudioSource {
     // Six channels that stand in the AC-3 order L C R Ls Rs LFE, as the
     // up-mix script hands them to the AC3 encoder, rather than in ffmpeg's.
     bool ac3ChannelOrder = false;
+    // The first input's front cover, a picture stream of its own; -1: none.
+    int coverStream = -1;
 };
 
 AudioSource plainSource(const QString &path);
+
+// Whether ffmpeg writes a picture stream into this muxer's files as their
+// front cover.
+bool holdsCoverStream(const QString &muxer);
 
 // The file names the source opens.
 QStringList sourceFiles(const AudioSource &source);
@@ -51,8 +57,14 @@ struct AudioGraph {
 };
 AudioGraph audioGraph(const EncodeRequest &request, const AudioSource &source, const QStringList &furtherFilters);
 
+// Where the run puts the source's front cover, for formats whose cover is a
+// tag that ffmpeg does not write (Ogg, Opus, WMA): beside the target, to be
+// added once the target is complete. Empty when there is none to keep.
+QString coverAside(const EncodeRequest &request, const AudioSource &source, const QString &target);
+
 // One ffmpeg run that reads the source, applies the settings and writes the
-// target; progress goes to its standard output as key=value blocks.
+// target (and the cover aside, where there is one); progress goes to its
+// standard output as key=value blocks.
 QStringList ffmpegArguments(const EncodeRequest &request, const AudioSource &source, const QString &target,
                             const EncodeAdjustment &adjustment = {});
 

@@ -2,6 +2,7 @@
 
 #include "tools/run/EncoderLine.h"
 #include "tools/run/FfmpegArguments.h"
+#include "convert/LoudnessChoice.h"
 #include "tools/run/ProgressReport.h"
 
 #include <QString>
@@ -11,10 +12,6 @@
 #include <optional>
 
 namespace tonmill::run {
-
-// ffmpeg's EBU R128 meter reports this when nothing passes its absolute gate:
-// silence, or audio shorter than one 400 ms block.
-inline constexpr double kLoudnessFloorLufs = -70;
 
 // What the meter found in the audio as the encoder would get it.
 struct LoudnessReading {

@@ -48,8 +48,19 @@ LoudnessOutcome runLoudnessPass(const LoudnessChoice &choice, const EncodeReques
         return outcome;
     }
     if (choice.mode == LoudnessChoice::Mode::ReplayGain) {
-        const auto tags = replayGainTags(reading);
+        auto tags = replayGainTags(reading);
         outcome.adjustment.summary = QStringLiteral("ReplayGain %1, peak %2").arg(tags[0].second, tags[1].second);
+        // A file on its own is an album of one.
+        const std::optional<AlbumGain> album =
+            choice.albumGain ? choice.albumGain
+            : choice.album   ? std::optional<AlbumGain>(AlbumGain{replayGainDb(reading.integratedLufs), trackPeak(reading)})
+                             : std::nullopt;
+        if (album) {
+            tags << albumGainTags(*album);
+            outcome.adjustment.summary += QStringLiteral("; album %1, peak %2").arg(tags[2].second, tags[3].second);
+        }
+        if (request.muxer == QLatin1String("opus"))
+            tags << opusGainTags(reading, album);
         if (keepsReplayGainTags(request.muxer))
             outcome.adjustment.tags = tags;
         else

@@ -5,12 +5,12 @@
 namespace tonmill::run {
 
 namespace {
+constexpr double kR128ReferenceLufs = -23;
 // Measured on tones, noise and clicks limited by up to 20 dB: back at the
 // base rate, true peaks came out up to 0.2 dB over what the limiter held at
 // four times the rate, and in an MP3 at 256 kbit/s up to 0.7 dB over it.
 constexpr double kResamplingMargin = 0.5;
 constexpr double kLossyMargin = 1.0;
-constexpr double kReplayGainReferenceLufs = -18;
 
 bool isLossless(const QString &encoder)
 {
@@ -59,13 +59,33 @@ QStringList gainFilters(double gainDb, std::optional<double> limiterDbtp, int sa
     return filters;
 }
 
+double trackPeak(const LoudnessReading &reading)
+{
+    return std::isfinite(reading.truePeakDbtp) ? std::pow(10.0, reading.truePeakDbtp / 20) : 0.0;
+}
+
 QList<QPair<QString, QString>> replayGainTags(const LoudnessReading &reading)
 {
-    // Rounded first, so that a gain of nothing is "+0.00 dB", never "-0.00 dB".
-    const double gain = std::round((kReplayGainReferenceLufs - reading.integratedLufs) * 100) / 100 + 0.0;
-    const double peak = std::isfinite(reading.truePeakDbtp) ? std::pow(10.0, reading.truePeakDbtp / 20) : 0.0;
-    return {{QStringLiteral("REPLAYGAIN_TRACK_GAIN"), QString::asprintf("%+.2f dB", gain)},
-            {QStringLiteral("REPLAYGAIN_TRACK_PEAK"), QString::asprintf("%.6f", peak)}};
+    return {{QStringLiteral("REPLAYGAIN_TRACK_GAIN"), QString::asprintf("%+.2f dB", replayGainDb(reading.integratedLufs))},
+            {QStringLiteral("REPLAYGAIN_TRACK_PEAK"), QString::asprintf("%.6f", trackPeak(reading))}};
+}
+
+QList<QPair<QString, QString>> opusGainTags(const LoudnessReading &reading, const std::optional<AlbumGain> &album)
+{
+    // Opus players take the gain to -23 LUFS (EBU R128) in 1/256 dB, as a
+    // 16-bit number; ReplayGain's reference is 5 dB above that.
+    const auto q78 = [](double db) { return QString::number(qBound(-32768L, std::lround(db * 256), 32767L)); };
+    QList<QPair<QString, QString>> tags = {
+        {QStringLiteral("R128_TRACK_GAIN"), q78(kR128ReferenceLufs - reading.integratedLufs)}};
+    if (album)
+        tags.append({QStringLiteral("R128_ALBUM_GAIN"), q78(album->gainDb + kR128ReferenceLufs - kReplayGainReferenceLufs)});
+    return tags;
+}
+
+QList<QPair<QString, QString>> albumGainTags(const AlbumGain &album)
+{
+    return {{QStringLiteral("REPLAYGAIN_ALBUM_GAIN"), QString::asprintf("%+.2f dB", album.gainDb)},
+            {QStringLiteral("REPLAYGAIN_ALBUM_PEAK"), QString::asprintf("%.6f", album.peak)}};
 }
 
 QList<QPair<QString, QString>> droppedLoudnessTags()

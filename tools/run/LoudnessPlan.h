@@ -33,9 +33,15 @@ double limiterLevel(const LoudnessChoice &choice, const QString &encoder);
 // between samples, and then back at sampleRate.
 QStringList gainFilters(double gainDb, std::optional<double> limiterDbtp, int sampleRate);
 
+// The true peak as a share of full scale; 0 for silence.
+double trackPeak(const LoudnessReading &reading);
 // ReplayGain 2.0 track tags: the gain to -18 LUFS as "-3.21 dB", the true
 // peak as a share of full scale.
 QList<QPair<QString, QString>> replayGainTags(const LoudnessReading &reading);
+// The album's, in the same form.
+QList<QPair<QString, QString>> albumGainTags(const AlbumGain &album);
+// Opus's own gain tags for the track and, when there is one, the album.
+QList<QPair<QString, QString>> opusGainTags(const LoudnessReading &reading, const std::optional<AlbumGain> &album);
 
 // The loudness tags a source may carry into the output (ReplayGain's and
 // Opus's R128 gains), each with an empty value, which makes ffmpeg drop it:

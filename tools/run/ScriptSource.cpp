@@ -1,5 +1,6 @@
 #include "tools/run/ScriptSource.h"
 
+#include "media/SourceFacts.h"
 #include "tools/avs/AvsScript.h"
 
 #include <QFile>
@@ -19,6 +20,17 @@ bool reordersForAc3(const QString &scriptPath)
     QFile script(scriptPath);
     return script.open(QIODevice::ReadOnly) && reorder.match(QString::fromUtf8(script.readAll())).hasMatch();
 }
+
+// The cover that the program found when it measured the first input.
+int knownCoverStream(const AudioSource &source)
+{
+    QString path = sourceFiles(source).value(0);
+    if (path.startsWith(QLatin1String("file:")))
+        path.remove(0, 5);
+    const std::optional<AudioStreamInfo> facts = knownSourceFacts(qgetenv(kSourceFactsVariable), path);
+    return facts ? facts->coverStream : -1;
+}
+
 } // namespace
 
 SourceResult openSource(const QString &input, const QString &ffmpegPath)
@@ -36,6 +48,7 @@ SourceResult openSource(const QString &input, const QString &ffmpegPath)
     if (info.suffix().compare(QLatin1String("avs"), Qt::CaseInsensitive) != 0) {
         result.ok = true;
         result.source = plainSource(input);
+        result.source.coverStream = knownCoverStream(result.source);
         return result;
     }
     const avs::CompileResult compiled = avs::compileScript(input, ffmpegPath);
@@ -51,6 +64,7 @@ SourceResult openSource(const QString &input, const QString &ffmpegPath)
     s.sampleRate = compiled.graph.sampleRate;
     s.durationSeconds = compiled.graph.durationSeconds;
     s.ac3ChannelOrder = reordersForAc3(input);
+    s.coverStream = knownCoverStream(s);
     result.ok = true;
     return result;
 }

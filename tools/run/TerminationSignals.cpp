@@ -12,8 +12,8 @@ namespace tonmill::run {
 namespace {
 // Read by the signal handler, so plain and fixed-size.
 volatile sig_atomic_t g_encoder = 0;
-volatile sig_atomic_t g_hasPartial = 0;
-char g_partial[PATH_MAX];
+volatile sig_atomic_t g_partialCount = 0;
+char g_partial[2][PATH_MAX];
 
 constexpr int kSignals[] = {SIGTERM, SIGINT, SIGHUP};
 
@@ -36,8 +36,8 @@ extern "C" void endRun(int number)
         ::kill(-encoder, SIGKILL);
         ::waitpid(encoder, nullptr, __WALL);
     }
-    if (g_hasPartial)
-        ::unlink(g_partial);
+    for (sig_atomic_t i = 0; i < g_partialCount; ++i)
+        ::unlink(g_partial[i]);
     ::_exit(128 + number);
 }
 } // namespace
@@ -56,14 +56,16 @@ void setEncoderProcess(qint64 pid)
     g_encoder = static_cast<sig_atomic_t>(pid);
 }
 
-void setPartialFile(const QString &path)
+void setPartialFiles(const QString &output, const QString &cover)
 {
-    const QByteArray name = QFile::encodeName(path);
-    g_hasPartial = 0;
-    if (static_cast<size_t>(name.size()) < sizeof g_partial) {
-        std::memcpy(g_partial, name.constData(), static_cast<size_t>(name.size()) + 1);
-        g_hasPartial = 1;
+    g_partialCount = 0;
+    sig_atomic_t count = 0;
+    for (const QString &path : {output, cover}) {
+        const QByteArray name = QFile::encodeName(path);
+        if (!name.isEmpty() && static_cast<size_t>(name.size()) < sizeof g_partial[0])
+            std::memcpy(g_partial[count++], name.constData(), static_cast<size_t>(name.size()) + 1);
     }
+    g_partialCount = count;
 }
 
 HeldTerminationSignals::HeldTerminationSignals()

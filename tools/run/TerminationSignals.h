@@ -17,8 +17,9 @@ void installTerminationHandler();
 // What the handler undoes. The encoder leads its own process group; 0 once it
 // has ended.
 void setEncoderProcess(qint64 pid);
-// Set before the file is created, so that there is no moment it exists unknown.
-void setPartialFile(const QString &path);
+// Set before the files are created, so that there is no moment one exists
+// unknown: the unfinished output, and the cover taken aside for it if any.
+void setPartialFiles(const QString &output, const QString &cover = QString());
 
 // Holds the termination signals back while it lives, so that a child being
 // started is recorded before a signal can find it running.

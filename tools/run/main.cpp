@@ -18,11 +18,13 @@
 //
 // TONMILL_LOUDNESS in the environment (see convert/LoudnessChoice.h) asks for
 // loudness normalising or ReplayGain tags; the audio is measured before it is
-// encoded. What cannot be done as asked is said in a "note:" line on stderr.
+// encoded. Asked only to measure, it prints the reading and writes nothing.
+// What cannot be done as asked is said in a "note:" line on stderr.
 #include "convert/LoudnessChoice.h"
 #include "platform/ToolChain.h"
 #include "tools/avs/ToolProcess.h"
 #include "tools/run/EncoderRun.h"
+#include "tools/run/LoudnessMeter.h"
 #include "tools/run/ScriptSource.h"
 #include "tools/run/TerminationSignals.h"
 
@@ -130,6 +132,16 @@ int main(int argc, char **argv)
     const SourceResult source = openSource(parsed.request.input, ffmpeg.path);
     if (!source.ok)
         return fail(source.error);
+
+    // A batch's album gain needs every file's loudness before any is encoded.
+    if (loudness && loudness->measureOnly) {
+        const MeterRun measured = runLoudnessMeter(
+            ffmpeg.path, loudnessMeterArguments(parsed.request, source.source, {}, true), parsed.request, source.source);
+        if (!measured.reading)
+            return fail(measured.failure, measured.failureStatus);
+        print(stdout, measuredLoudnessLine(measured.reading->integratedLufs, measured.reading->truePeakDbtp));
+        return 0;
+    }
 
     EncoderRun run(parsed.request, source.source, ffmpeg.path, loudness);
     QObject::connect(&run, &EncoderRun::line, [](const QString &text) { print(stdout, text); });
