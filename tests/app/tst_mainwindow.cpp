@@ -523,7 +523,7 @@ void TestMainWindow::tagEditorItemHidesTheFrame()
             auto *w = window.findChild<QWidget *>(QLatin1String(name));
             const QRect shown(w->mapTo(window.centralWidget(), QPoint(0, 0)), w->size());
             if (!area.contains(shown) || w->height() < w->minimumSizeHint().height())
-                return QStringLiteral("%1 at %2,%3 %4x%5").arg(QLatin1String(name)).arg(shown.x()).arg(shown.y()).arg(shown.width()).arg(shown.height());
+                return QStringLiteral("%1 at %2,%3 %4x%5 min %6").arg(QLatin1String(name)).arg(shown.x()).arg(shown.y()).arg(shown.width()).arg(shown.height()).arg(w->minimumSizeHint().height());
         }
         return QString();
     };
