@@ -578,16 +578,14 @@ void ConvertJob::writeMp3Tags(const QString &output)
         ReadID3v2Tag(file, 0, carried, ignored, kID3ReadLimit);
     }
     ID3TagInfo info = carried;
-    const std::pair<const QString &, QString &> fields[] = {
-        {m_form.txtTitle, info.Title}, {m_form.txtArtist, info.Artist}, {m_form.txtAlbum, info.Album},
-        {m_form.txtYear, info.Year},   {m_form.txtNotes, info.Comment},  {m_form.cmbGenre.text, info.Genre},
-        {m_form.txtTrack, info.Track},
-    };
+    QString *const record[] = {&info.Title, &info.Artist, &info.Album, &info.Year,
+                               &info.Comment, &info.Genre, &info.Track};
     // ffmpeg writes a comment as a TXXX frame, which the record does not
     // read: there the editor's field, read from the source, stands.
-    for (std::size_t i = 0; i < std::size(fields); ++i) {
-        if (fields[i].first != m_form.reportTags[i] || fields[i].second.isEmpty())
-            fields[i].second = fields[i].first;
+    const std::array<QString *, 7> typed = m_form.tagFields();
+    for (std::size_t i = 0; i < typed.size(); ++i) {
+        if (*typed[i] != m_form.reportTags[i] || record[i]->isEmpty())
+            *record[i] = *typed[i];
     }
     WriteID3v1Tag(output, info, true);
     WriteID3v2Tag(output, info, 0, false, true);

@@ -120,12 +120,17 @@ std::optional<AlbumGain> albumGainOf(const QList<TrackLoudness> &tracks)
     if (!(seconds > 0))
         return std::nullopt;
     const double lufs = 10 * std::log10(power / seconds);
-    return AlbumGain{replayGainDb(lufs), std::isfinite(peakDbtp) ? std::pow(10.0, peakDbtp / 20) : 0.0};
+    return AlbumGain{replayGainDb(lufs), peakShare(peakDbtp)};
 }
 
 double replayGainDb(double integratedLufs)
 {
     return std::round((kReplayGainReferenceLufs - integratedLufs) * 100) / 100 + 0.0;
+}
+
+double peakShare(double truePeakDbtp)
+{
+    return std::isfinite(truePeakDbtp) ? std::pow(10.0, truePeakDbtp / 20) : 0.0;
 }
 
 } // namespace tonmill

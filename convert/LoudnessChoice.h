@@ -83,5 +83,7 @@ inline constexpr double kLoudnessFloorLufs = -70;
 // The gain that brings this loudness to the reference, to a hundredth of a
 // dB, and never "-0.00".
 double replayGainDb(double integratedLufs);
+// A true peak as a share of full scale; 0 for silence (-inf dBTP).
+double peakShare(double truePeakDbtp);
 
 } // namespace tonmill

@@ -4,7 +4,7 @@
 #include "options/MainFormState.h"
 #include "options/OptionState.h"
 #include "platform/Dialogs.h"
-#include "settings/INIManager.h"
+#include "settings/ProfileText.h"
 
 #include <QFile>
 
@@ -68,38 +68,39 @@ void FileSelection::loadSource(const QString &path)
 
 void FileSelection::LoadTagsFromReport()
 {
-    const QString report = m_report.reportFile();
-    // The media tool names a Vorbis comment's COMMENT "Description".
-    const std::array<std::pair<QStringList, QString *>, 7> fields = {{
-        {{QStringLiteral("Title")}, &m_form.txtTitle},
-        {{QStringLiteral("Author")}, &m_form.txtArtist},
-        {{QStringLiteral("Album")}, &m_form.txtAlbum},
-        {{QStringLiteral("Date")}, &m_form.txtYear},
-        {{QStringLiteral("Comment"), QStringLiteral("Description")}, &m_form.txtNotes},
-        {{QStringLiteral("Genre")}, &m_form.cmbGenre.text},
-        {{QStringLiteral("Track")}, &m_form.txtTrack},
+    QByteArray report;
+    if (QFile file(m_report.reportFile()); file.open(QIODevice::ReadOnly))
+        report = file.readAll();
+    // The report's keys for each field, in the order of the form's tag
+    // fields; the media tool names a Vorbis comment's COMMENT "Description".
+    const std::array<QStringList, 7> keys = {{
+        {QStringLiteral("Title")},
+        {QStringLiteral("Author")},
+        {QStringLiteral("Album")},
+        {QStringLiteral("Date")},
+        {QStringLiteral("Comment"), QStringLiteral("Description")},
+        {QStringLiteral("Genre")},
+        {QStringLiteral("Track")},
     }};
+    const std::array<QString *, 7> fields = m_form.tagFields();
     for (std::size_t i = 0; i < fields.size(); ++i) {
-        QString *const field = fields[i].second;
-        field->clear();
-        for (const QString &key : fields[i].first) {
-            if (field->isEmpty())
-                *field = ReadIniValue(QStringLiteral("General"), key, report);
+        fields[i]->clear();
+        for (const QString &key : keys[i]) {
+            if (fields[i]->isEmpty())
+                *fields[i] = profileValue(report, QStringLiteral("General"), key);
         }
-        m_form.reportTags[i] = *field;
+        m_form.reportTags[i] = *fields[i];
     }
     // For a WMA file with an album artist the media tool names that one
     // "Performer" (the report's first "Author"), and the file's own author
     // after it.
-    if (QFile file(report); file.open(QIODevice::ReadOnly)) {
-        bool inGeneral = false;
-        for (const QString &raw : QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'))) {
-            const QString line = raw.trimmed();
-            if (line.startsWith(QLatin1Char('[')))
-                inGeneral = line == QLatin1String("[General]");
-            else if (inGeneral && line.startsWith(QLatin1String("Author=")))
-                m_form.txtArtist = m_form.reportTags[1] = line.mid(7);
-        }
+    bool inGeneral = false;
+    for (const QString &raw : QString::fromUtf8(report).split(QLatin1Char('\n'))) {
+        const QString line = raw.trimmed();
+        if (line.startsWith(QLatin1Char('[')))
+            inGeneral = line == QLatin1String("[General]");
+        else if (inGeneral && line.startsWith(QLatin1String("Author=")))
+            m_form.txtArtist = m_form.reportTags[1] = line.mid(7);
     }
 }
 

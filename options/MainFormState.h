@@ -46,6 +46,11 @@ struct MainFormState {
     // opened (title, artist, album, year, notes, genre, track): a field still
     // equal to its value here holds the source's tag, not the user's.
     std::array<QString, 7> reportTags;
+    // The tag editor's fields in the order of reportTags.
+    std::array<QString *, 7> tagFields()
+    {
+        return {&txtTitle, &txtArtist, &txtAlbum, &txtYear, &txtNotes, &cmbGenre.text, &txtTrack};
+    }
     bool mnuLog = false;
     bool mnuSaveLog = true;
     // The tag editor frame is shown.

@@ -31,12 +31,16 @@ bool failed(const MeterRun &run, LoudnessOutcome &outcome)
 
 } // namespace
 
+MeterRun measureEncodedAudio(const EncodeRequest &request, const AudioSource &source, const QString &ffmpegPath)
+{
+    return runLoudnessMeter(ffmpegPath, loudnessMeterArguments(request, source, {}, true), request, source);
+}
+
 LoudnessOutcome runLoudnessPass(const LoudnessChoice &choice, const EncodeRequest &request, const AudioSource &source,
                                 const QString &ffmpegPath)
 {
     LoudnessOutcome outcome;
-    const MeterRun first =
-        runLoudnessMeter(ffmpegPath, loudnessMeterArguments(request, source, {}, true), request, source);
+    const MeterRun first = measureEncodedAudio(request, source, ffmpegPath);
     if (failed(first, outcome))
         return outcome;
     const LoudnessReading reading = *first.reading;

@@ -2,6 +2,7 @@
 
 #include "convert/LoudnessChoice.h"
 #include "tools/run/FfmpegArguments.h"
+#include "tools/run/LoudnessMeter.h"
 #include "tools/run/ProgressReport.h"
 
 #include <QString>
@@ -16,6 +17,9 @@ struct LoudnessOutcome {
     EncodeAdjustment adjustment;
     QString notice; // one line for stderr when what was asked is not done
 };
+
+// Measures the loudness and true peak of the audio the encode would get.
+MeterRun measureEncodedAudio(const EncodeRequest &request, const AudioSource &source, const QString &ffmpegPath);
 
 // Measures the audio the encode would get and decides what loudness adds to
 // the encode. Normalize: one gain to the target; when that lifts the true

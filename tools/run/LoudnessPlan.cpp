@@ -61,7 +61,7 @@ QStringList gainFilters(double gainDb, std::optional<double> limiterDbtp, int sa
 
 double trackPeak(const LoudnessReading &reading)
 {
-    return std::isfinite(reading.truePeakDbtp) ? std::pow(10.0, reading.truePeakDbtp / 20) : 0.0;
+    return peakShare(reading.truePeakDbtp);
 }
 
 QList<QPair<QString, QString>> replayGainTags(const LoudnessReading &reading)

@@ -24,7 +24,7 @@
 #include "platform/ToolChain.h"
 #include "tools/avs/ToolProcess.h"
 #include "tools/run/EncoderRun.h"
-#include "tools/run/LoudnessMeter.h"
+#include "tools/run/LoudnessPass.h"
 #include "tools/run/ScriptSource.h"
 #include "tools/run/TerminationSignals.h"
 
@@ -135,8 +135,7 @@ int main(int argc, char **argv)
 
     // A batch's album gain needs every file's loudness before any is encoded.
     if (loudness && loudness->measureOnly) {
-        const MeterRun measured = runLoudnessMeter(
-            ffmpeg.path, loudnessMeterArguments(parsed.request, source.source, {}, true), parsed.request, source.source);
+        const MeterRun measured = measureEncodedAudio(parsed.request, source.source, ffmpeg.path);
         if (!measured.reading)
             return fail(measured.failure, measured.failureStatus);
         print(stdout, measuredLoudnessLine(measured.reading->integratedLufs, measured.reading->truePeakDbtp));
