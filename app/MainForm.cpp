@@ -4,7 +4,6 @@
 #include "app/MainWindowTitle.h"
 #include "convert/SourceDuration.h"
 #include "media/GenreList.h"
-#include "media/SourceTags.h"
 #include "options/Configuration.h"
 #include "platform/AppVersion.h"
 #include "platform/Dialogs.h"
@@ -88,6 +87,10 @@ MainForm::MainForm(const AppFolder &folder, Dialogs &dialogs, ActivityLog &log, 
     handleReaderErrors(m_reader, dialogs, log);
     // The window follows the job's progress and the encoder's latest output.
     connect(&m_job, &ConvertJob::progressChanged, this, &MainForm::render);
+    connect(&m_sourceTags, &SourceTagCache::arrived, this, [this] {
+        if (batch.preview.isEmpty() && !batch.items.isEmpty())
+            batchChanged();
+    });
     connect(&m_runner, &cStdIO::GotData, this, &MainForm::render);
     connect(&m_reader, &ReadOutput::GotChunk, this, &MainForm::render);
 
@@ -495,6 +498,12 @@ void MainForm::setTrashSources(bool trash)
     render();
 }
 
+QString MainForm::ffprobePath() const
+{
+    return SourceDuration::ffprobeFor(
+        ReadIniValue(QStringLiteral("General"), QStringLiteral("FFMPEG"), m_folder.file(QStringLiteral("\\Tonmill.ini"))));
+}
+
 OutputNaming MainForm::batchNaming()
 {
     OutputNaming naming;
@@ -503,14 +512,7 @@ OutputNaming MainForm::batchNaming()
     naming.extension = options.OutExtension;
     naming.existing = batch.cmbExisting;
     naming.fallbacks = patternFallbacks(languageDisplayName(languageFile()));
-    const QString ffprobe = SourceDuration::ffprobeFor(
-        ReadIniValue(QStringLiteral("General"), QStringLiteral("FFMPEG"), m_folder.file(QStringLiteral("\\Tonmill.ini"))));
-    naming.tags = [this, ffprobe](const QString &source) {
-        auto known = m_sourceTags.constFind(source);
-        if (known == m_sourceTags.cend())
-            known = m_sourceTags.insert(source, readSourceTags(ffprobe, source));
-        return *known;
-    };
+    naming.tags = [this, ffprobe = ffprobePath()](const QString &source) { return m_sourceTags.now(ffprobe, source); };
     return naming;
 }
 
@@ -522,7 +524,17 @@ void MainForm::batchChanged()
         QStringList sources;
         for (const BatchItem &item : std::as_const(batch.items))
             sources << item.source;
-        batch.preview = planOutputs(sources, batch.bases, batchNaming());
+        // The preview shows the first few outputs, once their tags are read;
+        // the rest are read meanwhile for the run.
+        const QStringList shown = sources.mid(0, kPreviewedOutputs);
+        const bool tagsRead = std::all_of(shown.cbegin(), shown.cend(), [this](const QString &source) {
+            return m_sourceTags.known(source).has_value();
+        });
+        const bool tagsWanted = !batch.txtNamePattern.isEmpty() && patternUsesTags(batch.txtNamePattern);
+        if (tagsWanted)
+            m_sourceTags.want(ffprobePath(), sources);
+        if (!tagsWanted || tagsRead)
+            batch.preview = planOutputs(shown, batch.bases.mid(0, kPreviewedOutputs), batchNaming());
     }
     render();
 }

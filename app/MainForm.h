@@ -4,6 +4,7 @@
 #include "convert/ConvertJob.h"
 #include "media/FileSelection.h"
 #include "media/MediaReport.h"
+#include "media/SourceTagCache.h"
 #include "options/MainFormState.h"
 #include "options/OptionPanel.h"
 #include "options/OptionState.h"
@@ -57,6 +58,9 @@ public:
 
 // The batch panel: the files to convert, where their outputs go, and how
 // each fared in the last run.
+// How many of the list's outputs the naming preview shows.
+constexpr int kPreviewedOutputs = 5;
+
 struct BatchFormState {
     bool batchMode = false;
     QList<BatchItem> items;
@@ -67,7 +71,8 @@ struct BatchFormState {
     QString txtNamePattern;  // empty: "name_Konverted.ext"
     ExistingPolicy cmbExisting = ExistingPolicy::Ask;
     bool chkTrashSources = false;
-    // The outputs the list would give, or why the pattern is refused.
+    // The outputs the first files of the list would give, or why the
+    // pattern is refused.
     QList<PlannedOutput> preview;
     QString patternRefusal;
     bool running = false;
@@ -174,6 +179,7 @@ private:
     void writeLanguageFile(const QString &language);
     void probe(const CommandLine &line, const QString &imageName);
     void runBatch();
+    QString ffprobePath() const;
     // The batch's naming as the panel sets it.
     OutputNaming batchNaming();
     // Plans the list again for the preview, and shows it.
@@ -203,7 +209,7 @@ private:
     std::unique_ptr<BatchJob> m_batch;
     QString m_batchDialogName;
     // Each listed source's tags, read once for the naming pattern.
-    QHash<QString, SourceTags> m_sourceTags;
+    SourceTagCache m_sourceTags;
     int m_busyDepth = 0;
     bool m_quitRequested = false;
 };

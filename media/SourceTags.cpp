@@ -9,8 +9,6 @@ namespace tonmill {
 
 namespace {
 
-constexpr int kProbeTimeoutMs = 30000;
-
 // Fills each empty field from the first of its keys that the tags hold; the
 // keys differ between tag systems and letter cases.
 void fillFrom(const QJsonObject &tags, SourceTags &t)
@@ -48,16 +46,21 @@ SourceTags sourceTagsFromProbe(const QByteArray &json)
     return tags;
 }
 
+QStringList sourceTagsProbeArguments(const QString &path)
+{
+    return {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
+            QStringLiteral("format_tags:stream_tags"), QStringLiteral("-of"), QStringLiteral("json"),
+            QStringLiteral("file:") + path};
+}
+
 SourceTags readSourceTags(const QString &ffprobe, const QString &path)
 {
     if (ffprobe.isEmpty())
         return {};
     QProcess probe;
     probe.setStandardInputFile(QProcess::nullDevice());
-    probe.start(ffprobe, {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
-                          QStringLiteral("format_tags:stream_tags"), QStringLiteral("-of"), QStringLiteral("json"),
-                          QStringLiteral("file:") + path});
-    if (!probe.waitForFinished(kProbeTimeoutMs)) {
+    probe.start(ffprobe, sourceTagsProbeArguments(path));
+    if (!probe.waitForFinished(kSourceTagsTimeoutMs)) {
         probe.kill();
         probe.waitForFinished();
         return {};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 namespace tonmill {
 
@@ -20,7 +21,11 @@ struct SourceTags {
 // with one run of ffprobe; empty tags when it cannot be read.
 SourceTags readSourceTags(const QString &ffprobe, const QString &path);
 
-// The same from ffprobe's JSON answer to -show_entries format_tags:stream_tags.
+// ffprobe's arguments for the tags, and how long a run may take.
+QStringList sourceTagsProbeArguments(const QString &path);
+constexpr int kSourceTagsTimeoutMs = 30000;
+
+// The tags from ffprobe's JSON answer to those arguments.
 SourceTags sourceTagsFromProbe(const QByteArray &json);
 
 } // namespace tonmill
