@@ -1,6 +1,7 @@
 #include "convert/OutputPlan.h"
 
 #include "convert/ConvertJob.h"
+#include "platform/SameFile.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -110,7 +111,8 @@ QList<PlannedOutput> planOutputs(const QStringList &sources, const QStringList &
         item.collided = wanted.contains(output);
         wanted.insert(output);
         QString free = output;
-        for (int n = 2; taken.contains(free) || (rename && occupied(free)); ++n)
+        // Whatever the policy, an output never takes the source's own place.
+        for (int n = 2; taken.contains(free) || sameFile(free, sources[i]) || (rename && occupied(free)); ++n)
             free = numberedPath(output, n, nameMax);
         taken.insert(free);
         item.output = free;

@@ -8,6 +8,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <unistd.h>
+
 using namespace tonmill;
 
 namespace {
@@ -172,10 +174,14 @@ void TestOutputNaming::existingOutputsAndCollisions()
     QTemporaryDir dir;
     const QString out = dir.filePath(QStringLiteral("out"));
     QVERIFY(QDir().mkpath(out));
-    // Two sources of one name in different folders, and one whose output is
-    // there already; an empty file counts as nothing.
+    // Two sources of one name in different folders, one whose output is
+    // there already (an empty file counts as nothing), and one whose output
+    // name is another name of the source itself.
     const QStringList sources = {dir.filePath(QStringLiteral("a/x.wav")), dir.filePath(QStringLiteral("b/x.wav")),
-                                 dir.filePath(QStringLiteral("b/y.wav")), dir.filePath(QStringLiteral("b/z.wav"))};
+                                 dir.filePath(QStringLiteral("b/y.wav")), dir.filePath(QStringLiteral("b/z.wav")),
+                                 dir.filePath(QStringLiteral("c/w.mp3"))};
+    QVERIFY(QDir().mkpath(dir.filePath(QStringLiteral("c"))) && writeFile(sources[4], "source"));
+    QVERIFY(::link(QFile::encodeName(sources[4]).constData(), QFile::encodeName(out + QStringLiteral("/w.mp3")).constData()) == 0);
     QVERIFY(writeFile(out + QStringLiteral("/x.mp3"), "old"));
     QVERIFY(writeFile(out + QStringLiteral("/y.mp3"), "old"));
     QVERIFY(writeFile(out + QStringLiteral("/y (2).mp3"), "old"));
@@ -186,13 +192,17 @@ void TestOutputNaming::existingOutputsAndCollisions()
     };
     const QList<Row> rows = {
         {ExistingPolicy::Ask,
-         {{"x.mp3", Decision::Ask}, {"x (2).mp3", Decision::New}, {"y.mp3", Decision::Ask}, {"z.mp3", Decision::New}}},
+         {{"x.mp3", Decision::Ask}, {"x (2).mp3", Decision::New}, {"y.mp3", Decision::Ask}, {"z.mp3", Decision::New},
+          {"w (2).mp3", Decision::New}}},
         {ExistingPolicy::Skip,
-         {{"x.mp3", Decision::Skip}, {"x (2).mp3", Decision::New}, {"y.mp3", Decision::Skip}, {"z.mp3", Decision::New}}},
+         {{"x.mp3", Decision::Skip}, {"x (2).mp3", Decision::New}, {"y.mp3", Decision::Skip}, {"z.mp3", Decision::New},
+          {"w (2).mp3", Decision::New}}},
         {ExistingPolicy::Overwrite,
-         {{"x.mp3", Decision::Overwrite}, {"x (2).mp3", Decision::New}, {"y.mp3", Decision::Overwrite}, {"z.mp3", Decision::New}}},
+         {{"x.mp3", Decision::Overwrite}, {"x (2).mp3", Decision::New}, {"y.mp3", Decision::Overwrite}, {"z.mp3", Decision::New},
+          {"w (2).mp3", Decision::New}}},
         {ExistingPolicy::Rename,
-         {{"x (2).mp3", Decision::Renamed}, {"x (3).mp3", Decision::Renamed}, {"y (3).mp3", Decision::Renamed}, {"z.mp3", Decision::New}}},
+         {{"x (2).mp3", Decision::Renamed}, {"x (3).mp3", Decision::Renamed}, {"y (3).mp3", Decision::Renamed}, {"z.mp3", Decision::New},
+          {"w (2).mp3", Decision::Renamed}}},
     };
     for (const Row &row : rows) {
         OutputNaming naming;
@@ -207,7 +217,8 @@ void TestOutputNaming::existingOutputsAndCollisions()
         const QList<PlannedOutput> plan = planOutputs(sources, {dir.filePath(QStringLiteral("a")),
                                                                 dir.filePath(QStringLiteral("b")),
                                                                 dir.filePath(QStringLiteral("b")),
-                                                                dir.filePath(QStringLiteral("b"))},
+                                                                dir.filePath(QStringLiteral("b")),
+                                                                dir.filePath(QStringLiteral("c"))},
                                                       naming);
         QCOMPARE(plan.size(), row.expected.size());
         for (qsizetype i = 0; i < plan.size(); ++i) {
