@@ -5,6 +5,7 @@
 #include "convert/ResultPreview.h"
 #include "media/FileSelection.h"
 #include "media/MediaReport.h"
+#include "media/SourceTagCache.h"
 #include "options/MainFormState.h"
 #include "options/OptionPanel.h"
 #include "options/OptionState.h"
@@ -17,6 +18,7 @@
 #include "process/cStdIO.h"
 #include "settings/SetupForm.h"
 
+#include <QHash>
 #include <QObject>
 #include <QTimer>
 
@@ -58,6 +60,9 @@ public:
 
 // The batch panel: the files to convert, where their outputs go, and how
 // each fared in the last run.
+// How many of the list's outputs the naming preview shows.
+constexpr int kPreviewedOutputs = 5;
+
 struct BatchFormState {
     bool batchMode = false;
     QList<BatchItem> items;
@@ -65,6 +70,13 @@ struct BatchFormState {
     bool chkSubfolders = false;
     bool optOutFolder = false;
     QString txtOutputDir;
+    QString txtNamePattern;  // empty: "name_Konverted.ext"
+    ExistingPolicy cmbExisting = ExistingPolicy::Ask;
+    bool chkTrashSources = false;
+    // The outputs the first files of the list would give, or why the
+    // pattern is refused.
+    QList<PlannedOutput> preview;
+    QString patternRefusal;
     bool running = false;
 };
 
@@ -147,6 +159,9 @@ public:
     void btnClear_Click();
     void setOutputIntoFolder(bool intoFolder);
     void btnOutputDir_Click();
+    void setNamePattern(const QString &pattern);
+    void setExisting(ExistingPolicy policy);
+    void setTrashSources(bool trash);
 
     // After a handler of the player or the segment: its timers follow its
     // state and the window shows it.
@@ -176,6 +191,13 @@ private:
     void writeLanguageFile(const QString &language);
     void probe(const CommandLine &line, const QString &imageName);
     void runBatch();
+    QString ffprobePath() const;
+    // The batch's naming as the panel sets it.
+    OutputNaming batchNaming();
+    // Plans the list again for the preview, and shows it.
+    void batchChanged();
+    // The existing outputs the user keeps or replaces, one question each.
+    void answerExisting(QList<PlannedOutput> &plan);
     void showBatchProgress();
     // The choices whole files are converted with, as the window holds them.
     BatchSettings conversionSettings() const;
@@ -203,6 +225,8 @@ private:
     QTimer m_timer2;
     std::unique_ptr<BatchJob> m_batch;
     QString m_batchDialogName;
+    // Each listed source's tags, read once for the naming pattern.
+    SourceTagCache m_sourceTags;
     int m_busyDepth = 0;
     bool m_quitRequested = false;
 };

@@ -26,6 +26,10 @@ namespace tonmill {
 
 namespace {
 
+// The choices of cmbExisting, in its order.
+constexpr ExistingPolicy kExistingPolicies[] = {ExistingPolicy::Ask, ExistingPolicy::Skip, ExistingPolicy::Overwrite,
+                                                ExistingPolicy::Rename};
+
 constexpr int kVolumeMaxPercent = 200;
 
 void showText(QLineEdit *edit, const QString &text)
@@ -384,6 +388,32 @@ void MainWindow::bindBatch()
     connect(m_ui->optOutBeside, &QRadioButton::clicked, this, [this] { m_main.setOutputIntoFolder(false); });
     connect(m_ui->optOutFolder, &QRadioButton::clicked, this, [this] { m_main.setOutputIntoFolder(true); });
     connect(m_ui->btnOutputDir, &QPushButton::clicked, this, [this] { m_main.btnOutputDir_Click(); });
+    connect(m_ui->txtNamePattern, &QLineEdit::textEdited, this, [this](const QString &text) { m_main.setNamePattern(text); });
+    connect(m_ui->cmbExisting, &QComboBox::activated, this, [this](int index) {
+        m_main.setExisting(kExistingPolicies[std::clamp(index, 0, int(std::size(kExistingPolicies)) - 1)]);
+    });
+    connect(m_ui->chkTrashSources, &QCheckBox::clicked, this, [this](bool checked) { m_main.setTrashSources(checked); });
+}
+
+QString MainWindow::outputText(const BatchFormState &batch, int row) const
+{
+    const BatchItem &item = batch.items[row];
+    // Before a run the list shows where each file would go, marked when
+    // another file takes its name first or a file is there already.
+    if (item.status != BatchItem::Status::Waiting || batch.running)
+        return item.output;
+    if (!batch.patternRefusal.isEmpty())
+        return batch.patternRefusal;
+    if (row >= batch.preview.size())
+        return item.output;
+    const PlannedOutput &planned = batch.preview[row];
+    QStringList marks;
+    if (planned.collided)
+        marks << ownText("Main", "preview.collides", m_language);
+    if (planned.decision != PlannedOutput::Decision::New)
+        marks << ownText("Main", "preview.exists", m_language);
+    return planned.output
+           + (marks.isEmpty() ? QString() : QStringLiteral("  [") + marks.join(QStringLiteral(", ")) + QLatin1Char(']'));
 }
 
 void MainWindow::renderBatch()
@@ -403,7 +433,9 @@ void MainWindow::renderBatch()
     for (QWidget *control : {static_cast<QWidget *>(m_ui->btnAddFiles), static_cast<QWidget *>(m_ui->btnAddFolder),
                              static_cast<QWidget *>(m_ui->chkSubfolders), static_cast<QWidget *>(m_ui->btnRemove),
                              static_cast<QWidget *>(m_ui->btnClear), static_cast<QWidget *>(m_ui->optOutBeside),
-                             static_cast<QWidget *>(m_ui->optOutFolder), static_cast<QWidget *>(m_ui->btnOutputDir)})
+                             static_cast<QWidget *>(m_ui->optOutFolder), static_cast<QWidget *>(m_ui->btnOutputDir),
+                             static_cast<QWidget *>(m_ui->txtNamePattern), static_cast<QWidget *>(m_ui->cmbExisting),
+                             static_cast<QWidget *>(m_ui->chkTrashSources)})
         control->setEnabled(!batch.running);
     m_ui->optFileMode->setEnabled(!batch.running);
     m_ui->optBatchMode->setEnabled(!batch.running);
@@ -411,6 +443,12 @@ void MainWindow::renderBatch()
     showChecked(m_ui->optOutBeside, !batch.optOutFolder);
     showChecked(m_ui->optOutFolder, batch.optOutFolder);
     showText(m_ui->txtOutputDir, batch.txtOutputDir);
+    showText(m_ui->txtNamePattern, batch.txtNamePattern);
+    showChecked(m_ui->chkTrashSources, batch.chkTrashSources);
+    const int policy = int(std::find(std::begin(kExistingPolicies), std::end(kExistingPolicies), batch.cmbExisting)
+                           - std::begin(kExistingPolicies));
+    if (m_ui->cmbExisting->currentIndex() != policy)
+        m_ui->cmbExisting->setCurrentIndex(policy);
 
     QTreeWidget *list = m_ui->lstBatch;
     while (list->topLevelItemCount() > batch.items.size())
@@ -423,7 +461,7 @@ void MainWindow::renderBatch()
         QString status = ownText("Main", qPrintable(QStringLiteral("batch.") + batchStatusText(item.status)), m_language);
         if (item.status == BatchItem::Status::Running && item.seconds > 0)
             status += QStringLiteral(" %1 %").arg(qRound(100 * item.encoded / item.seconds));
-        const QString texts[] = {QFileInfo(item.source).fileName(), status, item.output};
+        const QString texts[] = {QFileInfo(item.source).fileName(), status, outputText(batch, row)};
         for (int column = 0; column < 3; ++column) {
             if (shown->text(column) != texts[column])
                 shown->setText(column, texts[column]);
@@ -615,6 +653,9 @@ void MainWindow::relabel()
     m_ui->lstBatch->setHeaderLabels({ownText("Main", "lstBatch.File", m_language),
                                      ownText("Main", "lstBatch.Status", m_language),
                                      ownText("Main", "lstBatch.Output", m_language)});
+    m_ui->cmbExisting->clear();
+    for (const ExistingPolicy policy : kExistingPolicies)
+        m_ui->cmbExisting->addItem(ownText("Main", qPrintable(QStringLiteral("cmbExisting.") + existingPolicyName(policy)), m_language));
     m_ui->cmbLoudness->clear();
     m_ui->cmbLoudness->addItems({ownText("Main", "cmbLoudness.Off", m_language), QStringLiteral("−16 LUFS"),
                                  QStringLiteral("−23 LUFS"), QStringLiteral("−14 LUFS"),

@@ -74,6 +74,8 @@ private:
     void bindPlayer();
     void bindBatch();
     void renderBatch();
+    // The batch list's Output column for a row.
+    QString outputText(const BatchFormState &batch, int row) const;
     void renderPlayer();
     // The window is as much shorter as the tag editor is tall, unless the
     // room is kept.

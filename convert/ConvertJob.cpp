@@ -12,6 +12,7 @@
 #include "platform/Dialogs.h"
 #include "platform/NumberFormat.h"
 #include "platform/ProcessRegistry.h"
+#include "platform/SameFile.h"
 #include "platform/ToolChain.h"
 #include "process/KillApp.h"
 #include "process/ProgressMonitor.h"
@@ -24,7 +25,6 @@
 #include <QRegularExpression>
 
 #include <cstring>
-#include <sys/stat.h>
 
 namespace tonmill {
 
@@ -63,17 +63,6 @@ QString launchFailedText()
 QString pressAgainText()
 {
     return QStringLiteral("Please, press 'Convert' button again!");
-}
-
-// Two names of one file: the same inode on the same device, which also
-// catches hard links and names that differ only through symbolic links.
-bool sameFile(const QString &a, const QString &b)
-{
-    struct stat sa {};
-    struct stat sb {};
-    if (::stat(QFile::encodeName(a).constData(), &sa) != 0 || ::stat(QFile::encodeName(b).constData(), &sb) != 0)
-        return false;
-    return sa.st_dev == sb.st_dev && sa.st_ino == sb.st_ino;
 }
 
 bool isFormat(const QString &txtFormat, const char *index)

@@ -15,9 +15,8 @@ PreviewOutcome encodePreview(const AppFolder &folder, PreviewRequest request, co
 {
     PreviewOutcome outcome;
     request.settings.window = OutputWindow{request.position, ResultPreview::kSeconds};
-    request.settings.replace = true;
     const FileConversionEnd end =
-        convertFile(folder, request.settings, request.source, file, abort, [](double, double) {});
+        convertFile(folder, request.settings, request.source, file, true, abort, [](double, double) {});
     if (end.status != BatchItem::Status::Done) {
         outcome.failure = end.reason.isEmpty() ? QStringLiteral("it was abandoned") : end.reason;
         QFile::remove(file);

@@ -132,6 +132,32 @@ constexpr OwnCaption kCaptions[] = {
     {"Main", "batch.failed", {"failed", "falhou", "falló", "échec", "fehlgeschlagen"}},
     {"Main", "batch.skipped", {"skipped", "ignorado", "omitido", "ignoré", "übersprungen"}},
     {"Main", "batch.aborted", {"aborted", "abortado", "abortado", "abandonné", "abgebrochen"}},
+    // How a batch names its outputs, and what becomes of existing ones.
+    {"Main", "lblNamePattern", {"Name Pattern:", "Padrão de nome:", "Patrón de nombre:", "Modèle de nom :",
+                                "Namensmuster:"}},
+    {"Main", "lblExisting", {"If It Exists:", "Se já existir:", "Si ya existe:", "S'il existe :", "Falls vorhanden:"}},
+    {"Main", "chkTrashSources", {"Move Sources to the Trash", "Mover originais para a lixeira",
+                                 "Mover originales a la papelera", "Mettre les originaux à la corbeille",
+                                 "Quelldateien in den Papierkorb"}},
+    {"Main", "cmbExisting.ask", {"Ask", "Perguntar", "Preguntar", "Demander", "Fragen"}},
+    {"Main", "cmbExisting.skip", {"Skip", "Ignorar", "Omitir", "Ignorer", "Überspringen"}},
+    {"Main", "cmbExisting.overwrite", {"Overwrite", "Substituir", "Sobrescribir", "Écraser", "Überschreiben"}},
+    {"Main", "cmbExisting.rename", {"Rename (2)", "Renomear (2)", "Renombrar (2)", "Renommer (2)", "Umbenennen (2)"}},
+    {"Main", "preview.exists", {"exists", "já existe", "ya existe", "existe déjà", "vorhanden"}},
+    {"Main", "preview.collides", {"same name as another file", "mesmo nome que outro arquivo",
+                                  "mismo nombre que otro archivo", "même nom qu'un autre fichier",
+                                  "gleicher Name wie eine andere Datei"}},
+    // What a naming pattern writes for a tag the source lacks.
+    {"Main", "pattern.artist", {"Unknown Artist", "Artista desconhecido", "Artista desconocido", "Artiste inconnu",
+                                "Unbekannter Künstler"}},
+    {"Main", "pattern.album", {"Unknown Album", "Álbum desconhecido", "Álbum desconocido", "Album inconnu",
+                               "Unbekanntes Album"}},
+    {"Main", "pattern.title", {"Unknown Title", "Título desconhecido", "Título desconocido", "Titre inconnu",
+                               "Unbekannter Titel"}},
+    {"Main", "pattern.genre", {"Unknown Genre", "Gênero desconhecido", "Género desconocido", "Genre inconnu",
+                               "Unbekanntes Genre"}},
+    {"Main", "pattern.year", {"Unknown Year", "Ano desconhecido", "Año desconocido", "Année inconnue",
+                              "Unbekanntes Jahr"}},
 };
 
 } // namespace

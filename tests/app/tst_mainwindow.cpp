@@ -135,6 +135,7 @@ private Q_SLOTS:
     void firstStartThenNormalStart();
     void openAdviseConvertAbortClose();
     void batchModeFromTheWindow();
+    void batchNamingPreviewAndTrash();
     void tagEditorItemHidesTheFrame();
     void launcherFilesOpen();
     void equalizerShapesTheOutput();
@@ -458,6 +459,91 @@ void TestMainWindow::batchModeFromTheWindow()
     QVERIFY(dialogs.allAnswersUsed());
 }
 
+void TestMainWindow::batchNamingPreviewAndTrash()
+{
+    Home home;
+    home.settled();
+    const QString folder = home.path(QStringLiteral("album"));
+    QDir().mkpath(folder);
+    const auto tone = [&](const char *name, const QStringList &metadata) {
+        QStringList arguments = {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-f"), QStringLiteral("lavfi"),
+                                 QStringLiteral("-i"), QStringLiteral("sine=d=2")};
+        for (const QString &entry : metadata)
+            arguments << QStringLiteral("-metadata") << entry;
+        return run(QStringLiteral("ffmpeg"), arguments << folder + QLatin1Char('/') + QLatin1String(name));
+    };
+    // Five files that name one output, and one without tags whose output is
+    // there already.
+    const QStringList named = {QStringLiteral("a.flac"), QStringLiteral("b.flac"), QStringLiteral("d.flac"),
+                               QStringLiteral("e.flac"), QStringLiteral("f.flac")};
+    for (const QString &name : named)
+        QVERIFY(tone(qPrintable(name), {QStringLiteral("artist=Bänd"), QStringLiteral("title=Song")}));
+    QVERIFY(tone("c.flac", {}));
+    const QString out = home.path(QStringLiteral("out"));
+    QDir().mkpath(out);
+    const QString existing = out + QStringLiteral("/Unknown Artist - Unknown Title.mp3");
+    QFile kept(existing);
+    QVERIFY(kept.open(QIODevice::WriteOnly) && kept.write("kept") == 4);
+    kept.close();
+    const QString dataHome = home.path(QStringLiteral("data"));
+    qputenv("XDG_DATA_HOME", QFile::encodeName(dataHome));
+
+    test::TestDialogs dialogs;
+    MainProgram program(home.folder, dialogs);
+    MainWindow &window = program.window();
+    program.start();
+    QTRY_VERIFY_WITH_TIMEOUT(startedUp(program.log(), 2), 30000);
+    QTest::mouseClick(control<QRadioButton>(window, "optBatchMode"), Qt::LeftButton);
+    dialogs.answerFile(folder);
+    QTest::mouseClick(control<QPushButton>(window, "btnAddFolder"), Qt::LeftButton);
+    dialogs.answerFile(out);
+    QTest::mouseClick(control<QRadioButton>(window, "optOutFolder"), Qt::LeftButton);
+
+    // The preview follows each key, for the first five files once their tags
+    // are read; a pattern that would leave the folder is named as such.
+    auto *pattern = control<QLineEdit>(window, "txtNamePattern");
+    auto *list = control<QTreeWidget>(window, "lstBatch");
+    const auto shown = [list](int column) {
+        QStringList texts;
+        for (int row = 0; row < list->topLevelItemCount(); ++row)
+            texts << list->topLevelItem(row)->text(column);
+        return texts;
+    };
+    QTest::keyClicks(pattern, QStringLiteral("../{title}"));
+    QVERIFY2(shown(2).constFirst().contains(QStringLiteral("\"..\"")), qPrintable(shown(2).constFirst()));
+    pattern->clear();
+    QTest::keyClicks(pattern, QStringLiteral("{artist} - {title}"));
+    const QString same = QStringLiteral("  [same name as another file]");
+    QTRY_COMPARE_WITH_TIMEOUT(shown(2), (QStringList{out + QString::fromUtf8("/Bänd - Song.mp3"),
+                                                    out + QString::fromUtf8("/Bänd - Song (2).mp3") + same,
+                                                    existing + QStringLiteral("  [exists]"),
+                                                    out + QString::fromUtf8("/Bänd - Song (3).mp3") + same,
+                                                    out + QString::fromUtf8("/Bänd - Song (4).mp3") + same, QString()}),
+                              10000);
+
+    // Convert: the existing output is kept by answering its question, and
+    // the trash is agreed to once for the files that convert.
+    QCOMPARE(control<QComboBox>(window, "cmbExisting")->currentText(), QStringLiteral("Ask"));
+    QTest::mouseClick(control<QCheckBox>(window, "chkTrashSources"), Qt::LeftButton);
+    dialogs.answer(DialogAnswer::No).answer(DialogAnswer::Yes);
+    QTest::mouseClick(control<QPushButton>(window, "btnConvert"), Qt::LeftButton);
+    QCOMPARE(shown(1), (QStringList{QStringLiteral("done"), QStringLiteral("done"), QStringLiteral("skipped"), QStringLiteral("done"),
+                                    QStringLiteral("done"), QStringLiteral("done")}));
+    QVERIFY(dialogs.allAnswersUsed());
+    QVERIFY(dialogs.unexpected().isEmpty());
+    for (const char *name : {"Bänd - Song.mp3", "Bänd - Song (5).mp3"})
+        QVERIFY(qAbs(test::decodedSeconds(out + QLatin1Char('/') + QString::fromUtf8(name)) - 2) < 0.1);
+    QFile again(existing);
+    QVERIFY(again.open(QIODevice::ReadOnly) && again.readAll() == "kept");
+    for (const QString &name : named) {
+        QVERIFY(!QFileInfo::exists(folder + QLatin1Char('/') + name));
+        QVERIFY(QFileInfo::exists(dataHome + QStringLiteral("/Trash/files/") + name));
+        QVERIFY(QFileInfo::exists(dataHome + QStringLiteral("/Trash/info/") + name + QStringLiteral(".trashinfo")));
+    }
+    QVERIFY(QFileInfo::exists(folder + QStringLiteral("/c.flac")));
+    qunsetenv("XDG_DATA_HOME");
+}
+
 void TestMainWindow::tagEditorItemHidesTheFrame()
 {
     Home home;
@@ -471,7 +557,7 @@ void TestMainWindow::tagEditorItemHidesTheFrame()
             auto *w = window.findChild<QWidget *>(QLatin1String(name));
             const QRect shown(w->mapTo(window.centralWidget(), QPoint(0, 0)), w->size());
             if (!area.contains(shown) || w->height() < w->minimumSizeHint().height())
-                return QStringLiteral("%1 at %2,%3 %4x%5").arg(QLatin1String(name)).arg(shown.x()).arg(shown.y()).arg(shown.width()).arg(shown.height());
+                return QStringLiteral("%1 at %2,%3 %4x%5 min %6").arg(QLatin1String(name)).arg(shown.x()).arg(shown.y()).arg(shown.width()).arg(shown.height()).arg(w->minimumSizeHint().height());
         }
         return QString();
     };

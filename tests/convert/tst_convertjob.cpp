@@ -528,7 +528,7 @@ void TestConvertJob::previewIsTheOutputsStretchAndEstimatesItsSize()
 
         const QString whole = f.path(QStringLiteral("whole.") + f.options.OutExtension);
         std::atomic_bool abort = false;
-        QCOMPARE(convertFile(f.folder, settings, source, whole, abort, [](double, double) {}).status,
+        QCOMPARE(convertFile(f.folder, settings, source, whole, true, abort, [](double, double) {}).status,
                  BatchItem::Status::Done);
         const double error = double(outcome.estimate.bytes) / double(QFileInfo(whole).size()) - 1;
         qInfo("%s: estimate %lld bytes, output %lld bytes, off by %+.2f %%, %.1f kbit/s", row.format,
