@@ -520,6 +520,18 @@ BatchSettings MainForm::conversionSettings() const
     return settings;
 }
 
+MainForm::EstimateBasis MainForm::estimateBasis() const
+{
+    return {options,          form.cmbFormat.text, form.slVolume,       form.peakNormalize(),
+            form.chk51UpMix.checked, form.chkFadeInOut, form.loudness, form.equalizer,
+            form.chkSegment,  form.txtCutS,        form.txtCutE};
+}
+
+QString MainForm::currentEstimate() const
+{
+    return m_estimatedFor && estimateBasis() == *m_estimatedFor ? form.lblEstimate : QString();
+}
+
 void MainForm::cmdPreviewResult_Click()
 {
     if (form.txtPath.isEmpty() || batch.batchMode)
@@ -529,6 +541,7 @@ void MainForm::cmdPreviewResult_Click()
         request.segment = {parseNumber(form.txtCutS).value_or(0), parseNumber(form.txtCutE).value_or(0)};
     form.previewing = true;
     form.lblEstimate.clear();
+    m_estimatedFor = estimateBasis();
     m_preview.start(request);
     render();
 }

@@ -22,6 +22,8 @@
 #include <QObject>
 #include <QTimer>
 
+#include <optional>
+
 namespace tonmill {
 
 class ActivityLog;
@@ -143,6 +145,8 @@ public:
     // source, plays them and estimates the whole output's size, while the
     // window goes on.
     void cmdPreviewResult_Click();
+    // The last preview's estimate; empty once a choice it was made for changed.
+    QString currentEstimate() const;
     // Where the player is in the source, also while it plays a preview of
     // the result.
     double sourcePosition() const;
@@ -201,6 +205,23 @@ private:
     void showBatchProgress();
     // The choices whole files are converted with, as the window holds them.
     BatchSettings conversionSettings() const;
+    // What a size estimate is made for: the estimate shown goes once any of
+    // it changes.
+    struct EstimateBasis {
+        OptionState options;
+        QString format;
+        int volume;
+        bool normalize;
+        bool upmix;
+        bool fade;
+        LoudnessChoice loudness;
+        EqualizerState equalizer;
+        bool segment;
+        QString cutS;
+        QString cutE;
+        bool operator==(const EstimateBasis &) const = default;
+    };
+    EstimateBasis estimateBasis() const;
     void previewEnded();
     void render();
 
@@ -221,6 +242,7 @@ private:
     SegmentMarks m_segment;
     WaveformLoader m_waveform;
     ResultPreview m_preview;
+    std::optional<EstimateBasis> m_estimatedFor;
     QTimer m_timer1;
     QTimer m_timer2;
     std::unique_ptr<BatchJob> m_batch;

@@ -261,21 +261,37 @@ void MainWindow::bindTagsAndClip()
         {m_ui->txtCutS, &form.txtCutS},   {m_ui->txtCutE, &form.txtCutE},
     };
     for (const auto &[edit, field] : fields)
-        connect(edit, &QLineEdit::textEdited, this, [field = field](const QString &text) { *field = text; });
+        connect(edit, &QLineEdit::textEdited, this, [this, field = field](const QString &text) {
+            *field = text;
+            render();
+        });
     connect(m_ui->cmbGenre, &QComboBox::currentTextChanged, this, [&form](const QString &text) {
         form.cmbGenre.text = text;
     });
-    connect(m_ui->chkNormalize, &QCheckBox::clicked, this, [&form](bool checked) { form.chkNormalize = checked; });
-    connect(m_ui->chkFadeInOut, &QCheckBox::clicked, this, [&form](bool checked) { form.chkFadeInOut = checked; });
+    connect(m_ui->chkNormalize, &QCheckBox::clicked, this, [this, &form](bool checked) {
+        form.chkNormalize = checked;
+        render();
+    });
+    connect(m_ui->chkFadeInOut, &QCheckBox::clicked, this, [this, &form](bool checked) {
+        form.chkFadeInOut = checked;
+        render();
+    });
     connect(m_ui->cmbLoudness, &QComboBox::activated, this, [this, &form](int index) {
         form.selectLoudness(index);
         render();
     });
-    connect(m_ui->spnTruePeak, &QDoubleSpinBox::valueChanged, this, [&form](double ceiling) {
+    connect(m_ui->spnTruePeak, &QDoubleSpinBox::valueChanged, this, [this, &form](double ceiling) {
         form.loudness.truePeakDbtp = ceiling;
+        render();
     });
-    connect(m_ui->chk51UpMix, &QCheckBox::clicked, this, [&form](bool checked) { form.chk51UpMix.checked = checked; });
-    connect(m_ui->chkSegment, &QCheckBox::clicked, this, [&form](bool checked) { form.chkSegment = checked; });
+    connect(m_ui->chk51UpMix, &QCheckBox::clicked, this, [this, &form](bool checked) {
+        form.chk51UpMix.checked = checked;
+        render();
+    });
+    connect(m_ui->chkSegment, &QCheckBox::clicked, this, [this, &form](bool checked) {
+        form.chkSegment = checked;
+        render();
+    });
 }
 
 void MainWindow::bindJob()
@@ -581,7 +597,7 @@ void MainWindow::render()
     showText(m_ui->lblWMAprogress, form.progress.lblWMAprogress);
     // While a job runs its progress takes the estimate's room.
     m_ui->lblEstimate->setVisible(form.btnConvertEnabled && !m_main.batch.batchMode);
-    showText(m_ui->lblEstimate, form.lblEstimate);
+    showText(m_ui->lblEstimate, m_main.currentEstimate());
     showPane(m_ui->rtbOutput, form.rtbOutput);
     showPane(m_ui->rtfOutput, m_main.console().text());
 

@@ -29,6 +29,8 @@ struct EqualizerState {
     // Sets the bands from gains in dB, each kept within the sliders' range.
     void setGainsDb(const std::array<int, kEqualizerBands> &gains);
 
+    bool operator==(const EqualizerState &) const = default;
+
     // Any slider moved: every label is written again from its slider. A sum
     // that does not fit 16 bits leaves all labels as they were.
     void SEq_Change();

@@ -417,6 +417,10 @@ void TestPlayer::previewOfTheResultPlaysAndEstimates()
     qInfo("estimate %lld bytes, output %lld bytes", first.estimate.bytes, real);
     QVERIFY2(qAbs(double(first.estimate.bytes) / double(real) - 1) < 0.05,
              qPrintable(QStringLiteral("%1 of %2").arg(first.estimate.bytes).arg(real)));
+    // Once a choice changes, the estimate no longer says anything true.
+    QVERIFY(!estimate->text().isEmpty());
+    window.findChild<QCheckBox *>(QStringLiteral("chkNormalize"))->click();
+    QVERIFY(estimate->text().isEmpty());
 
     // A preview made while the last one plays starts where the source is:
     // the first file goes at once, the second with the program.
