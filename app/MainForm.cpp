@@ -7,6 +7,7 @@
 #include "options/Configuration.h"
 #include "platform/AppVersion.h"
 #include "platform/Dialogs.h"
+#include "platform/NumberFormat.h"
 #include "platform/ToolChain.h"
 #include "platform/Trash.h"
 #include "player/MediaPlayer.h"
@@ -81,6 +82,7 @@ MainForm::MainForm(const AppFolder &folder, Dialogs &dialogs, ActivityLog &log, 
     , m_job(folder, dialogs, log, m_runner, registry, options, form, SourceDuration(folder))
     , m_transport(player, form.txtPath)
     , m_segment(form, options, m_transport, dialogs, folder)
+    , m_preview(folder)
 {
     logRunnerEvents(m_runner, log);
     m_console.attach(m_reader);
@@ -93,6 +95,8 @@ MainForm::MainForm(const AppFolder &folder, Dialogs &dialogs, ActivityLog &log, 
     });
     connect(&m_runner, &cStdIO::GotData, this, &MainForm::render);
     connect(&m_reader, &ReadOutput::GotChunk, this, &MainForm::render);
+    connect(&m_waveform, &WaveformLoader::finished, this, &MainForm::render);
+    connect(&m_preview, &ResultPreview::finished, this, &MainForm::previewEnded);
 
     m_timer1.setInterval(kPlayerTimerMs);
     m_timer2.setInterval(kPlayerTimerMs);
@@ -261,7 +265,15 @@ void MainForm::beforeOpen()
 
 void MainForm::afterOpen()
 {
+    // A preview and its estimate are the last source's.
+    m_preview.cancel();
+    form.previewing = false;
+    form.lblEstimate.clear();
     m_transport.newSource();
+    if (form.txtPath.isEmpty())
+        m_waveform.clear();
+    else
+        m_waveform.start(SettingsStore(m_folder.file(QStringLiteral("\\Tonmill.ini"))).ffmpegPath(), form.txtPath);
     m_panel.ac3ChannelAdvice();
     render();
 }
@@ -498,6 +510,65 @@ void MainForm::setTrashSources(bool trash)
     render();
 }
 
+BatchSettings MainForm::conversionSettings() const
+{
+    BatchSettings settings = batchSettingsFor(m_folder, options, form.cmbFormat.text, form.slVolume,
+                                              form.peakNormalize(), form.chk51UpMix.checked);
+    settings.fade = form.chkFadeInOut;
+    settings.loudness = form.loudness;
+    settings.equalizer = form.equalizer;
+    return settings;
+}
+
+MainForm::EstimateBasis MainForm::estimateBasis() const
+{
+    return {options,          form.cmbFormat.text, form.slVolume,       form.peakNormalize(),
+            form.chk51UpMix.checked, form.chkFadeInOut, form.loudness, form.equalizer,
+            form.chkSegment,  form.txtCutS,        form.txtCutE};
+}
+
+QString MainForm::currentEstimate() const
+{
+    return m_estimatedFor && estimateBasis() == *m_estimatedFor ? form.lblEstimate : QString();
+}
+
+void MainForm::cmdPreviewResult_Click()
+{
+    if (form.txtPath.isEmpty() || batch.batchMode)
+        return;
+    PreviewRequest request{form.txtPath, conversionSettings(), sourcePosition(), std::nullopt};
+    if (form.chkSegment)
+        request.segment = {parseNumber(form.txtCutS).value_or(0), parseNumber(form.txtCutE).value_or(0)};
+    form.previewing = true;
+    form.lblEstimate.clear();
+    m_estimatedFor = estimateBasis();
+    m_preview.start(request);
+    render();
+}
+
+double MainForm::sourcePosition() const
+{
+    const PreviewOutcome &preview = m_preview.outcome();
+    const double position = m_transport.position();
+    if (!preview.file.isEmpty() && m_transport.loadedFile() == preview.file)
+        return preview.window.start + position;
+    return position;
+}
+
+void MainForm::previewEnded()
+{
+    form.previewing = false;
+    const PreviewOutcome &preview = m_preview.outcome();
+    if (preview.file.isEmpty()) {
+        m_log.append(QStringLiteral(" -> The result cannot be previewed: ") + preview.failure);
+        render();
+        return;
+    }
+    form.lblEstimate = estimateText(preview.estimate);
+    m_transport.playFile(preview.file);
+    playerChanged();
+}
+
 QString MainForm::ffprobePath() const
 {
     return SourceDuration::ffprobeFor(
@@ -559,10 +630,7 @@ void MainForm::runBatch()
         m_dialogs.message(notice(QStringLiteral("Please, add the files to convert to the list first!")));
         return;
     }
-    BatchSettings settings = batchSettingsFor(m_folder, options, form.cmbFormat.text, form.slVolume,
-                                              form.peakNormalize(), form.chk51UpMix.checked);
-    settings.fade = form.chkFadeInOut;
-    settings.loudness = form.loudness;
+    BatchSettings settings = conversionSettings();
 
     QStringList sources;
     for (const BatchItem &item : std::as_const(batch.items))

@@ -2,6 +2,7 @@
 
 #include "convert/BatchJob.h"
 #include "convert/ConvertJob.h"
+#include "convert/ResultPreview.h"
 #include "media/FileSelection.h"
 #include "media/MediaReport.h"
 #include "media/SourceTagCache.h"
@@ -11,6 +12,7 @@
 #include "platform/AppFolder.h"
 #include "player/PlayerTransport.h"
 #include "player/SegmentMarks.h"
+#include "player/WaveformLoader.h"
 #include "process/ConsolePane.h"
 #include "process/ReadOutput.h"
 #include "process/cStdIO.h"
@@ -19,6 +21,8 @@
 #include <QHash>
 #include <QObject>
 #include <QTimer>
+
+#include <optional>
 
 namespace tonmill {
 
@@ -100,6 +104,9 @@ public:
     ConvertJob &job() { return m_job; }
     PlayerTransport &transport() { return m_transport; }
     SegmentMarks &segment() { return m_segment; }
+    // The loaded source's waveform, computed while the window goes on.
+    const WaveformLoader &waveform() const { return m_waveform; }
+    const ResultPreview &preview() const { return m_preview; }
     const ConsolePane &console() const { return m_console; }
     const AppFolder &folder() const { return m_folder; }
     Dialogs &dialogs() { return m_dialogs; }
@@ -134,6 +141,15 @@ public:
     void btnInfo_Click();
     void btnConvert_Click();
     void btnAbort_Click();
+    // Encodes ten seconds of the output from the player's place in the
+    // source, plays them and estimates the whole output's size, while the
+    // window goes on.
+    void cmdPreviewResult_Click();
+    // The last preview's estimate; empty once a choice it was made for changed.
+    QString currentEstimate() const;
+    // Where the player is in the source, also while it plays a preview of
+    // the result.
+    double sourcePosition() const;
     // Sends the typed line to the encoder that runs.
     void btnSend_Click(const QString &text);
 
@@ -187,6 +203,26 @@ private:
     // The existing outputs the user keeps or replaces, one question each.
     void answerExisting(QList<PlannedOutput> &plan);
     void showBatchProgress();
+    // The choices whole files are converted with, as the window holds them.
+    BatchSettings conversionSettings() const;
+    // What a size estimate is made for: the estimate shown goes once any of
+    // it changes.
+    struct EstimateBasis {
+        OptionState options;
+        QString format;
+        int volume;
+        bool normalize;
+        bool upmix;
+        bool fade;
+        LoudnessChoice loudness;
+        EqualizerState equalizer;
+        bool segment;
+        QString cutS;
+        QString cutE;
+        bool operator==(const EstimateBasis &) const = default;
+    };
+    EstimateBasis estimateBasis() const;
+    void previewEnded();
     void render();
 
     AppFolder m_folder;
@@ -204,6 +240,9 @@ private:
     ConvertJob m_job;
     PlayerTransport m_transport;
     SegmentMarks m_segment;
+    WaveformLoader m_waveform;
+    ResultPreview m_preview;
+    std::optional<EstimateBasis> m_estimatedFor;
     QTimer m_timer1;
     QTimer m_timer2;
     std::unique_ptr<BatchJob> m_batch;

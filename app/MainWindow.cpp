@@ -132,7 +132,7 @@ MainWindow::MainWindow(MainForm &form, ActivityLog &log, QWidget *parent)
 
     showLog(log.text(), log.text().size());
     connect(&log, &ActivityLog::changed, this, &MainWindow::showLog);
-    resize(twipsToPixels(kFormWidthTwips, dpi()), twipsToPixels(mainWindowHeightTwips(false, false), dpi()));
+    resize(twipsToPixels(kFormWidthTwips, dpi()), pixelHeight(mainWindowHeightTwips(false, false)));
     render();
 }
 
@@ -261,21 +261,37 @@ void MainWindow::bindTagsAndClip()
         {m_ui->txtCutS, &form.txtCutS},   {m_ui->txtCutE, &form.txtCutE},
     };
     for (const auto &[edit, field] : fields)
-        connect(edit, &QLineEdit::textEdited, this, [field = field](const QString &text) { *field = text; });
+        connect(edit, &QLineEdit::textEdited, this, [this, field = field](const QString &text) {
+            *field = text;
+            render();
+        });
     connect(m_ui->cmbGenre, &QComboBox::currentTextChanged, this, [&form](const QString &text) {
         form.cmbGenre.text = text;
     });
-    connect(m_ui->chkNormalize, &QCheckBox::clicked, this, [&form](bool checked) { form.chkNormalize = checked; });
-    connect(m_ui->chkFadeInOut, &QCheckBox::clicked, this, [&form](bool checked) { form.chkFadeInOut = checked; });
+    connect(m_ui->chkNormalize, &QCheckBox::clicked, this, [this, &form](bool checked) {
+        form.chkNormalize = checked;
+        render();
+    });
+    connect(m_ui->chkFadeInOut, &QCheckBox::clicked, this, [this, &form](bool checked) {
+        form.chkFadeInOut = checked;
+        render();
+    });
     connect(m_ui->cmbLoudness, &QComboBox::activated, this, [this, &form](int index) {
         form.selectLoudness(index);
         render();
     });
-    connect(m_ui->spnTruePeak, &QDoubleSpinBox::valueChanged, this, [&form](double ceiling) {
+    connect(m_ui->spnTruePeak, &QDoubleSpinBox::valueChanged, this, [this, &form](double ceiling) {
         form.loudness.truePeakDbtp = ceiling;
+        render();
     });
-    connect(m_ui->chk51UpMix, &QCheckBox::clicked, this, [&form](bool checked) { form.chk51UpMix.checked = checked; });
-    connect(m_ui->chkSegment, &QCheckBox::clicked, this, [&form](bool checked) { form.chkSegment = checked; });
+    connect(m_ui->chk51UpMix, &QCheckBox::clicked, this, [this, &form](bool checked) {
+        form.chk51UpMix.checked = checked;
+        render();
+    });
+    connect(m_ui->chkSegment, &QCheckBox::clicked, this, [this, &form](bool checked) {
+        form.chkSegment = checked;
+        render();
+    });
 }
 
 void MainWindow::bindJob()
@@ -322,6 +338,20 @@ void MainWindow::bindPlayer()
         m_main.playerChanged();
     });
 
+    // On the waveform a left click marks the start, a right click the end,
+    // and a drag the whole segment.
+    connect(m_ui->picWaveform, &WaveformView::clicked, this, [this, &segment](double seconds, Qt::MouseButton button) {
+        if (button == Qt::RightButton)
+            segment.markEnd(seconds);
+        else
+            segment.markStart(seconds);
+        m_main.playerChanged();
+    });
+    connect(m_ui->picWaveform, &WaveformView::spanSelected, this, [this, &segment](double from, double to) {
+        segment.markSpan(from, to);
+        m_main.playerChanged();
+    });
+
     m_ui->Slider1->setShownText(QString());
     connect(m_ui->Slider1, &DMSlider::pressed, this, [this, &transport] {
         transport.Slider1_Press(m_ui->Slider1->value());
@@ -347,6 +377,7 @@ void MainWindow::bindPlayer()
         });
     }
     connect(m_ui->mnuEqualizer, &QAction::triggered, this, [this] { m_main.mnuEqualizer_Click(); });
+    connect(m_ui->cmdPreviewResult, &QPushButton::clicked, this, [this] { m_main.cmdPreviewResult_Click(); });
 }
 
 void MainWindow::bindBatch()
@@ -465,6 +496,9 @@ void MainWindow::renderPlayer()
     m_ui->btnSetS->setEnabled(playable && m_main.form.sourceControlsEnabled);
     m_ui->btnSetE->setEnabled(playable && m_main.form.sourceControlsEnabled);
     m_ui->btnSegPreview->setEnabled(playable && m_main.form.btnSegPreviewEnabled);
+    // A preview of the result is a single file's, made while no job runs.
+    m_ui->cmdPreviewResult->setEnabled(playable && m_main.form.sourceControlsEnabled && m_main.form.btnConvertEnabled
+                                       && !m_main.form.previewing && !m_main.batch.batchMode);
     m_ui->chkSegment->setEnabled(m_main.form.chkSegmentEnabled);
     if (m_ui->Slider1->slider()->maximum() != player.Slider1Max)
         m_ui->Slider1->setRange(0, player.Slider1Max);
@@ -472,6 +506,16 @@ void MainWindow::renderPlayer()
     if (!m_ui->Slider1->slider()->isSliderDown() && m_ui->Slider1->value() != player.Slider1)
         m_ui->Slider1->setValue(player.Slider1);
     m_ui->Slider1->setToolTip(player.Slider1Text);
+    const Waveform &waveform = m_main.waveform().waveform();
+    m_ui->picWaveform->setPeaks(waveform.peaks, waveform.binsPerSecond);
+    m_ui->picWaveform->setPosition(m_main.sourcePosition());
+    // A typed time that is no number leaves its mark off.
+    const auto mark = [](const QString &text) -> std::optional<double> {
+        bool ok = false;
+        const double seconds = text.toDouble(&ok);
+        return ok ? std::optional(seconds) : std::nullopt;
+    };
+    m_ui->picWaveform->setMarks(mark(m_main.form.txtCutS), mark(m_main.form.txtCutE));
     showText(m_ui->txtCounter1, player.txtCounter1);
     showText(m_ui->txtCounter2, player.txtCounter2);
     m_ui->BtnMute->setCaption(player.BtnMute);
@@ -551,6 +595,9 @@ void MainWindow::render()
     showText(m_ui->Encoding, form.progress.Encoding);
     m_ui->lblWMAprogress->setVisible(form.lblWMAprogressVisible);
     showText(m_ui->lblWMAprogress, form.progress.lblWMAprogress);
+    // While a job runs its progress takes the estimate's room.
+    m_ui->lblEstimate->setVisible(form.btnConvertEnabled && !m_main.batch.batchMode);
+    showText(m_ui->lblEstimate, m_main.currentEstimate());
     showPane(m_ui->rtbOutput, form.rtbOutput);
     showPane(m_ui->rtfOutput, m_main.console().text());
 
@@ -598,12 +645,22 @@ void MainWindow::setWidthTwips(int twips)
 
 int MainWindow::heightTwips() const
 {
-    return pixelsToTwips(height() + m_tagEditorRoom, logicalDpiY());
+    return pixelsToTwips(height() + m_tagEditorRoom - addedRowsHeight(), dpi());
 }
 
 void MainWindow::setHeightTwips(int twips)
 {
-    resize(width(), twipsToPixels(twips, dpi()) - m_tagEditorRoom);
+    resize(width(), pixelHeight(twips));
+}
+
+int MainWindow::addedRowsHeight() const
+{
+    return m_ui->picWaveform->sizeHint().height() + m_ui->layoutPlayer->spacing();
+}
+
+int MainWindow::pixelHeight(int twips) const
+{
+    return twipsToPixels(twips, dpi()) + addedRowsHeight() - m_tagEditorRoom;
 }
 
 void MainWindow::relabel()
@@ -622,6 +679,10 @@ void MainWindow::relabel()
                                  ownText("Main", "cmbLoudness.ReplayGainAlbum", m_language)});
     m_ui->cmbLoudness->setToolTip(ownText("Main", "cmbLoudness.Tip", m_language));
     m_ui->spnTruePeak->setToolTip(ownText("Main", "spnTruePeak.Tip", m_language));
+    m_ui->picWaveform->setToolTip(ownText("Main", "picWaveform.Tip", m_language));
+    m_ui->picWaveform->setAccessibleName(ownText("Main", "picWaveform.Tip", m_language));
+    m_ui->cmdPreviewResult->setToolTip(ownText("Main", "cmdPreviewResult.Tip", m_language));
+    m_ui->lblEstimate->setToolTip(ownText("Main", "lblEstimate.Tip", m_language));
     renderBatch();
     render();
 }
@@ -650,7 +711,7 @@ void MainWindow::showFileInfo(const QString &text)
 void MainWindow::showEqualizer()
 {
     if (!m_equalizer)
-        m_equalizer = new EqualizerWindow(m_main.languageFile(), this);
+        m_equalizer = new EqualizerWindow(m_main.form.equalizer, m_main.languageFile(), this);
     m_equalizer->show();
     m_equalizer->raise();
     dockEqualizer();
@@ -688,7 +749,7 @@ void MainWindow::layOutContent()
     // window shows its top part, the log lying below the bottom edge. A
     // hidden tag editor takes its room out of both.
     QWidget *central = centralWidget();
-    const int full = twipsToPixels(mainWindowHeightTwips(false, true), dpi()) - menuBar()->height() - m_tagEditorRoom;
+    const int full = pixelHeight(mainWindowHeightTwips(false, true)) - menuBar()->height();
     m_ui->frmMain->setGeometry(0, 0, central->width(), std::max(central->height(), full));
 }
 

@@ -40,6 +40,10 @@ public:
     void render() override;
     void end() override;
 
+    // The waveform row is beyond the form's design in twips: the window is
+    // this many pixels taller than its twips say, whatever else it shows.
+    int addedRowsHeight() const;
+
 protected:
     void closeEvent(QCloseEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
@@ -77,6 +81,9 @@ private:
     // room is kept.
     void fitTagEditorRoom(bool kept);
     void layOutContent();
+    // The window's height in pixels for a height in twips, with the added
+    // rows and without the room of a hidden tag editor.
+    int pixelHeight(int twips) const;
     void showLog(const QString &text, qsizetype caret);
     double dpi() const;
 

@@ -35,21 +35,6 @@ constexpr int kPollMs = 50;
 constexpr int kTermGraceMs = 500;
 constexpr qsizetype kTailSize = 4096;
 
-struct ItemEnd {
-    ItemEnd(BatchItem::Status status, QString reason, bool trashed = false,
-            std::optional<TrackLoudness> loudness = std::nullopt)
-        : status(status)
-        , reason(std::move(reason))
-        , trashed(trashed)
-        , loudness(loudness)
-    {
-    }
-    BatchItem::Status status;
-    QString reason;
-    bool trashed;
-    std::optional<TrackLoudness> loudness; // what a file asked only to be measured measures
-};
-
 QString oneLine(QString text)
 {
     return text.replace(QLatin1Char('\r'), QLatin1Char(' ')).replace(QLatin1Char('\n'), QLatin1Char(' ')).simplified();
@@ -102,7 +87,7 @@ bool readsSourceItself(const BatchSettings &s)
 // After a finished output: the source goes to the trash when that was asked
 // for and the output holds the whole sound. The item's reason says why a
 // source stays.
-ItemEnd trashSource(const BatchSettings &s, const QString &source, const QString &output, double seconds)
+FileConversionEnd trashSource(const BatchSettings &s, const QString &source, const QString &output, double seconds)
 {
     if (!s.trashSources)
         return {BatchItem::Status::Done, {}, false};
@@ -113,9 +98,11 @@ ItemEnd trashSource(const BatchSettings &s, const QString &source, const QString
     return {BatchItem::Status::Done, {}, true};
 }
 
-// One file, from its length to its finished output, on a worker thread.
-ItemEnd convertOne(const AppFolder &folder, const BatchSettings &s, const QString &source, const QString &output,
-                   bool overwrite, const std::atomic_bool &abort, const std::function<void(double, double)> &progress)
+} // namespace
+
+FileConversionEnd convertFile(const AppFolder &folder, const BatchSettings &s, const QString &source,
+                              const QString &output, bool overwrite, const std::atomic_bool &abort,
+                              const std::function<void(double, double)> &progress)
 {
     using Status = BatchItem::Status;
     if (abort)
@@ -146,7 +133,9 @@ ItemEnd convertOne(const AppFolder &folder, const BatchSettings &s, const QStrin
     const CommandLine line = batchEncoderLine(folder, s, source, output);
     if (line.isEmpty())
         return {Status::Failed, QStringLiteral("no encoder line can be made of these options")};
-    const CommandLine routed = runningLine(line, folder, sourceFactsEntry(source, length.stream), s.loudness);
+    CommandLine routed = runningLine(line, folder, sourceFactsEntry(source, length.stream), s.loudness, s.equalizer);
+    if (s.window)
+        routed.environment << windowEntry(windowWithin(s.window->start, s.window->seconds, length.seconds));
 
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
@@ -200,10 +189,10 @@ ItemEnd convertOne(const AppFolder &folder, const BatchSettings &s, const QStrin
     progress(length.seconds, length.seconds);
     if (abort)
         return {Status::Aborted, {}};
-    return trashSource(s, source, output, length.seconds);
+    FileConversionEnd done = trashSource(s, source, output, length.seconds);
+    done.sourceSeconds = length.seconds;
+    return done;
 }
-
-} // namespace
 
 QStringList batchSources(const QStringList &paths, bool recursive, QStringList *baseDirs)
 {
@@ -378,7 +367,7 @@ void BatchJob::launchNext()
         const std::shared_ptr<Shared> shared = m_shared;
         m_shared->pool.start([this, shared, index, source = item.source, output = item.output,
                               overwrite = item.overwrite, folder = m_folder, settings] {
-            const ItemEnd end = convertOne(folder, settings, source, output, overwrite, shared->abort,
+            const FileConversionEnd end = convertFile(folder, settings, source, output, overwrite, shared->abort,
                                            [this, index](double seconds, double encoded) {
                                                QMetaObject::invokeMethod(this, [this, index, seconds, encoded] {
                                                    itemProgress(index, seconds, encoded);

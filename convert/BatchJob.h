@@ -2,8 +2,10 @@
 
 #include "convert/LoudnessChoice.h"
 #include "convert/OutputPlan.h"
+#include "convert/OutputWindow.h"
 #include "options/OptionState.h"
 #include "platform/AppFolder.h"
+#include "player/Equalizer.h"
 #include "process/CommandLine.h"
 
 #include <QList>
@@ -12,6 +14,7 @@
 #include <QStringList>
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -24,8 +27,9 @@ namespace tonmill {
 // own folder.
 QStringList batchSources(const QStringList &paths, bool recursive, QStringList *baseDirs = nullptr);
 
-// The choices a batch converts with: the format options as the window or
-// the settings hold them, and the clip options that apply to every file.
+// The choices whole files are converted with, in a batch or for a preview of
+// the result: the format options as the window or the settings hold them,
+// and the clip options that apply to every file.
 struct BatchSettings {
     OptionState options;
     QString format;         // the format list's name ("MP3")
@@ -41,6 +45,10 @@ struct BatchSettings {
     QString trashDir;
     int jobs = 0;           // encoders at once; 0: one per core
     LoudnessChoice loudness;
+    EqualizerState equalizer;
+    // Only this stretch of the output is encoded; it is moved back where the
+    // output ends sooner (windowWithin).
+    std::optional<OutputWindow> window;
 };
 
 // The settings for these options and clip choices, with the tool paths that
@@ -62,6 +70,34 @@ struct BatchItem {
 };
 
 QString batchStatusText(BatchItem::Status status);
+
+// How one file's conversion ended.
+struct FileConversionEnd {
+    FileConversionEnd(BatchItem::Status status, QString reason, bool trashed = false,
+                      std::optional<TrackLoudness> loudness = std::nullopt)
+        : status(status)
+        , reason(std::move(reason))
+        , trashed(trashed)
+        , loudness(loudness)
+    {
+    }
+    BatchItem::Status status;
+    QString reason;
+    // The source went to the trash after its output passed the check.
+    bool trashed;
+    // What a file asked only to be measured measures.
+    std::optional<TrackLoudness> loudness;
+    // The source's length, once measured.
+    double sourceSeconds = 0;
+};
+
+// One file, from measuring its length to its finished output, blocking: what
+// a batch's worker threads run. An existing output is replaced only when
+// overwrite says so. progress gets the source's length and the seconds
+// encoded; abort ends the encoder.
+FileConversionEnd convertFile(const AppFolder &folder, const BatchSettings &settings, const QString &source,
+                              const QString &output, bool overwrite, const std::atomic_bool &abort,
+                              const std::function<void(double, double)> &progress);
 
 // The private folder in which a batch writes the decoding script of the
 // output, named after the output so that a dry run names it as the run does.

@@ -3,6 +3,7 @@
 #include "app/ActivityLog.h"
 #include "convert/AVSScripts.h"
 #include "convert/CommandLines.h"
+#include "convert/EqualizerChoice.h"
 #include "media/SourceFacts.h"
 #include "media/modID3Tags.h"
 #include "options/FormatOptions.h"
@@ -89,12 +90,14 @@ QString encoderFailure(const EncoderEnd &end, const QString &outputTail, qint64 
 }
 
 CommandLine runningLine(const CommandLine &line, const AppFolder &folder, const QString &sourceFacts,
-                        const LoudnessChoice &loudness)
+                        const LoudnessChoice &loudness, const EqualizerState &equalizer)
 {
     CommandLine running = throughStandIns(line, folder);
     if (!sourceFacts.isEmpty())
         running.environment << sourceFacts;
     if (const QString entry = loudnessEntry(loudness); !entry.isEmpty())
+        running.environment << entry;
+    if (const QString entry = equalizerEntry(equalizer); !entry.isEmpty())
         running.environment << entry;
     return running;
 }
@@ -523,7 +526,7 @@ EncoderEnd ConvertJob::runPiped(const CommandLine &line)
         connect(&m_runner, &cStdIO::CancelSuccess, this, [&end] { end.stopped = true; }),
         connect(&m_runner, &cStdIO::CancelFail, this, [&end] { end.stopped = true; }),
     };
-    const CommandLine routedLine = runningLine(line, m_folder, m_sourceFacts, m_form.loudness);
+    const CommandLine routedLine = runningLine(line, m_folder, m_sourceFacts, m_form.loudness, m_form.equalizer);
     m_runner.setCommandLine(routedLine);
     if (!refusal)
         m_runner.ExecuteCommand();
@@ -544,7 +547,7 @@ EncoderEnd ConvertJob::runPiped(const CommandLine &line)
 EncoderEnd ConvertJob::runScriptHost(const CommandLine &line)
 {
     m_scriptHostRunning = true;
-    const ScriptHostEnd run = ScriptHostRun(m_registry, runningLine(line, m_folder, m_sourceFacts, m_form.loudness),
+    const ScriptHostEnd run = ScriptHostRun(m_registry, runningLine(line, m_folder, m_sourceFacts, m_form.loudness, m_form.equalizer),
                                             [this](const QString &chunk) { onEncoderOutput(chunk); });
     m_scriptHostRunning = false;
     EncoderEnd end;

@@ -1,10 +1,11 @@
 // The main window clicked as a person would, offscreen, with the real media
 // tool and encoders: start-up, opening a source, the option panel's advice,
 // converting, aborting and closing during a run, the log and tag editor
-// switches, and the captions of every language.
+// switches, the equalizer in the output, and the captions of every language.
 #include "app/AboutDialog.h"
 #include "app/MainProgram.h"
 #include "app/MainWindowTitle.h"
+#include "player/Equalizer.h"
 #include "platform/AppVersion.h"
 #include "settings/BuiltInLanguages.h"
 #include "settings/LanguageCaptions.h"
@@ -35,11 +36,13 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QSlider>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTextEdit>
 #include <QTimer>
 
+#include <cmath>
 #include <functional>
 #include <QTreeWidget>
 
@@ -99,6 +102,23 @@ void choose(QComboBox *box, const QString &item)
     Q_EMIT box->activated(index);
 }
 
+// The mean level in dB of a file's sound within a tenth of an octave around
+// the frequency, as ffmpeg's band-pass filter and volume meter measure it.
+double bandLevel(const QString &file, double hertz)
+{
+    QProcess p;
+    const QString band = QStringLiteral("bandpass=f=%1:width_type=o:w=0.1").arg(hertz);
+    p.start(QStringLiteral("ffmpeg"), {QStringLiteral("-hide_banner"), QStringLiteral("-nostdin"), QStringLiteral("-i"),
+                                       file, QStringLiteral("-af"),
+                                       band + QLatin1Char(',') + band + QStringLiteral(",volumedetect"),
+                                       QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-")});
+    if (!p.waitForFinished(60000))
+        return qQNaN();
+    const QRegularExpressionMatch m
+        = QRegularExpression(QStringLiteral("mean_volume: (-?[0-9.]+) dB")).match(QString::fromUtf8(p.readAllStandardError()));
+    return m.hasMatch() ? m.captured(1).toDouble() : qQNaN();
+}
+
 bool startedUp(const ActivityLog &log, int probeLines)
 {
     const QStringList messages = logMessages(log);
@@ -118,6 +138,7 @@ private Q_SLOTS:
     void batchNamingPreviewAndTrash();
     void tagEditorItemHidesTheFrame();
     void launcherFilesOpen();
+    void equalizerShapesTheOutput();
     void everyLanguageRelabelsEveryControl();
     void aboutShowsVersionNoticeAndLinks();
 };
@@ -165,7 +186,10 @@ void TestMainWindow::firstStartThenNormalStart()
         QCOMPARE(messages.mid(0, 7), expected);
         MainWindow &window = program.window();
         QCOMPARE(window.windowTitle(), mainWindowTitle(true));
-        QCOMPARE(window.height(), 502); // 7530 twips, the log hidden
+        // 7530 twips with the log hidden, 9190 with it, and the rows added to the design.
+        const int added = window.addedRowsHeight();
+        QVERIFY(added > 30);
+        QCOMPARE(window.height(), 502 + added);
         QCOMPARE(home.setting("General", "FFMPEG"), QStringLiteral("/usr/bin/ffmpeg"));
         QCOMPARE(home.setting("General", "ChkUpdates"), QStringLiteral("0"));
         QCOMPARE(home.setting("Options", "Mode"), QStringLiteral("MP3"));
@@ -177,10 +201,10 @@ void TestMainWindow::firstStartThenNormalStart()
         QAction *logItem = control<QAction>(window, "mnuLog");
         logItem->trigger();
         QVERIFY(logItem->isChecked());
-        QCOMPARE(window.height(), 613); // 9190 twips
+        QCOMPARE(window.height(), 613 + added);
         QTRY_VERIFY(!control<QTextEdit>(window, "rtbLog")->visibleRegion().isEmpty());
         logItem->trigger();
-        QCOMPARE(window.height(), 502);
+        QCOMPARE(window.height(), 502 + added);
         QTRY_VERIFY(control<QTextEdit>(window, "rtbLog")->visibleRegion().isEmpty());
         logItem->trigger();
 
@@ -198,7 +222,7 @@ void TestMainWindow::firstStartThenNormalStart()
     program.start();
     QTRY_VERIFY_WITH_TIMEOUT(startedUp(program.log(), 2), 30000);
     QCOMPARE(dialogs.messages().size(), 1);
-    QCOMPARE(program.window().height(), 613);
+    QCOMPARE(program.window().height(), 613 + program.window().addedRowsHeight());
     QVERIFY(control<QAction>(program.window(), "mnuLog")->isChecked());
     // Exit saves and ends without a word in the log.
     const QString last = logMessages(program.log()).constLast();
@@ -335,6 +359,9 @@ void TestMainWindow::openAdviseConvertAbortClose()
     QDropEvent drop(QPointF(300, 300), Qt::CopyAction, &dragged, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(&window, &drop);
     QCOMPARE(control<QLineEdit>(window, "txtPath")->text(), longTone);
+    // The waveform's decoder reads the source too; it is let finish first, so
+    // that only the encoder is left to end.
+    QTRY_VERIFY_WITH_TIMEOUT(!program.form().waveform().computing(), 60000);
     const QString longOutput = home.path(QStringLiteral("long_Konverted.mp3"));
     for (const bool closing : {false, true}) {
         bool acted = false;
@@ -541,6 +568,7 @@ void TestMainWindow::tagEditorItemHidesTheFrame()
         MainWindow &window = program.window();
         program.start();
         QTRY_VERIFY_WITH_TIMEOUT(startedUp(program.log(), 2), 30000);
+        const int full = 502 + window.addedRowsHeight(), withLog = 613 + window.addedRowsHeight();
         QAction *item = control<QAction>(window, "mnuTagEditor");
         QWidget *frame = control<QWidget>(window, "fraTagViewer");
         auto *fade = control<QCheckBox>(window, "chkFadeInOut");
@@ -548,7 +576,7 @@ void TestMainWindow::tagEditorItemHidesTheFrame()
         QVERIFY(!fade->isChecked());
         if (!restarted) {
             QVERIFY(item->isChecked() && frame->isVisible());
-            QCOMPARE(window.height(), 502);
+            QCOMPARE(window.height(), full);
             frameHeight = frame->height();
             QVERIFY(frameHeight > 50);
             QTest::mouseClick(fade, Qt::LeftButton);
@@ -559,22 +587,22 @@ void TestMainWindow::tagEditorItemHidesTheFrame()
         // cut or squeezed, even beside the tallest option panel; the log
         // switch keeps the difference, and the batch list takes the room.
         QVERIFY(!item->isChecked() && !frame->isVisible());
-        QCOMPARE(window.height(), 502 - frameHeight);
+        QCOMPARE(window.height(), full - frameHeight);
         choose(control<QComboBox>(window, "cmbFormat"), QStringLiteral("AAC"));
         QCOMPARE(wholeAndUnsqueezed(window, {"frmAAC", "fraClipEdition", "fraOutVol", "btnConvert", "fraPlayer"}), QString());
         QAction *log = control<QAction>(window, "mnuLog");
         log->trigger();
-        QCOMPARE(window.height(), 613 - frameHeight);
+        QCOMPARE(window.height(), withLog - frameHeight);
         log->trigger();
         QTest::mouseClick(control<QRadioButton>(window, "optBatchMode"), Qt::LeftButton);
-        QCOMPARE(window.height(), 502);
+        QCOMPARE(window.height(), full);
         QCOMPARE(wholeAndUnsqueezed(window, {"fraBatchMode", "fraClipEdition", "fraOutVol", "fraPlayer"}), QString());
         QTest::mouseClick(control<QRadioButton>(window, "optFileMode"), Qt::LeftButton);
-        QCOMPARE(window.height(), 502 - frameHeight);
+        QCOMPARE(window.height(), full - frameHeight);
         if (restarted) {
             item->trigger();
             QVERIFY(item->isChecked() && frame->isVisible());
-            QCOMPARE(window.height(), 502);
+            QCOMPARE(window.height(), full);
             QCOMPARE(wholeAndUnsqueezed(window, {"fraTagViewer", "frmAAC", "fraClipEdition", "fraOutVol", "fraPlayer"}), QString());
             QCOMPARE(frame->height(), frameHeight);
         }
@@ -607,6 +635,80 @@ void TestMainWindow::launcherFilesOpen()
     QVERIFY(program.form().batch.batchMode);
     QVERIFY(control<QWidget>(program.window(), "fraBatchMode")->isVisible());
     QCOMPARE(program.form().batch.items[1].source, two);
+}
+
+// With a band at -12 dB and the switch on, pink noise comes out 12 dB lower
+// in that band and as it was in the others, converted alone and in a batch;
+// the switch and the bands are there again at the next start.
+void TestMainWindow::equalizerShapesTheOutput()
+{
+    Home home;
+    home.settled();
+    const QString pink = home.path(QStringLiteral("pink.wav"));
+    QVERIFY(run(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-b"), QStringLiteral("16"),
+                                        QStringLiteral("-r"), QStringLiteral("44100"), QStringLiteral("-c"),
+                                        QStringLiteral("2"), pink, QStringLiteral("synth"), QStringLiteral("6"),
+                                        QStringLiteral("pinknoise"), QStringLiteral("vol"), QStringLiteral("0.5")}));
+    const QString output = home.path(QStringLiteral("pink_Konverted.wav"));
+    const auto keep = [&](const char *name) {
+        const QString kept = home.path(QLatin1String(name));
+        return QFile::rename(output, kept) ? kept : QString();
+    };
+    constexpr int kBand = 8;
+    QString flat;
+    QString shaped;
+    QString batched;
+    test::TestDialogs dialogs;
+    {
+        MainProgram program(home.folder, dialogs);
+        MainWindow &window = program.window();
+        program.start();
+        QTRY_VERIFY_WITH_TIMEOUT(startedUp(program.log(), 2), 30000);
+        program.form().openDropped(pink);
+        choose(control<QComboBox>(window, "cmbFormat"), QStringLiteral("WAV"));
+        auto *convert = control<QPushButton>(window, "btnConvert");
+        control<QAction>(window, "mnuEqualizer")->trigger();
+        QWidget *equalizer = control<QWidget>(window, "Equalizer");
+        control<QSlider>(*equalizer, "SEq_8")->setValue(kEqualizerMinimum);
+        QCOMPARE(control<QLabel>(*equalizer, "EQ_8")->text(), QStringLiteral("-12"));
+        // The bands alone change nothing while the switch is off.
+        QTest::mouseClick(convert, Qt::LeftButton);
+        flat = keep("flat.wav");
+        QTest::mouseClick(control<QCheckBox>(*equalizer, "chkApply"), Qt::LeftButton);
+        QTest::mouseClick(convert, Qt::LeftButton);
+        shaped = keep("shaped.wav");
+        program.form().setBatchMode(true);
+        program.form().addToBatch({pink});
+        QTest::mouseClick(convert, Qt::LeftButton);
+        batched = keep("batched.wav");
+        QVERIFY(!flat.isEmpty() && !shaped.isEmpty() && !batched.isEmpty());
+        QVERIFY(window.close());
+    }
+    QCOMPARE(home.setting("Options", "EqualizerApply"), QStringLiteral("1"));
+    QCOMPARE(home.setting("Options", "EqualizerBands"), QStringLiteral("0,0,0,0,0,0,0,0,-12,0,0,0,0,0,0,0,0,0"));
+    {
+        MainProgram program(home.folder, dialogs);
+        program.start();
+        QTRY_VERIFY_WITH_TIMEOUT(startedUp(program.log(), 2), 30000);
+        const EqualizerState &again = program.form().form.equalizer;
+        QVERIFY(again.chkApply);
+        QCOMPARE(again.gainsDb()[kBand], -12);
+        QCOMPARE(again.EQ[kBand], QStringLiteral("-12"));
+        QVERIFY(program.window().close());
+    }
+
+    // The bands lie half an octave apart from 55 Hz.
+    for (int band = 0; band < kEqualizerBands; ++band) {
+        const double hertz = 55 * std::pow(2.0, band / 2.0);
+        const double before = bandLevel(flat, hertz);
+        const double expected = band == kBand ? -12 : 0;
+        for (const QString &file : {shaped, batched}) {
+            const double change = bandLevel(file, hertz) - before;
+            QVERIFY2(qAbs(change - expected) <= 1.5,
+                     qPrintable(QStringLiteral("%1 at %2 Hz: %3 dB").arg(QFileInfo(file).fileName()).arg(hertz).arg(change)));
+        }
+    }
+    QVERIFY(dialogs.allAnswersUsed());
 }
 
 void TestMainWindow::everyLanguageRelabelsEveryControl()

@@ -4,6 +4,7 @@
 #include "settings/Translations.h"
 
 #include <QLabel>
+#include <QCheckBox>
 #include <QPushButton>
 #include <QSlider>
 #include <QTemporaryDir>
@@ -45,11 +46,17 @@ void TestEqualizer::slidersSetTheLabelsAndResetFlattensThem()
 {
     QTemporaryDir dir;
     QWidget main;
-    EqualizerWindow window(languageFile(dir, "Francais"), &main);
+    EqualizerState shown;
+    EqualizerWindow window(shown, languageFile(dir, "Francais"), &main);
     window.show();
     QCOMPARE(window.windowTitle(), QStringLiteral("Égaliseur"));
     auto *zero = window.findChild<QPushButton *>(QStringLiteral("btnZero"));
     QCOMPARE(zero->text(), QStringLiteral("Réinitialiser"));
+    // The switch that puts the bands into the output writes the form's state.
+    auto *apply = window.findChild<QCheckBox *>(QStringLiteral("chkApply"));
+    QCOMPARE(apply->text(), QStringLiteral("Appliquer à la sortie"));
+    QTest::mouseClick(apply, Qt::LeftButton);
+    QVERIFY(shown.chkApply);
 
     const std::pair<int, int> moves[] = {{4, -15}, {17, kEqualizerMinimum}, {0, kEqualizerMaximum}};
     std::array<int, kEqualizerBands> values;
@@ -61,6 +68,7 @@ void TestEqualizer::slidersSetTheLabelsAndResetFlattensThem()
     for (int band = 0; band < kEqualizerBands; ++band) {
         QCOMPARE(slider(window, band)->value(), values[band]);
         QCOMPARE(label(window, band), QString::number(values[band] + 20));
+        QCOMPARE(shown.gainsDb()[band], values[band] + 20);
     }
 
     QTest::mouseClick(zero, Qt::LeftButton);
@@ -84,7 +92,8 @@ void TestEqualizer::docksAgainstTheMainWindowsRightEdge()
 {
     QTemporaryDir dir;
     QWidget main;
-    auto *window = new EqualizerWindow(languageFile(dir, "English"), &main);
+    EqualizerState state;
+    auto *window = new EqualizerWindow(state, languageFile(dir, "English"), &main);
     QVERIFY(window->windowFlags().testFlag(Qt::Tool));
     main.show();
     window->show();
