@@ -346,10 +346,10 @@ def test_targets(build: Path, tests: list[dict], names: set[str]) -> list[str] |
     return sorted(targets)
 
 
-def known_targets(build: Path) -> set[str]:
-    out = subprocess.run(["cmake", "--build", str(build), "--target", "help"], capture_output=True,
-                         text=True).stdout
-    return {line.split(":")[0].strip() for line in out.splitlines() if ":" in line}
+def existing_targets(build: Path, names) -> list[str]:
+    """Those of the names that the build knows as targets (asked with a dry run)."""
+    return [n for n in names if subprocess.run(["cmake", "--build", str(build), "--target", n, "--", "-n"],
+                                               capture_output=True).returncode == 0]
 
 
 def build(build_dir: Path, targets: list[str] | None, jobs: int, log: Path) -> bool:
@@ -461,6 +461,12 @@ def cmd_map(args) -> None:
     target = cov / "mutation-coverage.json"
     target.write_text(json.dumps(data, separators=(",", ":")))
     failed = [n for n, (r, _, _) in results.items() if not r.passed]
+    # A program started without the test's environment writes its counts into
+    # the build itself, where no test can be told from another.
+    stray = [p for p in cov.rglob("*.gcda") if runs_dir not in p.parents]
+    if stray:
+        say(f"   {len(stray)} .gcda files were written outside the tests' own folders (a child started "
+            f"without their environment), e.g. {stray[0]}; their lines count for no test")
     say(f"== coverage map of {len(tests)} tests in {target}: build {data['built_seconds']} s, "
         f"whole map {data['map_seconds']} s")
     if failed:
@@ -587,6 +593,12 @@ def cmd_run(args) -> None:
     elif not args.all_tests:
         raise SystemExit(f"no coverage map at {map_path}: run 'scripts/mutate.py map' first, or give --all-tests")
 
+    if args.plan:
+        names = list(cmap.files) if cmap else []
+        for m in mutations:
+            chosen, basis = (names, "all (asked for)") if args.all_tests or not cmap else cmap.select(m, names)
+            say(f"{m.id:5} {m.path}:{m.first_line}  {len(chosen)} tests ({basis}): {' '.join(sorted(chosen))}")
+        return
     if not (build_dir / "CMakeCache.txt").exists():
         configure(build_dir, ["-DCMAKE_BUILD_TYPE=RelWithDebInfo"], work / "configure.log")
     # The unmutated build first: the tests' programs are known once they exist.
@@ -595,8 +607,7 @@ def cmd_run(args) -> None:
         raise SystemExit(f"the unmutated tree does not build; see {work / 'build-baseline.log'}")
     tests = list_tests(build_dir)
     everyone = [t["name"] for t in tests]
-    targets_known = known_targets(build_dir)
-    helpers = [h for h in HELPERS if h in targets_known]
+    helpers = existing_targets(build_dir, HELPERS)
     # A test's time limit: its time in the slower coverage build, twice over, and a minute.
     timeouts = {n: (2 * cmap.seconds.get(n, 300) + 60) if cmap else 900 for n in everyone}
 
@@ -733,7 +744,13 @@ def per_test_lines(entries: list[dict]) -> list[str]:
 
 def write_report(results: dict, build_dir: Path, args) -> None:
     order = {m.id: i for i, m in enumerate(parse_list(Path(args.list)))}
-    out: list[str] = [f"# Mutation report", "", f"Sources: {results['tree']}; written {time.strftime('%Y-%m-%d %H:%M')}.", ""]
+    out: list[str] = ["# Mutation report", "", f"Sources: {results['tree']}; written {time.strftime('%Y-%m-%d %H:%M')}.", ""]
+    map_path = Path(args.cov_dir) / "mutation-coverage.json"
+    if map_path.exists():
+        cmap = json.loads(map_path.read_text())
+        out += [f"Coverage map: {len(cmap['tests'])} tests, sources {cmap['tree']}"
+                f"{'' if cmap['tree'] == results['tree'] else ' (OTHER SOURCES)'}; the coverage build took "
+                f"{cmap['built_seconds']} s, the whole map {cmap['map_seconds']} s.", ""]
     modes = [m for m in ("selected", "all") if results["runs"].get(m)]
     for mode in modes:
         entries = sorted(results["runs"][mode].values(), key=lambda e: order.get(e["id"], 10**6))
@@ -745,6 +762,10 @@ def write_report(results: dict, build_dir: Path, args) -> None:
             run_note = f"{len(e['selected'])} ({e['basis']})" + (f"; {e['note']}" if e.get("note") else "")
             out.append(f"| {e['id']} | {e['path']}:{e['lines'][0]} | {e['kind']} | {e['what']} | {e['status']} "
                        f"| {killers} | {run_note} | {e['seconds']:.0f} |")
+        survivors = [e for e in entries if e["status"] == "survived"]
+        if survivors:
+            out += ["", "Survivors and the tests that ran for them:", ""]
+            out += [f"- {e['id']}: {', '.join(e['selected']) or 'none'}" for e in survivors]
         seconds = [e["seconds"] for e in entries]
         out += ["", f"Average time per mutation: {sum(seconds) / len(seconds):.0f} s "
                     f"(build {sum(e['build_seconds'] for e in entries) / len(entries):.0f} s, "
@@ -816,6 +837,7 @@ def main() -> None:
     run.add_argument("--fresh", action="store_true", help="run again mutations that have a result")
     run.add_argument("--no-baseline", action="store_true", help="do not check the tests on the unmutated tree")
     run.add_argument("--allow-stale-map", action="store_true")
+    run.add_argument("--plan", action="store_true", help="only show which tests each mutation would run")
     sub.add_parser("report", parents=[common], help="write the report from the stored results")
     args = parser.parse_args()
     {"check": cmd_check, "map": cmd_map, "run": cmd_run, "report": cmd_report}[args.command](args)
