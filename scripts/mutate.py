@@ -26,7 +26,7 @@ Python 3 standard library only; gcov from the compiler. Never more than --jobs
 from __future__ import annotations
 
 import argparse
-import base64
+import fcntl
 import hashlib
 import json
 import os
@@ -196,6 +196,27 @@ def tree_hash() -> str:
 
 def say(text: str) -> None:
     print(text, flush=True)
+
+
+_lock_file = None
+
+
+def lock_tree() -> None:
+    """One run of this script at a time on this work tree: another would see
+    the mutation under way as the source, or put the file back under it."""
+    global _lock_file
+    name = hashlib.sha256(str(ROOT).encode()).hexdigest()[:12]
+    path = Path("/tmp") / f"tonmill-mutate-{name}.lock"
+    _lock_file = path.open("a+")
+    try:
+        fcntl.flock(_lock_file, fcntl.LOCK_EX | fcntl.LOCK_NB)
+    except BlockingIOError:
+        _lock_file.seek(0)
+        raise SystemExit(f"another scripts/mutate.py works on {ROOT} (process {_lock_file.read().strip() or '?'}); "
+                         "wait for it to end")
+    _lock_file.truncate(0)
+    _lock_file.write(str(os.getpid()))
+    _lock_file.flush()
 
 
 def run_logged(command: list[str], log: Path, cwd: Path = ROOT, env: dict | None = None) -> bool:
@@ -417,6 +438,7 @@ def gcov_lines(gcda_root: Path, cov_dir: Path) -> tuple[dict[str, set[int]], dic
 
 
 def cmd_map(args) -> None:
+    lock_tree()
     cov = Path(args.cov_dir).resolve()
     cov.mkdir(parents=True, exist_ok=True)
     started = time.monotonic()
@@ -533,8 +555,8 @@ class Applied:
         self.file.write_bytes(self.original)
         if sha256(self.file.read_bytes()) != sha256(self.original):
             raise SystemExit(f"{self.m.path} could not be restored; the original is in {self.backup}")
-        self.note.unlink()
-        self.backup.unlink()
+        self.note.unlink(missing_ok=True)
+        self.backup.unlink(missing_ok=True)
         return False
 
 
@@ -578,6 +600,7 @@ def cmd_run(args) -> None:
     work = build_dir / "mutation"
     work.mkdir(parents=True, exist_ok=True)
     signal.signal(signal.SIGTERM, on_termination)
+    lock_tree()
     recover(work / "backup")
     mutations = load_mutations(Path(args.list), args.only)
     tree = tree_hash()
@@ -751,6 +774,14 @@ def write_report(results: dict, build_dir: Path, args) -> None:
         out += [f"Coverage map: {len(cmap['tests'])} tests, sources {cmap['tree']}"
                 f"{'' if cmap['tree'] == results['tree'] else ' (OTHER SOURCES)'}; the coverage build took "
                 f"{cmap['built_seconds']} s, the whole map {cmap['map_seconds']} s.", ""]
+    # Results of mutations that have left the list, or changed, do not count.
+    current = {m.id: m.digest() for m in parse_list(Path(args.list))}
+    for mode in list(results["runs"]):
+        runs = results["runs"][mode]
+        stale = [i for i, e in runs.items() if current.get(i) != e.get("digest")]
+        if stale:
+            say(f"== left out of the {mode} report, no longer in the list as they ran: {', '.join(stale)}")
+        results["runs"][mode] = {i: e for i, e in runs.items() if i not in stale}
     modes = [m for m in ("selected", "all") if results["runs"].get(m)]
     for mode in modes:
         entries = sorted(results["runs"][mode].values(), key=lambda e: order.get(e["id"], 10**6))
@@ -801,6 +832,7 @@ def cmd_report(args) -> None:
 
 
 def cmd_check(args) -> None:
+    lock_tree()
     mutations = load_mutations(Path(args.list), args.only)
     by_area: dict[str, int] = {}
     by_kind: dict[str, int] = {}
