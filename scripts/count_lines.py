@@ -45,7 +45,8 @@ def main() -> int:
     print(f"code lines: {code_lines} in {len(code)} files elsewhere "
           f"(of them {tooling} in scripts/, the measuring tools)")
     print(f"left out:   {fuzz} lines of the fuzz targets in tests/fuzz/")
-    print(f"share:      test lines are {100 * test_lines / code_lines:.1f} % of code lines")
+    print(f"share:      test lines are {100 * test_lines / code_lines:.1f} % of code lines "
+          f"({100 * test_lines / (code_lines - tooling):.1f} % without scripts/)")
     if args.files:
         for name, lines in sorted(tests.items(), key=lambda item: -item[1]):
             print(f"{lines:7} {name}")

@@ -42,7 +42,9 @@ from dataclasses import dataclass, field
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
-TOOLING = "scripts/"  # left out of the tree's hash: changing the tooling changes no verdict
+# Left out of the tree's hash, as they change no verdict: this tooling, the
+# documentation and its pictures.
+UNHASHED = ("scripts/", "docs/")
 DEFAULT_LIST = ROOT / "scripts" / "mutations.txt"
 KINDS = ("comparison", "off-by-one", "constant", "dropped-log", "skipped-step", "swapped-args", "wrong-default")
 # The programs the tests start as children; built with every mutation so that
@@ -183,12 +185,12 @@ def sha256(data: bytes) -> str:
 
 
 def tree_hash() -> str:
-    """The sources and tests as they stand, the tooling left out."""
+    """The sources and tests as they stand."""
     names = subprocess.run(["git", "ls-files", "-co", "--exclude-standard", "-z"], cwd=ROOT, check=True,
                            capture_output=True).stdout.split(b"\0")
     digest = hashlib.sha256()
     for name in sorted(n.decode() for n in names if n):
-        if name.startswith(TOOLING) or not (ROOT / name).is_file():
+        if name.startswith(UNHASHED) or name.endswith(".md") or not (ROOT / name).is_file():
             continue
         digest.update(name.encode() + b"\0" + (ROOT / name).read_bytes() + b"\0")
     return digest.hexdigest()[:20]
@@ -678,7 +680,7 @@ def cmd_run(args) -> None:
                  "digest": m.digest(), "basis": basis, "selected": chosen, "killers": [], "timeouts": [],
                  "functions": {}, "build_seconds": 0, "test_seconds": 0}
         started = time.monotonic()
-        logs = work / "logs" / m.id
+        logs = work / "logs" / mode / m.id
         shutil.rmtree(logs, ignore_errors=True)
         try:
             with Applied(m, work / "backup"):
