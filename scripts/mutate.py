@@ -7,9 +7,11 @@ flipped comparison, a changed constant, a skipped step...). The script applies
 one at a time to the work tree, builds, runs the tests that can notice it, and
 puts the file back exactly as it was.
 
-  scripts/mutate.py check                  the list: every snippet found, counts by area and kind
+  scripts/mutate.py check [--compile]      the list: every snippet found, counts by area and kind;
+                                           --compile also compiles each mutated file (syntax only)
   scripts/mutate.py map                    coverage build (build-cov/) and which lines each test runs
   scripts/mutate.py run [--only ID,ID]     apply, build (build-mut/), test, restore; writes the report
+                                           (--plan: only show the tests each mutation would run)
   scripts/mutate.py run --all-tests ...    the same with every test for each mutation (a check of the selection)
   scripts/mutate.py report [--per-test]    the report again from the stored results
 
@@ -18,6 +20,12 @@ picks those from the coverage map that "map" makes (each test run alone, its
 .gcda files kept apart by GCOV_PREFIX). A mutated line that no test executes,
 or that has no code of its own (a constant, a declaration), falls back to the
 tests that execute anything in its file; in a header, to every test.
+
+Results go to build-mut/mutation-results.json after each mutation, so that a
+run that stops goes on where it stopped; the report to build-mut/mutation-report.md,
+the output of each test a mutation made fail to build-mut/mutation/logs/. Both
+the map and the results belong to the sources they were made from: once the
+sources or the tests change, "map" has to be made again before "run".
 
 Python 3 standard library only; gcov from the compiler. Never more than --jobs
 (default 2) builds or tests at once.
@@ -31,6 +39,7 @@ import hashlib
 import json
 import os
 import re
+import shlex
 import shutil
 import signal
 import subprocess
@@ -534,7 +543,11 @@ class Applied:
     back afterwards whatever happens, checked by its hash. A copy on disk lets
     a later run restore the file should this process be killed outright."""
 
-    def __init__(self, m: Mutation, backup_dir: Path):
+    def __init__(self, m: Mutation, backup_dir: Path, keep_time: bool = False):
+        # keep_time: the file gets its old modification time back, for a check
+        # that builds nothing; after a build the restored file must look newer
+        # than what was built from the mutant.
+        self.keep_time = keep_time
         self.m = m
         self.file = ROOT / m.path
         self.backup = backup_dir / "file"
@@ -543,6 +556,7 @@ class Applied:
 
     def __enter__(self):
         self.original = self.file.read_bytes()
+        self.times = os.stat(self.file)
         text = self.original.decode()
         if text[self.m.offset:self.m.offset + len(self.m.old)] != self.m.old:
             raise SystemExit(f"{self.m.id}: the file changed since the list was read")
@@ -557,6 +571,8 @@ class Applied:
         self.file.write_bytes(self.original)
         if sha256(self.file.read_bytes()) != sha256(self.original):
             raise SystemExit(f"{self.m.path} could not be restored; the original is in {self.backup}")
+        if self.keep_time:
+            os.utime(self.file, ns=(self.times.st_atime_ns, self.times.st_mtime_ns))
         self.note.unlink(missing_ok=True)
         self.backup.unlink(missing_ok=True)
         return False
@@ -833,9 +849,47 @@ def cmd_report(args) -> None:
     write_report(json.loads(path.read_text()), build_dir, args)
 
 
+def syntax_errors(m: Mutation, commands: list[dict]) -> str | None:
+    """The compiler's complaints about the mutated file, checked without
+    building anything; None when it has none."""
+    entries = [e for e in commands if os.path.realpath(e["file"]) == str((ROOT / m.path).resolve())]
+    if not entries:
+        return "no compile command for this file (a header is checked by building)"
+    words = shlex.split(entries[0]["command"])
+    kept: list[str] = []
+    skip = False
+    for word in words:
+        if skip:
+            skip = False
+        elif word in ("-o", "-MF", "-MT"):
+            skip = True
+        elif word not in ("-c", "-MD"):
+            kept.append(word)
+    result = subprocess.run(kept + ["-fsyntax-only"], cwd=entries[0]["directory"], capture_output=True, text=True)
+    return None if result.returncode == 0 else result.stderr.strip()
+
+
 def cmd_check(args) -> None:
     lock_tree()
     mutations = load_mutations(Path(args.list), args.only)
+    if args.compile:
+        commands_path = Path(args.build_dir) / "compile_commands.json"
+        if not commands_path.exists():
+            raise SystemExit(f"no {commands_path}: configure that build first")
+        commands = json.loads(commands_path.read_text())
+        work = Path(args.build_dir).resolve() / "mutation"
+        signal.signal(signal.SIGTERM, on_termination)
+        recover(work / "backup")
+        failed = 0
+        for m in mutations:
+            with Applied(m, work / "backup", keep_time=True):
+                why = syntax_errors(m, commands)
+            if why:
+                failed += 1
+                say(f"{m.id}: {why.splitlines()[0] if why.startswith('no compile') else 'does not compile:'}")
+                if not why.startswith("no compile"):
+                    say("    " + "\n    ".join(why.splitlines()[:6]))
+        say(f"{len(mutations) - failed} of {len(mutations)} mutations compile")
     by_area: dict[str, int] = {}
     by_kind: dict[str, int] = {}
     for m in mutations:
@@ -862,6 +916,8 @@ def main() -> None:
     check = sub.add_parser("check", parents=[common], help="read the list and find every snippet")
     check.add_argument("--only")
     check.add_argument("-v", "--verbose", action="store_true")
+    check.add_argument("--compile", action="store_true",
+                       help="also compile each mutated file (syntax only, with BUILD_DIR's compile commands)")
     cmap = sub.add_parser("map", parents=[common], help="coverage build and the lines each test runs")
     cmap.add_argument("--only-tests", help="comma-separated test names (default: all)")
     cmap.add_argument("--test-timeout", type=float, default=1200)
