@@ -7,6 +7,8 @@
 #include "settings/OwnCaptions.h"
 
 #include <QAbstractButton>
+#include <QComboBox>
+#include <QLineEdit>
 #include <QLabel>
 #include <QMetaProperty>
 #include <QRegularExpression>
@@ -73,13 +75,20 @@ bool setAccessibleText(QWidget *form, const QString &row, const QString &text)
     return true;
 }
 
-// Qt names a field after the label whose buddy it is, but not the focus
-// proxy of a compound field (the slider inside a slider with its read-out).
-void nameFocusProxies(QWidget *form)
+// Qt names a field after the label whose buddy it is, but neither the focus
+// proxy of a compound field (the slider inside a slider with its read-out)
+// nor the line where an editable list box is typed into.
+void nameInnerFields(QWidget *form)
 {
     for (QLabel *label : form->findChildren<QLabel *>()) {
-        if (label->buddy() && readControl(label->buddy()) != label->buddy())
-            readControl(label->buddy())->setAccessibleName(withoutMnemonic(label->text()));
+        QWidget *buddy = label->buddy();
+        if (!buddy)
+            continue;
+        QWidget *inner = readControl(buddy);
+        if (auto *list = qobject_cast<QComboBox *>(buddy); list && list->lineEdit())
+            inner = list->lineEdit();
+        if (inner != buddy)
+            inner->setAccessibleName(withoutMnemonic(label->text()));
     }
 }
 
@@ -128,7 +137,7 @@ QString apply(QWidget *root, const QString &file, bool relabelOnly)
     // The letters follow the captions of the language.
     for (QWidget *form : relabelled) {
         placeMnemonics(form);
-        nameFocusProxies(form);
+        nameInnerFields(form);
     }
     return displayName;
 }

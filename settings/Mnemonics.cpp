@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <functional>
 #include <numeric>
+#include <tuple>
 
 namespace tonmill {
 
@@ -93,8 +94,10 @@ class Placement {
 public:
     using Together = std::function<bool(int, int)>;
 
-    Placement(const QList<QList<Candidate>> &candidates, Together together)
+    // marked: the position that each caption's own "&" marks, or -1.
+    Placement(const QList<QList<Candidate>> &candidates, const QList<qsizetype> &marked, Together together)
         : m_candidates(candidates)
+        , m_marked(marked)
         , m_together(std::move(together))
         , m_chosen(candidates.size(), -1)
     {
@@ -111,27 +114,41 @@ public:
 private:
     using Holders = QHash<QChar, QList<int>>;
 
+    QList<int> blocking(int caption, const Candidate &candidate, const Holders &holders) const
+    {
+        QList<int> found;
+        for (const int holder : holders.value(candidate.key)) {
+            if (m_together(caption, holder))
+                found << holder;
+        }
+        return found;
+    }
+
+    // A free letter first, so that no caption is moved from the letter it
+    // prefers while another would do.
     bool assign(int caption, QSet<QChar> &visited, Holders &holders)
     {
+        for (const Candidate &candidate : m_candidates[caption]) {
+            if (!visited.contains(candidate.key) && blocking(caption, candidate, holders).isEmpty()) {
+                holders[candidate.key] << caption;
+                m_chosen[caption] = candidate.position;
+                return true;
+            }
+        }
         for (const Candidate &candidate : m_candidates[caption]) {
             if (visited.contains(candidate.key))
                 continue;
             visited.insert(candidate.key);
-            QList<int> blocking;
-            for (const int holder : holders.value(candidate.key)) {
-                if (m_together(caption, holder))
-                    blocking << holder;
-            }
-            if (blocking.size() > 1)
+            const QList<int> holdersInTheWay = blocking(caption, candidate, holders);
+            // The letter that a language file marks stays with its caption.
+            if (holdersInTheWay.size() != 1 || m_chosen[holdersInTheWay.constFirst()] == m_marked[holdersInTheWay.constFirst()])
                 continue;
             Holders trial = holders;
             const QList<qsizetype> before = m_chosen;
-            if (!blocking.isEmpty()) {
-                trial[candidate.key].removeOne(blocking.constFirst());
-                if (!assign(blocking.constFirst(), visited, trial)) {
-                    m_chosen = before;
-                    continue;
-                }
+            trial[candidate.key].removeOne(holdersInTheWay.constFirst());
+            if (!assign(holdersInTheWay.constFirst(), visited, trial)) {
+                m_chosen = before;
+                continue;
             }
             trial[candidate.key] << caption;
             m_chosen[caption] = candidate.position;
@@ -142,6 +159,7 @@ private:
     }
 
     const QList<QList<Candidate>> &m_candidates;
+    const QList<qsizetype> &m_marked;
     Together m_together;
     QList<qsizetype> m_chosen;
     Holders m_holders;
@@ -166,20 +184,25 @@ QStringList withMnemonics(const QList<MnemonicCaption> &captions)
 {
     QList<Plain> plains;
     QList<QList<Candidate>> tried;
+    QList<qsizetype> markedAt;
     for (const MnemonicCaption &caption : captions) {
         plains << parse(caption.text);
         tried << candidates(plains.constLast());
+        markedAt << plains.constLast().marked;
     }
     // Two captions show together unless they are different alternatives of one layer.
-    Placement placement(tried, [&captions](int a, int b) {
+    Placement placement(tried, markedAt, [&captions](int a, int b) {
         return captions[a].layer == 0 || captions[b].layer == 0 || captions[a].layer != captions[b].layer
             || captions[a].alternative == captions[b].alternative;
     });
     QList<int> order(captions.size());
     std::iota(order.begin(), order.end(), 0);
-    std::stable_sort(order.begin(), order.end(), [&captions](int a, int b) {
-        return std::pair(captions[a].rank, captions[a].layer) < std::pair(captions[b].rank, captions[b].layer);
-    });
+    // The first rank before all others; then the others layer by layer, so
+    // that what is always shown comes before what shows in turn.
+    const auto precedence = [&captions](int i) {
+        return std::tuple(captions[i].rank > 0, captions[i].layer, captions[i].rank);
+    };
+    std::stable_sort(order.begin(), order.end(), [&precedence](int a, int b) { return precedence(a) < precedence(b); });
     for (const int caption : order)
         placement.place(caption);
 
