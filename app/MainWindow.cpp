@@ -592,6 +592,11 @@ void MainWindow::render()
     showPane(m_ui->rtfOutput, m_main.console().text());
 
     m_ui->mnuLog->setChecked(form.mnuLog);
+    // While the log is hidden its panel lies below the window's edge; its
+    // panes hide too, so that neither Tab nor a screen reader finds them.
+    for (QWidget *pane : {static_cast<QWidget *>(m_ui->rtbLog), static_cast<QWidget *>(m_ui->fraConsole),
+                          static_cast<QWidget *>(m_ui->fraEncoder)})
+        pane->setVisible(form.mnuLog);
     m_ui->mnuSaveLog->setChecked(form.mnuSaveLog);
     m_ui->mnuTagEditor->setChecked(form.mnuTagEditor);
     renderPlayer();
@@ -784,9 +789,11 @@ void MainWindow::announceProgress()
     if (!told)
         return;
     m_ui->PB1->announce(std::clamp(told->value, m_ui->PB1->minimum(), m_ui->PB1->maximum()));
-    // A label with a name of its own keeps quiet when its text changes.
-    m_ui->Encoding->setAccessibleName(told->text);
-    m_ui->lblWMAprogress->setAccessibleName(told->text);
+    // A label with a name of its own keeps quiet when its text changes, so
+    // an empty text leaves the name as it was.
+    QLabel *shown = running && form.lblWMAprogressVisible ? m_ui->lblWMAprogress : m_ui->Encoding;
+    if (!told->text.isEmpty())
+        shown->setAccessibleName(told->text);
 }
 
 QString MainWindow::jobOutcome() const

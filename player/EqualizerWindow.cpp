@@ -4,12 +4,13 @@
 #include "settings/LanguageBinder.h"
 #include "ui_EqualizerWindow.h"
 
+#include <QScreen>
 #include <QSignalBlocker>
 
 namespace tonmill {
 
 EqualizerWindow::EqualizerWindow(const QString &languageFile, QWidget *parent)
-    : QWidget(parent, Qt::Tool)
+    : QDialog(parent, Qt::Tool)
     , m_ui(std::make_unique<Ui::EqualizerWindow>())
 {
     m_ui->setupUi(this);
@@ -25,6 +26,8 @@ EqualizerWindow::EqualizerWindow(const QString &languageFile, QWidget *parent)
             render();
         });
     }
+    // Enter on a slider resets nothing.
+    m_ui->btnZero->setAutoDefault(false);
     connect(m_ui->btnZero, &QPushButton::clicked, this, [this] {
         m_state.btnZero_Click();
         render();
@@ -39,7 +42,8 @@ EqualizerWindow::~EqualizerWindow() = default;
 void EqualizerWindow::dockTo(const QWidget &mainWindow)
 {
     const QRect frame = frameGeometry();
-    const QRect docked = dockedEqualizerGeometry(mainWindow.frameGeometry(), frame.width());
+    const QRect docked =
+        dockedEqualizerGeometry(mainWindow.frameGeometry(), frame.width(), mainWindow.screen()->availableGeometry());
     if (frame == docked)
         return;
     // move() places the frame, resize() the inside: the frame's height less

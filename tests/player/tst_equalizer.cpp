@@ -6,6 +6,7 @@
 
 #include <QLabel>
 #include <QPushButton>
+#include <QScreen>
 #include <QSlider>
 #include <QTemporaryDir>
 #include <QTest>
@@ -90,12 +91,15 @@ void TestEqualizer::docksAgainstTheMainWindowsRightEdge()
     main.show();
     window->show();
     const int width = window->frameGeometry().width();
+    const QRect screen = main.screen()->availableGeometry();
     // Main's frame and where the equalizer's frame goes; the windows' borders
     // (offscreen has some) lie inside the frames.
     const std::pair<QRect, QRect> rows[] = {
-        {{100, 50, 640, 480}, {740, 50, width, 480}},
-        {{0, 0, 800, 600}, {800, 0, width, 600}},
+        {{100, 50, screen.width() - width - 200, 480}, {screen.width() - width - 100, 50, width, 480}},
         {{-900, 20, 700, 300}, {-200, 20, width, 300}},
+        // No room on the right: on the left, else at the screen's edge.
+        {{width + 10, 30, screen.width() - width - 10, 400}, {10, 30, width, 400}},
+        {{0, 0, screen.width(), 600}, {screen.width() - width, 0, width, 600}},
     };
     for (const auto &[frame, docked] : rows) {
         main.move(frame.topLeft());
