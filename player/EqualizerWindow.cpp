@@ -1,6 +1,7 @@
 #include "player/EqualizerWindow.h"
 
 #include "controls/ReadingOrder.h"
+#include "settings/FormMnemonics.h"
 #include "settings/LanguageBinder.h"
 #include "ui_EqualizerWindow.h"
 
@@ -17,8 +18,11 @@ EqualizerWindow::EqualizerWindow(const QString &languageFile, QWidget *parent)
     for (int i = 0; i < kEqualizerBands; ++i) {
         m_SEq[i] = findChild<QSlider *>(QStringLiteral("SEq_%1").arg(i));
         m_EQ[i] = findChild<QLabel *>(QStringLiteral("EQ_%1").arg(i));
-        // Each slider is named after the frequency of its band.
-        findChild<QLabel *>(QStringLiteral("lblBand_%1").arg(i))->setBuddy(m_SEq[i]);
+        // Each slider is named after the frequency of its band; the
+        // frequencies are figures, not words to take Alt+letters from.
+        auto *band = findChild<QLabel *>(QStringLiteral("lblBand_%1").arg(i));
+        band->setBuddy(m_SEq[i]);
+        band->setProperty(kTakesMnemonic, false);
         m_SEq[i]->setRange(kEqualizerMinimum, kEqualizerMaximum);
         connect(m_SEq[i], &QSlider::valueChanged, this, [this, i](int value) {
             m_state.SEq[i] = value;
