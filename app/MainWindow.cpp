@@ -13,6 +13,7 @@
 #include "settings/SetupDialog.h"
 #include "ui_MainWindow.h"
 
+#include <QApplication>
 #include <QCloseEvent>
 #include <QFileInfo>
 #include <QHeaderView>
@@ -21,7 +22,6 @@
 #include <QDropEvent>
 #include <QFontDatabase>
 #include <QMimeData>
-#include <QApplication>
 #include <QScreen>
 #include <QScrollBar>
 #include <QShortcut>
@@ -782,7 +782,7 @@ void MainWindow::announceProgress()
         else
             m_announceTimer.stop();
     }
-    const QString status = !running                    ? jobOutcome()
+    const QString status = !running                    ? ownText("Main", m_main.jobOutcome(), m_language)
                          : form.lblWMAprogressVisible ? form.progress.lblWMAprogress
                                                       : form.progress.Encoding;
     const auto told = m_announcer.update(m_clock.elapsed(), running, form.progress.PB1, status);
@@ -794,27 +794,6 @@ void MainWindow::announceProgress()
     QLabel *shown = running && form.lblWMAprogressVisible ? m_ui->lblWMAprogress : m_ui->Encoding;
     if (!told->text.isEmpty())
         shown->setAccessibleName(told->text);
-}
-
-QString MainWindow::jobOutcome() const
-{
-    const char *outcome = "job.ended";
-    if (m_main.batch.batchMode) {
-        for (const BatchItem &item : m_main.batch.items) {
-            if (item.status == BatchItem::Status::Aborted)
-                outcome = "job.aborted";
-            else if (item.status == BatchItem::Status::Failed && qstrcmp(outcome, "job.aborted") != 0)
-                outcome = "job.failed";
-        }
-    } else {
-        switch (m_main.job().result().outcome) {
-        case ConvertResult::Outcome::Aborted: outcome = "job.aborted"; break;
-        case ConvertResult::Outcome::Failed:
-        case ConvertResult::Outcome::LaunchFailed: outcome = "job.failed"; break;
-        default: break;
-        }
-    }
-    return ownText("Main", outcome, m_language);
 }
 
 void MainWindow::resizeEvent(QResizeEvent *event)

@@ -92,7 +92,6 @@ private:
     void scrollToFocus(QWidget *focused);
     // Tells screen readers of the job's progress, and of its end.
     void announceProgress();
-    QString jobOutcome() const;
     void showLog(const QString &text, qsizetype caret);
     double dpi() const;
 

@@ -96,14 +96,9 @@ private:
 
 } // namespace
 
-QList<QWidget *> readingOrder(QWidget *window)
-{
-    return Reader(window).read();
-}
-
 void setTabOrderByReading(QWidget *window)
 {
-    const QList<QWidget *> stops = readingOrder(window);
+    const QList<QWidget *> stops = Reader(window).read();
     for (qsizetype i = 1; i < stops.size(); ++i)
         QWidget::setTabOrder(stops[i - 1], stops[i]);
 }

@@ -1,20 +1,15 @@
 #pragma once
 
-#include <QList>
-
 class QWidget;
 
 namespace tonmill {
 
-// The controls of a window that the Tab key stops at, in the order a person
-// reads the window: its layouts as they are laid out (a box's items in their
+// Makes the Tab key stop at the window's controls in the order a person reads
+// the window: its layouts as they are laid out (a box's items in their
 // direction, a grid row by row and cell by cell), where an item aligned to
 // the top of a cell that it shares with another comes first, as it stands on
 // the cell's top line. A compound control (a list box, a slider with its
-// read-out) is one stop; child windows are not included.
-QList<QWidget *> readingOrder(QWidget *window);
-
-// Makes the Tab key follow readingOrder(window).
+// read-out) is one stop; child windows are left to themselves.
 void setTabOrderByReading(QWidget *window);
 
 // In each group of option buttons of the window the Tab key stops at the

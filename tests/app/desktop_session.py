@@ -51,15 +51,15 @@ def screen_size():
     return int(width), int(height)
 
 
-def walk(accessible, showing_only=True):
-    """The accessible and what it holds; the items of lists and menus are
-    left out, and with showing_only whatever is not shown."""
+def walk(accessible):
+    """The accessible and what it shows; the items of lists and menus are
+    left out."""
     yield accessible
     if accessible.getRole() in (pyatspi.ROLE_LIST, pyatspi.ROLE_TABLE, pyatspi.ROLE_TREE, pyatspi.ROLE_MENU_BAR):
         return
     for child in accessible:
-        if child is not None and (not showing_only or child.getState().contains(pyatspi.STATE_SHOWING)):
-            yield from walk(child, showing_only)
+        if child is not None and child.getState().contains(pyatspi.STATE_SHOWING):
+            yield from walk(child)
 
 
 def has(accessible, state):
