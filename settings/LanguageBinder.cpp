@@ -8,8 +8,8 @@
 
 #include <QAbstractButton>
 #include <QComboBox>
-#include <QLineEdit>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMetaProperty>
 #include <QRegularExpression>
 #include <QWidget>

@@ -3,7 +3,8 @@ Xvfb: the source is typed into the real Open dialog (Ctrl+O), the format
 list is reached with Tab and set by typing, the log is shown from the Tools
 menu by its Alt+letters, Ctrl+Return converts; the log says how it went and
 ffprobe reads the output. Meanwhile the progress reaches a screen reader at
-most once a second, and the end once.
+most once a second, and the end once. Ctrl+Shift+S then opens the Save As
+dialog, and Ctrl+Q ends the program.
 Usage: dbus-run-session -- xvfb-run -a -s "-screen 0 1920x1080x24" python3 tst_keyboard_convert.py BUILD_DIR"""
 
 import json
@@ -105,6 +106,16 @@ def convert_by_keys(build, work):
         assert statuses.count('Conversion finished') == 1, statuses
         assert len(statuses) <= elapsed + 2, (len(statuses), elapsed, statuses)
         print(f'converted {SECONDS} s in {elapsed:.1f} s; told {len(values)} values and {statuses}')
+
+        # Ctrl+Shift+S asks where the output goes; Ctrl+Q ends the program.
+        keys('ctrl+shift+s')
+        wait_for('the Save As dialog', lambda: program.top_level(pyatspi.ROLE_DIALOG)
+                 or program.top_level(pyatspi.ROLE_FILE_CHOOSER))
+        keys('Escape')
+        wait_for('the Save As dialog to close', lambda: not program.top_level(pyatspi.ROLE_DIALOG))
+        program.focus_main_window()
+        keys('ctrl+q')
+        assert program.process.wait(timeout=60) == 0
 
 
 if __name__ == '__main__':
