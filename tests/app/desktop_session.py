@@ -124,13 +124,17 @@ class Program:
             environment['QT_SCALE_FACTOR'] = str(scale)
         self.process = subprocess.Popen([os.path.join(build, 'tonmill'), '--home', self.home, *files],
                                         env=environment)
-        self.app = wait_for('the program on the accessibility bus', self._find_app)
-        self.window = wait_for('the main window', lambda: self.top_level(pyatspi.ROLE_FRAME))
-        self.x_window = wait_for('the main window on the display', self._find_x_window)
-        self.focus_main_window()
         self.focus = None
         self.focus_moves = 0
         pyatspi.Registry.registerEventListener(self._focus_moved, 'object:state-changed:focused')
+        try:
+            self.app = wait_for('the program on the accessibility bus', self._find_app)
+            self.window = wait_for('the main window', lambda: self.top_level(pyatspi.ROLE_FRAME))
+            self.x_window = wait_for('the main window on the display', self._find_x_window)
+            self.focus_main_window()
+        except BaseException:
+            self.close()
+            raise
 
     def focus_main_window(self):
         """What the window manager does when a dialog closes; the virtual
