@@ -140,13 +140,16 @@ private:
                 continue;
             visited.insert(candidate.key);
             const QList<int> holdersInTheWay = blocking(caption, candidate, holders);
+            if (holdersInTheWay.size() != 1)
+                continue;
+            const int holder = holdersInTheWay.constFirst();
             // The letter that a language file marks stays with its caption.
-            if (holdersInTheWay.size() != 1 || m_chosen[holdersInTheWay.constFirst()] == m_marked[holdersInTheWay.constFirst()])
+            if (m_chosen[holder] == m_marked[holder])
                 continue;
             Holders trial = holders;
             const QList<qsizetype> before = m_chosen;
-            trial[candidate.key].removeOne(holdersInTheWay.constFirst());
-            if (!assign(holdersInTheWay.constFirst(), visited, trial)) {
+            trial[candidate.key].removeOne(holder);
+            if (!assign(holder, visited, trial)) {
                 m_chosen = before;
                 continue;
             }
