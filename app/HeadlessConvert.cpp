@@ -6,6 +6,7 @@
 #include "convert/SourceDuration.h"
 #include "media/FileSelection.h"
 #include "media/MediaReport.h"
+#include "media/SourceTags.h"
 #include "options/Configuration.h"
 #include "options/MainFormState.h"
 #include "options/OptionPanel.h"
@@ -13,15 +14,18 @@
 #include "platform/AppFolder.h"
 #include "platform/Dialogs.h"
 #include "platform/ProcessRegistry.h"
+#include "platform/Trash.h"
 #include "process/ConsolePane.h"
 #include "process/ReadOutput.h"
 #include "process/cStdIO.h"
 #include "settings/INIManager.h"
+#include "settings/LanguageLines.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFileInfo>
+#include <QSet>
 #include <QSocketNotifier>
 #include <QTimer>
 
@@ -261,6 +265,22 @@ QString failureReason(const ConvertResult &result)
 
 namespace {
 
+// What a batch would do, and nothing done: each source's output, the
+// decision for an existing one and the encoder line as the run logs it.
+int printDryRun(const AppFolder &folder, const BatchSettings &settings, const QList<PlannedOutput> &plan)
+{
+    for (const PlannedOutput &item : plan) {
+        QString text = item.source + QStringLiteral("\n - Output file: ") + item.output
+                       + QStringLiteral("\n - Existing output: ") + decisionName(item.decision) + QLatin1Char('\n');
+        if (item.decision != PlannedOutput::Decision::Skip && item.decision != PlannedOutput::Decision::Ask)
+            text += commandLineLogLine(batchEncoderLine(folder, settings, item.source, item.output).text)
+                    + QLatin1Char('\n');
+        printTo(stdout, text);
+    }
+    printTo(stdout, QStringLiteral("%1 files planned; nothing was written\n").arg(plan.size()));
+    return Done;
+}
+
 int runBatch(const HeadlessRequest &r, const AppFolder &folder, const OptionState &options, const MainFormState &form,
              TerminationRequests &termination)
 {
@@ -268,21 +288,51 @@ int runBatch(const HeadlessRequest &r, const AppFolder &folder, const OptionStat
                                               r.normalize, r.upmix);
     settings.fade = r.fade;
     settings.loudness = r.loudness;
-    settings.replace = r.replace;
     settings.jobs = r.jobs;
+    settings.trashSources = r.trashSources;
+    settings.trashDir = homeTrashDir();
 
     QStringList bases;
     const QStringList sources = batchSources(r.sources, r.recursive, &bases);
     if (sources.isEmpty())
         return fail(Failed, QStringLiteral("no audio files were found in ") + r.sources.join(QStringLiteral(", ")));
+    OutputNaming naming;
+    naming.outputDir = r.outputDir;
+    naming.pattern = r.namePattern;
+    naming.extension = options.OutExtension;
+    // Without a window nobody is asked: --replace and --keep answer, and
+    // the answer by default keeps what is there.
+    naming.existing = r.replace ? ExistingPolicy::Overwrite
+                      : r.existing == ExistingPolicy::Ask ? ExistingPolicy::Skip
+                                                          : r.existing;
+    naming.fallbacks = patternFallbacks(languageDisplayName(folder.file(QStringLiteral("\\Tonmill.LNG"))));
+    const QString ffprobe = SourceDuration::ffprobeFor(settings.ffmpegPath);
+    naming.tags = [ffprobe](const QString &source) { return readSourceTags(ffprobe, source); };
+    const QList<PlannedOutput> plan = planOutputs(sources, bases, naming);
+    if (r.dryRun)
+        return printDryRun(folder, settings, plan);
+
     BatchJob job(folder, settings);
-    job.setItems(sources, batchOutputs(sources, bases, r.outputDir, options.OutExtension));
-    QObject::connect(&job, &BatchJob::itemChanged, &job, [&job](int index) {
+    job.setItems(plan);
+    // A running file changes with its progress; it is announced once.
+    QSet<int> started;
+    QObject::connect(&job, &BatchJob::itemChanged, &job, [&job, &started](int index) {
         const BatchItem &item = job.items()[index];
         using Status = BatchItem::Status;
         switch (item.status) {
+        case Status::Running:
+            if (started.contains(index))
+                break;
+            started.insert(index);
+            printTo(stdout, QStringLiteral("start: %1 -> %2\n").arg(item.source, item.output)
+                                + commandLineLogLine(item.commandLine) + QLatin1Char('\n'));
+            break;
         case Status::Done:
             printTo(stdout, QStringLiteral("done: %1 -> %2\n").arg(item.source, item.output));
+            if (item.trashed)
+                printTo(stdout, QStringLiteral(" - the source is in the trash\n"));
+            else if (!item.reason.isEmpty())
+                printTo(stdout, QStringLiteral(" - ") + item.reason + QLatin1Char('\n'));
             break;
         case Status::Failed:
         case Status::Skipped:
@@ -293,7 +343,6 @@ int runBatch(const HeadlessRequest &r, const AppFolder &folder, const OptionStat
             break;
         case Status::Waiting:
         case Status::Measuring:
-        case Status::Running:
             break;
         }
     });

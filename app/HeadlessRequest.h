@@ -1,6 +1,7 @@
 #pragma once
 
 #include "convert/LoudnessChoice.h"
+#include "convert/OutputPlan.h"
 
 #include <QString>
 #include <QStringList>
@@ -37,6 +38,10 @@ struct HeadlessRequest {
     QString wmaProfile;      // a profile name or its key
     bool replace = false;    // the answer to the replace question
     bool keep = false;       // No was asked for rather than taken by default
+    QString namePattern;     // a batch's output names; empty: "name_Konverted.ext"
+    ExistingPolicy existing = ExistingPolicy::Ask; // a batch's existing outputs; ask: as --replace/--keep answer
+    bool trashSources = false; // each source whose output checks out goes to the trash
+    bool dryRun = false;     // prints what a batch would do and writes nothing
 
     // More than one source, a folder, or a batch option: a batch.
     bool isBatch() const;

@@ -7,9 +7,13 @@
 #include "options/Configuration.h"
 #include "platform/AppVersion.h"
 #include "platform/Dialogs.h"
+#include "platform/NumberFormat.h"
 #include "platform/ToolChain.h"
+#include "platform/Trash.h"
 #include "player/MediaPlayer.h"
 #include "process/KillApp.h"
+#include "settings/INIManager.h"
+#include "settings/LanguageLines.h"
 #include "settings/SettingsStore.h"
 #include "settings/Translations.h"
 #include "settings/UpdateCheck.h"
@@ -80,14 +84,21 @@ MainForm::MainForm(const AppFolder &folder, Dialogs &dialogs, ActivityLog &log, 
     , m_job(folder, dialogs, log, m_runner, registry, options, form, SourceDuration(folder))
     , m_transport(player, form.txtPath)
     , m_segment(form, options, m_transport, dialogs, folder)
+    , m_preview(folder)
 {
     logRunnerEvents(m_runner, log);
     m_console.attach(m_reader);
     handleReaderErrors(m_reader, dialogs, log);
     // The window follows the job's progress and the encoder's latest output.
     connect(&m_job, &ConvertJob::progressChanged, this, &MainForm::render);
+    connect(&m_sourceTags, &SourceTagCache::arrived, this, [this] {
+        if (batch.preview.isEmpty() && !batch.items.isEmpty())
+            batchChanged();
+    });
     connect(&m_runner, &cStdIO::GotData, this, &MainForm::render);
     connect(&m_reader, &ReadOutput::GotChunk, this, &MainForm::render);
+    connect(&m_waveform, &WaveformLoader::finished, this, &MainForm::render);
+    connect(&m_preview, &ResultPreview::finished, this, &MainForm::previewEnded);
 
     m_timer1.setInterval(kPlayerTimerMs);
     m_timer2.setInterval(kPlayerTimerMs);
@@ -256,7 +267,15 @@ void MainForm::beforeOpen()
 
 void MainForm::afterOpen()
 {
+    // A preview and its estimate are the last source's.
+    m_preview.cancel();
+    form.previewing = false;
+    form.lblEstimate.clear();
     m_transport.newSource();
+    if (form.txtPath.isEmpty())
+        m_waveform.clear();
+    else
+        m_waveform.start(SettingsStore(m_folder.file(QStringLiteral("\\Tonmill.ini"))).ffmpegPath(), form.txtPath);
     m_panel.ac3ChannelAdvice();
     render();
 }
@@ -431,7 +450,7 @@ void MainForm::addToBatch(const QStringList &paths)
         batch.items << item;
         batch.bases << bases[i];
     }
-    render();
+    batchChanged();
 }
 
 void MainForm::btnRemove_Click(QList<int> rows)
@@ -443,14 +462,14 @@ void MainForm::btnRemove_Click(QList<int> rows)
             batch.bases.removeAt(row);
         }
     }
-    render();
+    batchChanged();
 }
 
 void MainForm::btnClear_Click()
 {
     batch.items.clear();
     batch.bases.clear();
-    render();
+    batchChanged();
 }
 
 void MainForm::setOutputIntoFolder(bool intoFolder)
@@ -461,7 +480,7 @@ void MainForm::setOutputIntoFolder(bool intoFolder)
         btnOutputDir_Click();
     if (batch.txtOutputDir.isEmpty())
         batch.optOutFolder = false;
-    render();
+    batchChanged();
 }
 
 void MainForm::btnOutputDir_Click()
@@ -472,7 +491,139 @@ void MainForm::btnOutputDir_Click()
         batch.txtOutputDir = folder;
         batch.optOutFolder = true;
     }
+    batchChanged();
+}
+
+void MainForm::setNamePattern(const QString &pattern)
+{
+    batch.txtNamePattern = pattern;
+    batchChanged();
+}
+
+void MainForm::setExisting(ExistingPolicy policy)
+{
+    batch.cmbExisting = policy;
+    batchChanged();
+}
+
+void MainForm::setTrashSources(bool trash)
+{
+    batch.chkTrashSources = trash;
     render();
+}
+
+BatchSettings MainForm::conversionSettings() const
+{
+    BatchSettings settings = batchSettingsFor(m_folder, options, form.cmbFormat.text, form.slVolume,
+                                              form.peakNormalize(), form.chk51UpMix.checked);
+    settings.fade = form.chkFadeInOut;
+    settings.loudness = form.loudness;
+    settings.equalizer = form.equalizer;
+    return settings;
+}
+
+MainForm::EstimateBasis MainForm::estimateBasis() const
+{
+    return {options,          form.cmbFormat.text, form.slVolume,       form.peakNormalize(),
+            form.chk51UpMix.checked, form.chkFadeInOut, form.loudness, form.equalizer,
+            form.chkSegment,  form.txtCutS,        form.txtCutE};
+}
+
+QString MainForm::currentEstimate() const
+{
+    return m_estimatedFor && estimateBasis() == *m_estimatedFor ? form.lblEstimate : QString();
+}
+
+void MainForm::cmdPreviewResult_Click()
+{
+    if (form.txtPath.isEmpty() || batch.batchMode)
+        return;
+    PreviewRequest request{form.txtPath, conversionSettings(), sourcePosition(), std::nullopt};
+    if (form.chkSegment)
+        request.segment = {parseNumber(form.txtCutS).value_or(0), parseNumber(form.txtCutE).value_or(0)};
+    form.previewing = true;
+    form.lblEstimate.clear();
+    m_estimatedFor = estimateBasis();
+    m_preview.start(request);
+    render();
+}
+
+double MainForm::sourcePosition() const
+{
+    const PreviewOutcome &preview = m_preview.outcome();
+    const double position = m_transport.position();
+    if (!preview.file.isEmpty() && m_transport.loadedFile() == preview.file)
+        return preview.window.start + position;
+    return position;
+}
+
+void MainForm::previewEnded()
+{
+    form.previewing = false;
+    const PreviewOutcome &preview = m_preview.outcome();
+    if (preview.file.isEmpty()) {
+        m_log.append(QStringLiteral(" -> The result cannot be previewed: ") + preview.failure);
+        render();
+        return;
+    }
+    form.lblEstimate = estimateText(preview.estimate);
+    m_transport.playFile(preview.file);
+    playerChanged();
+}
+
+QString MainForm::ffprobePath() const
+{
+    return SourceDuration::ffprobeFor(
+        ReadIniValue(QStringLiteral("General"), QStringLiteral("FFMPEG"), m_folder.file(QStringLiteral("\\Tonmill.ini"))));
+}
+
+OutputNaming MainForm::batchNaming()
+{
+    OutputNaming naming;
+    naming.outputDir = batch.optOutFolder ? batch.txtOutputDir : QString();
+    naming.pattern = batch.txtNamePattern;
+    naming.extension = options.OutExtension;
+    naming.existing = batch.cmbExisting;
+    naming.fallbacks = patternFallbacks(languageDisplayName(languageFile()));
+    naming.tags = [this, ffprobe = ffprobePath()](const QString &source) { return m_sourceTags.now(ffprobe, source); };
+    return naming;
+}
+
+void MainForm::batchChanged()
+{
+    batch.patternRefusal = batch.txtNamePattern.isEmpty() ? QString() : patternRefusal(batch.txtNamePattern);
+    batch.preview.clear();
+    if (batch.patternRefusal.isEmpty()) {
+        QStringList sources;
+        for (const BatchItem &item : std::as_const(batch.items))
+            sources << item.source;
+        // The preview shows the first few outputs, once their tags are read;
+        // the rest are read meanwhile for the run.
+        const QStringList shown = sources.mid(0, kPreviewedOutputs);
+        const bool tagsRead = std::all_of(shown.cbegin(), shown.cend(), [this](const QString &source) {
+            return m_sourceTags.known(source).has_value();
+        });
+        const bool tagsWanted = !batch.txtNamePattern.isEmpty() && patternUsesTags(batch.txtNamePattern);
+        if (tagsWanted)
+            m_sourceTags.want(ffprobePath(), sources);
+        if (!tagsWanted || tagsRead)
+            batch.preview = planOutputs(shown, batch.bases.mid(0, kPreviewedOutputs), batchNaming());
+    }
+    render();
+}
+
+void MainForm::answerExisting(QList<PlannedOutput> &plan)
+{
+    const QString crLf = QStringLiteral("\r\n");
+    for (PlannedOutput &item : plan) {
+        if (item.decision != PlannedOutput::Decision::Ask)
+            continue;
+        const DialogAnswer answer = m_dialogs.message(
+            {QStringLiteral("The 'Output' file name already exists!") + crLf + crLf + item.output + crLf + crLf
+                 + QStringLiteral("Do you want to replace it?"),
+             QString(), DialogButtons::YesNo, DialogIcon::Question});
+        item.decision = answer == DialogAnswer::Yes ? PlannedOutput::Decision::Overwrite : PlannedOutput::Decision::Skip;
+    }
 }
 
 void MainForm::runBatch()
@@ -481,18 +632,34 @@ void MainForm::runBatch()
         m_dialogs.message(notice(QStringLiteral("Please, add the files to convert to the list first!")));
         return;
     }
-    BatchSettings settings = batchSettingsFor(m_folder, options, form.cmbFormat.text, form.slVolume,
-                                              form.peakNormalize(), form.chk51UpMix.checked);
-    settings.fade = form.chkFadeInOut;
-    settings.loudness = form.loudness;
+    BatchSettings settings = conversionSettings();
 
     QStringList sources;
     for (const BatchItem &item : std::as_const(batch.items))
         sources << item.source;
-    const QStringList outputs =
-        batchOutputs(sources, batch.bases, batch.optOutFolder ? batch.txtOutputDir : QString(), options.OutExtension);
+    if (!batch.txtNamePattern.isEmpty()) {
+        if (const QString why = patternRefusal(batch.txtNamePattern); !why.isEmpty()) {
+            m_dialogs.message(notice(QStringLiteral("The name pattern cannot be used: ") + why));
+            return;
+        }
+    }
+    QList<PlannedOutput> plan = planOutputs(sources, batch.bases, batchNaming());
+    answerExisting(plan);
+    if (batch.chkTrashSources) {
+        // Once for the whole batch, with the number of files it concerns.
+        const qsizetype converted = std::count_if(plan.cbegin(), plan.cend(), [](const PlannedOutput &item) {
+            return item.decision != PlannedOutput::Decision::Skip;
+        });
+        const QString crLf = QStringLiteral("\r\n");
+        const DialogAnswer answer = m_dialogs.message(
+            {QStringLiteral("Move the %1 source files to the trash once each output is converted and checked?").arg(converted)
+                 + crLf + crLf + QStringLiteral("A source whose output fails the check stays where it is."),
+             QString(), DialogButtons::YesNo, DialogIcon::Question});
+        settings.trashSources = answer == DialogAnswer::Yes;
+        settings.trashDir = homeTrashDir();
+    }
     m_batch = std::make_unique<BatchJob>(m_folder, settings);
-    m_batch->setItems(sources, outputs);
+    m_batch->setItems(plan);
     batch.items = m_batch->items();
     m_log.append(QStringLiteral(" -> Start batch: %1 files, %2 at once, to %3")
                      .arg(sources.size())

@@ -2,21 +2,27 @@
 
 #include "convert/BatchJob.h"
 #include "convert/ConvertJob.h"
+#include "convert/ResultPreview.h"
 #include "media/FileSelection.h"
 #include "media/MediaReport.h"
+#include "media/SourceTagCache.h"
 #include "options/MainFormState.h"
 #include "options/OptionPanel.h"
 #include "options/OptionState.h"
 #include "platform/AppFolder.h"
 #include "player/PlayerTransport.h"
 #include "player/SegmentMarks.h"
+#include "player/WaveformLoader.h"
 #include "process/ConsolePane.h"
 #include "process/ReadOutput.h"
 #include "process/cStdIO.h"
 #include "settings/SetupForm.h"
 
+#include <QHash>
 #include <QObject>
 #include <QTimer>
+
+#include <optional>
 
 namespace tonmill {
 
@@ -56,6 +62,9 @@ public:
 
 // The batch panel: the files to convert, where their outputs go, and how
 // each fared in the last run.
+// How many of the list's outputs the naming preview shows.
+constexpr int kPreviewedOutputs = 5;
+
 struct BatchFormState {
     bool batchMode = false;
     QList<BatchItem> items;
@@ -63,6 +72,13 @@ struct BatchFormState {
     bool chkSubfolders = false;
     bool optOutFolder = false;
     QString txtOutputDir;
+    QString txtNamePattern;  // empty: "name_Konverted.ext"
+    ExistingPolicy cmbExisting = ExistingPolicy::Ask;
+    bool chkTrashSources = false;
+    // The outputs the first files of the list would give, or why the
+    // pattern is refused.
+    QList<PlannedOutput> preview;
+    QString patternRefusal;
     bool running = false;
 };
 
@@ -88,6 +104,9 @@ public:
     ConvertJob &job() { return m_job; }
     PlayerTransport &transport() { return m_transport; }
     SegmentMarks &segment() { return m_segment; }
+    // The loaded source's waveform, computed while the window goes on.
+    const WaveformLoader &waveform() const { return m_waveform; }
+    const ResultPreview &preview() const { return m_preview; }
     const ConsolePane &console() const { return m_console; }
     const AppFolder &folder() const { return m_folder; }
     Dialogs &dialogs() { return m_dialogs; }
@@ -122,6 +141,15 @@ public:
     void btnInfo_Click();
     void btnConvert_Click();
     void btnAbort_Click();
+    // Encodes ten seconds of the output from the player's place in the
+    // source, plays them and estimates the whole output's size, while the
+    // window goes on.
+    void cmdPreviewResult_Click();
+    // The last preview's estimate; empty once a choice it was made for changed.
+    QString currentEstimate() const;
+    // Where the player is in the source, also while it plays a preview of
+    // the result.
+    double sourcePosition() const;
     // Sends the typed line to the encoder that runs.
     void btnSend_Click(const QString &text);
 
@@ -135,6 +163,9 @@ public:
     void btnClear_Click();
     void setOutputIntoFolder(bool intoFolder);
     void btnOutputDir_Click();
+    void setNamePattern(const QString &pattern);
+    void setExisting(ExistingPolicy policy);
+    void setTrashSources(bool trash);
 
     // After a handler of the player or the segment: its timers follow its
     // state and the window shows it.
@@ -167,7 +198,34 @@ private:
     void writeLanguageFile(const QString &language);
     void probe(const CommandLine &line, const QString &imageName);
     void runBatch();
+    QString ffprobePath() const;
+    // The batch's naming as the panel sets it.
+    OutputNaming batchNaming();
+    // Plans the list again for the preview, and shows it.
+    void batchChanged();
+    // The existing outputs the user keeps or replaces, one question each.
+    void answerExisting(QList<PlannedOutput> &plan);
     void showBatchProgress();
+    // The choices whole files are converted with, as the window holds them.
+    BatchSettings conversionSettings() const;
+    // What a size estimate is made for: the estimate shown goes once any of
+    // it changes.
+    struct EstimateBasis {
+        OptionState options;
+        QString format;
+        int volume;
+        bool normalize;
+        bool upmix;
+        bool fade;
+        LoudnessChoice loudness;
+        EqualizerState equalizer;
+        bool segment;
+        QString cutS;
+        QString cutE;
+        bool operator==(const EstimateBasis &) const = default;
+    };
+    EstimateBasis estimateBasis() const;
+    void previewEnded();
     void render();
 
     AppFolder m_folder;
@@ -185,10 +243,15 @@ private:
     ConvertJob m_job;
     PlayerTransport m_transport;
     SegmentMarks m_segment;
+    WaveformLoader m_waveform;
+    ResultPreview m_preview;
+    std::optional<EstimateBasis> m_estimatedFor;
     QTimer m_timer1;
     QTimer m_timer2;
     std::unique_ptr<BatchJob> m_batch;
     QString m_batchDialogName;
+    // Each listed source's tags, read once for the naming pattern.
+    SourceTagCache m_sourceTags;
     int m_busyDepth = 0;
     bool m_quitRequested = false;
 };

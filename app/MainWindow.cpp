@@ -34,6 +34,10 @@ namespace tonmill {
 
 namespace {
 
+// The choices of cmbExisting, in its order.
+constexpr ExistingPolicy kExistingPolicies[] = {ExistingPolicy::Ask, ExistingPolicy::Skip, ExistingPolicy::Overwrite,
+                                                ExistingPolicy::Rename};
+
 constexpr int kVolumeMaxPercent = 200;
 
 void showText(QLineEdit *edit, const QString &text)
@@ -149,7 +153,7 @@ MainWindow::MainWindow(MainForm &form, ActivityLog &log, QWidget *parent)
     showLog(log.text(), log.text().size());
     connect(&log, &ActivityLog::changed, this, &MainWindow::showLog);
     resize(twipsToPixels(kFormWidthTwips, dpi()), height());
-    setWantedHeight(twipsToPixels(mainWindowHeightTwips(false, false), dpi()));
+    setWantedHeight(pixelHeight(mainWindowHeightTwips(false, false)));
     render();
 }
 
@@ -278,21 +282,37 @@ void MainWindow::bindTagsAndClip()
         {m_ui->txtCutS, &form.txtCutS},   {m_ui->txtCutE, &form.txtCutE},
     };
     for (const auto &[edit, field] : fields)
-        connect(edit, &QLineEdit::textEdited, this, [field = field](const QString &text) { *field = text; });
+        connect(edit, &QLineEdit::textEdited, this, [this, field = field](const QString &text) {
+            *field = text;
+            render();
+        });
     connect(m_ui->cmbGenre, &QComboBox::currentTextChanged, this, [&form](const QString &text) {
         form.cmbGenre.text = text;
     });
-    connect(m_ui->chkNormalize, &QCheckBox::clicked, this, [&form](bool checked) { form.chkNormalize = checked; });
-    connect(m_ui->chkFadeInOut, &QCheckBox::clicked, this, [&form](bool checked) { form.chkFadeInOut = checked; });
+    connect(m_ui->chkNormalize, &QCheckBox::clicked, this, [this, &form](bool checked) {
+        form.chkNormalize = checked;
+        render();
+    });
+    connect(m_ui->chkFadeInOut, &QCheckBox::clicked, this, [this, &form](bool checked) {
+        form.chkFadeInOut = checked;
+        render();
+    });
     connect(m_ui->cmbLoudness, &QComboBox::activated, this, [this, &form](int index) {
         form.selectLoudness(index);
         render();
     });
-    connect(m_ui->spnTruePeak, &QDoubleSpinBox::valueChanged, this, [&form](double ceiling) {
+    connect(m_ui->spnTruePeak, &QDoubleSpinBox::valueChanged, this, [this, &form](double ceiling) {
         form.loudness.truePeakDbtp = ceiling;
+        render();
     });
-    connect(m_ui->chk51UpMix, &QCheckBox::clicked, this, [&form](bool checked) { form.chk51UpMix.checked = checked; });
-    connect(m_ui->chkSegment, &QCheckBox::clicked, this, [&form](bool checked) { form.chkSegment = checked; });
+    connect(m_ui->chk51UpMix, &QCheckBox::clicked, this, [this, &form](bool checked) {
+        form.chk51UpMix.checked = checked;
+        render();
+    });
+    connect(m_ui->chkSegment, &QCheckBox::clicked, this, [this, &form](bool checked) {
+        form.chkSegment = checked;
+        render();
+    });
 }
 
 void MainWindow::bindJob()
@@ -339,6 +359,20 @@ void MainWindow::bindPlayer()
         m_main.playerChanged();
     });
 
+    // On the waveform a left click marks the start, a right click the end,
+    // and a drag the whole segment.
+    connect(m_ui->picWaveform, &WaveformView::clicked, this, [this, &segment](double seconds, Qt::MouseButton button) {
+        if (button == Qt::RightButton)
+            segment.markEnd(seconds);
+        else
+            segment.markStart(seconds);
+        m_main.playerChanged();
+    });
+    connect(m_ui->picWaveform, &WaveformView::spanSelected, this, [this, &segment](double from, double to) {
+        segment.markSpan(from, to);
+        m_main.playerChanged();
+    });
+
     m_ui->Slider1->setShownText(QString());
     connect(m_ui->Slider1, &DMSlider::pressed, this, [this, &transport] {
         transport.Slider1_Press(m_ui->Slider1->value());
@@ -364,6 +398,7 @@ void MainWindow::bindPlayer()
         });
     }
     connect(m_ui->mnuEqualizer, &QAction::triggered, this, [this] { m_main.mnuEqualizer_Click(); });
+    connect(m_ui->cmdPreviewResult, &QPushButton::clicked, this, [this] { m_main.cmdPreviewResult_Click(); });
 }
 
 void MainWindow::bindBatch()
@@ -390,6 +425,32 @@ void MainWindow::bindBatch()
     connect(m_ui->optOutBeside, &QRadioButton::clicked, this, [this] { m_main.setOutputIntoFolder(false); });
     connect(m_ui->optOutFolder, &QRadioButton::clicked, this, [this] { m_main.setOutputIntoFolder(true); });
     connect(m_ui->btnOutputDir, &QPushButton::clicked, this, [this] { m_main.btnOutputDir_Click(); });
+    connect(m_ui->txtNamePattern, &QLineEdit::textEdited, this, [this](const QString &text) { m_main.setNamePattern(text); });
+    connect(m_ui->cmbExisting, &QComboBox::activated, this, [this](int index) {
+        m_main.setExisting(kExistingPolicies[std::clamp(index, 0, int(std::size(kExistingPolicies)) - 1)]);
+    });
+    connect(m_ui->chkTrashSources, &QCheckBox::clicked, this, [this](bool checked) { m_main.setTrashSources(checked); });
+}
+
+QString MainWindow::outputText(const BatchFormState &batch, int row) const
+{
+    const BatchItem &item = batch.items[row];
+    // Before a run the list shows where each file would go, marked when
+    // another file takes its name first or a file is there already.
+    if (item.status != BatchItem::Status::Waiting || batch.running)
+        return item.output;
+    if (!batch.patternRefusal.isEmpty())
+        return batch.patternRefusal;
+    if (row >= batch.preview.size())
+        return item.output;
+    const PlannedOutput &planned = batch.preview[row];
+    QStringList marks;
+    if (planned.collided)
+        marks << ownText("Main", "preview.collides", m_language);
+    if (planned.decision != PlannedOutput::Decision::New)
+        marks << ownText("Main", "preview.exists", m_language);
+    return planned.output
+           + (marks.isEmpty() ? QString() : QStringLiteral("  [") + marks.join(QStringLiteral(", ")) + QLatin1Char(']'));
 }
 
 void MainWindow::bindKeys()
@@ -455,7 +516,9 @@ void MainWindow::renderBatch()
     for (QWidget *control : {static_cast<QWidget *>(m_ui->btnAddFiles), static_cast<QWidget *>(m_ui->btnAddFolder),
                              static_cast<QWidget *>(m_ui->chkSubfolders), static_cast<QWidget *>(m_ui->btnRemove),
                              static_cast<QWidget *>(m_ui->btnClear), static_cast<QWidget *>(m_ui->optOutBeside),
-                             static_cast<QWidget *>(m_ui->optOutFolder), static_cast<QWidget *>(m_ui->btnOutputDir)})
+                             static_cast<QWidget *>(m_ui->optOutFolder), static_cast<QWidget *>(m_ui->btnOutputDir),
+                             static_cast<QWidget *>(m_ui->txtNamePattern), static_cast<QWidget *>(m_ui->cmbExisting),
+                             static_cast<QWidget *>(m_ui->chkTrashSources)})
         control->setEnabled(!batch.running);
     m_ui->optFileMode->setEnabled(!batch.running);
     m_ui->optBatchMode->setEnabled(!batch.running);
@@ -463,6 +526,12 @@ void MainWindow::renderBatch()
     showChecked(m_ui->optOutBeside, !batch.optOutFolder);
     showChecked(m_ui->optOutFolder, batch.optOutFolder);
     showText(m_ui->txtOutputDir, batch.txtOutputDir);
+    showText(m_ui->txtNamePattern, batch.txtNamePattern);
+    showChecked(m_ui->chkTrashSources, batch.chkTrashSources);
+    const int policy = int(std::find(std::begin(kExistingPolicies), std::end(kExistingPolicies), batch.cmbExisting)
+                           - std::begin(kExistingPolicies));
+    if (m_ui->cmbExisting->currentIndex() != policy)
+        m_ui->cmbExisting->setCurrentIndex(policy);
 
     QTreeWidget *list = m_ui->lstBatch;
     while (list->topLevelItemCount() > batch.items.size())
@@ -475,7 +544,7 @@ void MainWindow::renderBatch()
         QString status = ownText("Main", qPrintable(QStringLiteral("batch.") + batchStatusText(item.status)), m_language);
         if (item.status == BatchItem::Status::Running && item.seconds > 0)
             status += QStringLiteral(" %1 %").arg(qRound(100 * item.encoded / item.seconds));
-        const QString texts[] = {QFileInfo(item.source).fileName(), status, item.output};
+        const QString texts[] = {QFileInfo(item.source).fileName(), status, outputText(batch, row)};
         for (int column = 0; column < 3; ++column) {
             if (shown->text(column) != texts[column])
                 shown->setText(column, texts[column]);
@@ -494,6 +563,9 @@ void MainWindow::renderPlayer()
     m_ui->btnSetS->setEnabled(playable && m_main.form.sourceControlsEnabled);
     m_ui->btnSetE->setEnabled(playable && m_main.form.sourceControlsEnabled);
     m_ui->btnSegPreview->setEnabled(playable && m_main.form.btnSegPreviewEnabled);
+    // A preview of the result is a single file's, made while no job runs.
+    m_ui->cmdPreviewResult->setEnabled(playable && m_main.form.sourceControlsEnabled && m_main.form.btnConvertEnabled
+                                       && !m_main.form.previewing && !m_main.batch.batchMode);
     m_ui->chkSegment->setEnabled(m_main.form.chkSegmentEnabled);
     if (m_ui->Slider1->slider()->maximum() != player.Slider1Max)
         m_ui->Slider1->setRange(0, player.Slider1Max);
@@ -501,6 +573,16 @@ void MainWindow::renderPlayer()
     if (!m_ui->Slider1->slider()->isSliderDown() && m_ui->Slider1->value() != player.Slider1)
         m_ui->Slider1->setValue(player.Slider1);
     m_ui->Slider1->setToolTip(player.Slider1Text);
+    const Waveform &waveform = m_main.waveform().waveform();
+    m_ui->picWaveform->setPeaks(waveform.peaks, waveform.binsPerSecond);
+    m_ui->picWaveform->setPosition(m_main.sourcePosition());
+    // A typed time that is no number leaves its mark off.
+    const auto mark = [](const QString &text) -> std::optional<double> {
+        bool ok = false;
+        const double seconds = text.toDouble(&ok);
+        return ok ? std::optional(seconds) : std::nullopt;
+    };
+    m_ui->picWaveform->setMarks(mark(m_main.form.txtCutS), mark(m_main.form.txtCutE));
     showText(m_ui->txtCounter1, player.txtCounter1);
     showText(m_ui->txtCounter2, player.txtCounter2);
     m_ui->BtnMute->setCaption(player.BtnMute);
@@ -588,6 +670,9 @@ void MainWindow::render()
     showText(m_ui->Encoding, form.progress.Encoding);
     m_ui->lblWMAprogress->setVisible(form.lblWMAprogressVisible);
     showText(m_ui->lblWMAprogress, form.progress.lblWMAprogress);
+    // While a job runs its progress takes the estimate's room.
+    m_ui->lblEstimate->setVisible(form.btnConvertEnabled && !m_main.batch.batchMode);
+    showText(m_ui->lblEstimate, m_main.currentEstimate());
     showPane(m_ui->rtbOutput, form.rtbOutput);
     showPane(m_ui->rtfOutput, m_main.console().text());
 
@@ -656,12 +741,22 @@ void MainWindow::setWidthTwips(int twips)
 
 int MainWindow::heightTwips() const
 {
-    return pixelsToTwips(height() + m_screenShortfall + m_tagEditorRoom, logicalDpiY());
+    return pixelsToTwips(height() + m_screenShortfall + m_tagEditorRoom - addedRowsHeight(), dpi());
 }
 
 void MainWindow::setHeightTwips(int twips)
 {
-    setWantedHeight(twipsToPixels(twips, dpi()));
+    setWantedHeight(pixelHeight(twips));
+}
+
+int MainWindow::addedRowsHeight() const
+{
+    return m_ui->picWaveform->sizeHint().height() + m_ui->layoutPlayer->spacing();
+}
+
+int MainWindow::pixelHeight(int twips) const
+{
+    return twipsToPixels(twips, dpi()) + addedRowsHeight();
 }
 
 void MainWindow::relabel()
@@ -670,6 +765,9 @@ void MainWindow::relabel()
     m_ui->lstBatch->setHeaderLabels({ownText("Main", "lstBatch.File", m_language),
                                      ownText("Main", "lstBatch.Status", m_language),
                                      ownText("Main", "lstBatch.Output", m_language)});
+    m_ui->cmbExisting->clear();
+    for (const ExistingPolicy policy : kExistingPolicies)
+        m_ui->cmbExisting->addItem(ownText("Main", qPrintable(QStringLiteral("cmbExisting.") + existingPolicyName(policy)), m_language));
     m_ui->cmbLoudness->clear();
     m_ui->cmbLoudness->addItems({ownText("Main", "cmbLoudness.Off", m_language), QStringLiteral("−16 LUFS"),
                                  QStringLiteral("−23 LUFS"), QStringLiteral("−14 LUFS"),
@@ -683,6 +781,10 @@ void MainWindow::relabel()
         for (QLabel *status : {m_ui->Encoding, m_ui->lblWMAprogress})
             status->setAccessibleName(ownText("Main", "PB1.name", m_language));
     }
+    m_ui->picWaveform->setToolTip(ownText("Main", "picWaveform.Tip", m_language));
+    m_ui->picWaveform->setAccessibleName(ownText("Main", "picWaveform.Tip", m_language));
+    m_ui->cmdPreviewResult->setToolTip(ownText("Main", "cmdPreviewResult.Tip", m_language));
+    m_ui->lblEstimate->setToolTip(ownText("Main", "lblEstimate.Tip", m_language));
     renderBatch();
     render();
 }
@@ -711,7 +813,7 @@ void MainWindow::showFileInfo(const QString &text)
 void MainWindow::showEqualizer()
 {
     if (!m_equalizer)
-        m_equalizer = new EqualizerWindow(m_main.languageFile(), this);
+        m_equalizer = new EqualizerWindow(m_main.form.equalizer, m_main.languageFile(), this);
     m_equalizer->show();
     m_equalizer->raise();
     dockEqualizer();
@@ -750,7 +852,7 @@ void MainWindow::layOutContent()
     // hidden tag editor takes its room out of both. On a screen too low for
     // the window the content scrolls.
     QWidget *central = centralWidget();
-    const int full = twipsToPixels(mainWindowHeightTwips(false, true), dpi()) - menuBar()->height() - m_tagEditorRoom;
+    const int full = pixelHeight(mainWindowHeightTwips(false, true)) - menuBar()->height() - m_tagEditorRoom;
     const bool scrolls = m_screenShortfall > 0;
     const int barWidth = scrolls ? m_contentScroll->sizeHint().width() : 0;
     m_contentScroll->setVisible(scrolls);

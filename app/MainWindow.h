@@ -44,6 +44,10 @@ public:
     void render() override;
     void end() override;
 
+    // The waveform row is beyond the form's design in twips: the window is
+    // this many pixels taller than its twips say, whatever else it shows.
+    int addedRowsHeight() const;
+
 protected:
     void closeEvent(QCloseEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
@@ -80,6 +84,8 @@ private:
     void declarePanelsShownInTurn();
     QList<QWidget *> formatFrames() const;
     void renderBatch();
+    // The batch list's Output column for a row.
+    QString outputText(const BatchFormState &batch, int row) const;
     void renderPlayer();
     // The window is as much shorter as the tag editor is tall, unless the
     // room is kept.
@@ -92,6 +98,9 @@ private:
     void scrollToFocus(QWidget *focused);
     // Tells screen readers of the job's progress, and of its end.
     void announceProgress();
+    // The window's height in pixels for a height in twips, with the added
+    // rows.
+    int pixelHeight(int twips) const;
     void showLog(const QString &text, qsizetype caret);
     double dpi() const;
 

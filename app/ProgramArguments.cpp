@@ -1,5 +1,6 @@
 #include "app/ProgramArguments.h"
 
+#include "convert/NamePattern.h"
 #include "options/FormatOptions.h"
 #include "platform/AppVersion.h"
 
@@ -54,6 +55,18 @@ const QList<OptionSpec> &optionSpecs()
         {{QStringLiteral("wma-profile")}, "NAME", "The WMA profile, by name or key (see --list-formats)."},
         {{QStringLiteral("replace")}, "", "Overwrites an output file that exists."},
         {{QStringLiteral("keep")}, "", "Keeps an output file that exists (the default), exiting with 3."},
+        {{QStringLiteral("name-pattern")}, "PATTERN",
+         "Names a batch's outputs below --output-dir (or below each folder given) from the source's tags and "
+         "path: {artist} {albumartist} {album} {title} {track} {track:02} {disc} {year} {genre} {filename} "
+         "{folder} {relpath}, as in \"{albumartist}/{album}/{track:02} {title}\"; the extension is added."},
+        {{QStringLiteral("existing")}, "ask|skip|overwrite|rename",
+         "What a batch does with an output that exists: ask (answered by --replace or --keep, by default kept), "
+         "skip, overwrite, or rename to \"name (2).ext\". --replace is overwrite, --keep is skip."},
+        {{QStringLiteral("trash-sources")}, "",
+         "Moves each source to the desktop's trash once its output is complete and decodes to the source's length."},
+        {{QStringLiteral("dry-run")}, "",
+         "Prints for each source its output, what happens to an existing one and the encoder's command line, "
+         "and writes nothing."},
     };
     return specs;
 }
@@ -224,6 +237,21 @@ QString readRequest(const QCommandLineParser &parser, const QStringList &argumen
 
     if (r.replace && r.keep)
         return QStringLiteral("--replace and --keep exclude each other");
+    if (set("existing")) {
+        const std::optional<ExistingPolicy> policy = existingPolicyNamed(value("existing"));
+        if (!policy)
+            return QStringLiteral("--existing takes ask, skip, overwrite or rename, not \"%1\"").arg(value("existing"));
+        if ((r.replace && *policy != ExistingPolicy::Overwrite) || (r.keep && *policy != ExistingPolicy::Skip))
+            return QStringLiteral("--replace is --existing overwrite and --keep is --existing skip; give one of them");
+        r.existing = *policy;
+    }
+    if (set("name-pattern")) {
+        r.namePattern = value("name-pattern");
+        if (const QString why = patternRefusal(r.namePattern); !why.isEmpty())
+            return QStringLiteral("--name-pattern \"%1\": %2").arg(r.namePattern, why);
+    }
+    r.trashSources = set("trash-sources");
+    r.dryRun = set("dry-run");
     const bool loudness = r.loudness.mode == LoudnessChoice::Mode::Normalize;
     if (set("replaygain") && (loudness || r.normalize))
         return QStringLiteral("--replaygain leaves the audio as it is: it excludes --loudness and --normalize");

@@ -6,6 +6,8 @@
 //   convert_gap_ms N   the longest gap between two turns of the event loop
 //                      while SOURCE is converted to MP3 from the Convert button
 //   report_gap_ms N    the same while the media report runs on SOURCE
+//   waveform_gap_ms N  the same from the report's end until SOURCE's
+//                      waveform is shown
 // A turn is seen by a 1 ms timer; the window's own work runs in between.
 #include "app/MainProgram.h"
 #include "platform/ScriptedDialogs.h"
@@ -109,6 +111,13 @@ int main(int argc, char *argv[])
     gaps.start();
     program.form().openDropped(source);
     std::printf("report_gap_ms %.1f\n", gaps.stop());
+
+    gaps.start();
+    while (program.form().waveform().computing())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+    std::printf("waveform_gap_ms %.1f\n", gaps.stop());
+    if (program.form().waveform().waveform().peaks.isEmpty())
+        return 1;
 
     gaps.start();
     program.window().findChild<QPushButton *>(QStringLiteral("btnConvert"))->click();

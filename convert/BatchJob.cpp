@@ -3,24 +3,29 @@
 #include "convert/AVSScripts.h"
 #include "convert/CommandLines.h"
 #include "convert/ConvertJob.h"
+#include "convert/OutputCheck.h"
 #include "convert/SourceDuration.h"
 #include "media/FileSelection.h"
 #include "media/SourceFacts.h"
 #include "platform/ChildProcess.h"
 #include "platform/ToolChain.h"
+#include "platform/Trash.h"
 #include "process/ProgressMonitor.h"
 #include "settings/INIManager.h"
 
+#include <QCryptographicHash>
 #include <QDateTime>
 #include <QDir>
 #include <QDirIterator>
 #include <QFileInfo>
 #include <QProcess>
-#include <QTemporaryDir>
 #include <QThread>
 #include <QThreadPool>
 
+#include <cerrno>
 #include <csignal>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace tonmill {
 
@@ -29,18 +34,6 @@ namespace {
 constexpr int kPollMs = 50;
 constexpr int kTermGraceMs = 500;
 constexpr qsizetype kTailSize = 4096;
-
-struct ItemEnd {
-    ItemEnd(BatchItem::Status status, QString reason, std::optional<TrackLoudness> loudness = std::nullopt)
-        : status(status)
-        , reason(std::move(reason))
-        , loudness(loudness)
-    {
-    }
-    BatchItem::Status status;
-    QString reason;
-    std::optional<TrackLoudness> loudness; // what a file asked only to be measured measures
-};
 
 QString oneLine(QString text)
 {
@@ -57,15 +50,65 @@ void endProcess(QProcess &process)
     }
 }
 
-// One file, from its length to its finished output, on a worker thread.
-ItemEnd convertOne(const AppFolder &folder, const BatchSettings &s, const QString &source, const QString &output,
-                   const std::atomic_bool &abort, const std::function<void(double, double)> &progress)
+// The work folder of one file: made private to this user, and gone with
+// everything in it when the file is done.
+class WorkFolder {
+public:
+    explicit WorkFolder(const QString &path)
+        : m_path(path)
+    {
+        const QByteArray name = QFile::encodeName(path);
+        if (::mkdir(name.constData(), 0700) != 0 && errno != EEXIST)
+            return;
+        // A folder of that name left by an earlier run is taken only when it
+        // is this user's own folder and no link.
+        struct stat st {};
+        m_valid = ::lstat(name.constData(), &st) == 0 && S_ISDIR(st.st_mode) && st.st_uid == ::getuid();
+    }
+    ~WorkFolder()
+    {
+        if (m_valid)
+            QDir(m_path).removeRecursively();
+    }
+    bool isValid() const { return m_valid; }
+    QString filePath(const QString &name) const { return m_path + QLatin1Char('/') + name; }
+
+private:
+    QString m_path;
+    bool m_valid = false;
+};
+
+bool readsSourceItself(const BatchSettings &s)
+{
+    // WMA reads the source itself unless it is normalised or faded.
+    return s.options.txtFormat == QLatin1String("7") && !s.normalize && !s.fade;
+}
+
+// After a finished output: the source goes to the trash when that was asked
+// for and the output holds the whole sound. The item's reason says why a
+// source stays.
+FileConversionEnd trashSource(const BatchSettings &s, const QString &source, const QString &output, double seconds)
+{
+    if (!s.trashSources)
+        return {BatchItem::Status::Done, {}, false};
+    if (const QString why = outputCheckFailure(s.ffmpegPath, output, seconds); !why.isEmpty())
+        return {BatchItem::Status::Failed, QStringLiteral("the output failed its check, so the source stays: ") + why, false};
+    if (const QString why = moveToTrash(source, s.trashDir); !why.isEmpty())
+        return {BatchItem::Status::Done, QStringLiteral("the source stays: ") + why, false};
+    return {BatchItem::Status::Done, {}, true};
+}
+
+} // namespace
+
+FileConversionEnd convertFile(const AppFolder &folder, const BatchSettings &s, const QString &source,
+                              const QString &output, bool overwrite, const std::atomic_bool &abort,
+                              const std::function<void(double, double)> &progress)
 {
     using Status = BatchItem::Status;
     if (abort)
         return {Status::Aborted, {}};
     const QFileInfo existing(output);
-    if (existing.exists() && existing.size() > 0 && !s.replace)
+    if (existing.exists() && existing.size() > 0 && !overwrite)
         return {Status::Skipped, QStringLiteral("the output file exists")};
     if (const QString refusal = sourceRefusal(source, output); !refusal.isEmpty())
         return {Status::Failed, oneLine(refusal)};
@@ -79,26 +122,20 @@ ItemEnd convertOne(const AppFolder &folder, const BatchSettings &s, const QStrin
         return {Status::Failed, QStringLiteral("the output folder cannot be made")};
 
     // The scripts of this file, apart from every other file's.
-    QTemporaryDir work(QDir::tempPath() + QStringLiteral("/tonmill-batch-XXXXXX"));
+    const WorkFolder work(batchWorkFolder(output));
     if (!work.isValid())
-        return {Status::Failed, QStringLiteral("no work folder: ") + work.errorString()};
-    EncoderInputs inputs;
-    inputs.ffmpegPath = s.ffmpegPath;
-    inputs.quencPath = s.quencPath;
-    inputs.output = output;
-    inputs.volumePercent = s.volumePercent;
-    inputs.input = source;
-    // WMA reads the source itself unless it is normalised or faded.
-    if (s.options.txtFormat != QLatin1String("7") || s.normalize || s.fade) {
-        inputs.input = work.filePath(QStringLiteral("DirectQX.avs"));
+        return {Status::Failed, QStringLiteral("no work folder: ") + batchWorkFolder(output)};
+    if (!readsSourceItself(s)) {
         const FullScriptInputs full{source, length.seconds, s.options.SamFreq, s.format, s.normalize, s.upmix, s.fade};
-        if (!writeFullScript(inputs.input, full, folder))
+        if (!writeFullScript(work.filePath(QStringLiteral("DirectQX.avs")), full, folder))
             return {Status::Failed, QStringLiteral("the decoding script cannot be written")};
     }
-    const CommandLine line = encoderCommandLine(inputs, s.options, folder);
+    const CommandLine line = batchEncoderLine(folder, s, source, output);
     if (line.isEmpty())
         return {Status::Failed, QStringLiteral("no encoder line can be made of these options")};
-    const CommandLine routed = runningLine(line, folder, sourceFactsEntry(source, length.stream), s.loudness);
+    CommandLine routed = runningLine(line, folder, sourceFactsEntry(source, length.stream), s.loudness, s.equalizer);
+    if (s.window)
+        routed.environment << windowEntry(windowWithin(s.window->start, s.window->seconds, length.seconds));
 
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
@@ -142,7 +179,7 @@ ItemEnd convertOne(const AppFolder &folder, const BatchSettings &s, const QStrin
         if (!measured || end.endedBySignal || end.exitCode != 0)
             return {Status::Failed, QStringLiteral("its loudness could not be measured: ") + oneLine(lastLineOf(tail))};
         measured->seconds = length.seconds;
-        return {Status::Done, {}, measured};
+        return {Status::Done, {}, false, measured};
     }
     const QFileInfo written(output);
     if (const QString cause = encoderFailure(end, tail, written.exists() ? written.size() : -1); !cause.isEmpty()) {
@@ -150,10 +187,12 @@ ItemEnd convertOne(const AppFolder &folder, const BatchSettings &s, const QStrin
         return {Status::Failed, cause};
     }
     progress(length.seconds, length.seconds);
-    return {Status::Done, {}};
+    if (abort)
+        return {Status::Aborted, {}};
+    FileConversionEnd done = trashSource(s, source, output, length.seconds);
+    done.sourceSeconds = length.seconds;
+    return done;
 }
-
-} // namespace
 
 QStringList batchSources(const QStringList &paths, bool recursive, QStringList *baseDirs)
 {
@@ -181,26 +220,28 @@ QStringList batchSources(const QStringList &paths, bool recursive, QStringList *
     return sources;
 }
 
-QStringList batchOutputs(const QStringList &sources, const QStringList &baseDirs, const QString &outputDir,
-                         const QString &extension)
+QString batchWorkFolder(const QString &output)
 {
-    QStringList outputs;
-    QSet<QString> taken;
-    for (qsizetype i = 0; i < sources.size(); ++i) {
-        QString beside = outputPathFor(sources[i], QString(), true, extension);
-        if (!outputDir.isEmpty()) {
-            const QString below = QDir(baseDirs.value(i)).relativeFilePath(QFileInfo(beside).absolutePath());
-            beside = QDir::cleanPath(QDir(outputDir).absoluteFilePath(below) + QLatin1Char('/')
-                                     + QFileInfo(beside).fileName());
-        }
-        QString output = beside;
-        const QString stem = beside.left(beside.size() - extension.size() - 1);
-        for (int n = 2; taken.contains(output); ++n)
-            output = QStringLiteral("%1 (%2).%3").arg(stem).arg(n).arg(extension);
-        taken.insert(output);
-        outputs << output;
-    }
-    return outputs;
+    const QByteArray digest = QCryptographicHash::hash(QFile::encodeName(output), QCryptographicHash::Sha1).toHex();
+    return QDir::tempPath() + QStringLiteral("/tonmill-%1-%2").arg(::getuid()).arg(QString::fromLatin1(digest.left(16)));
+}
+
+CommandLine batchEncoderLine(const AppFolder &folder, const BatchSettings &settings, const QString &source,
+                             const QString &output)
+{
+    EncoderInputs inputs;
+    inputs.ffmpegPath = settings.ffmpegPath;
+    inputs.quencPath = settings.quencPath;
+    inputs.output = output;
+    inputs.volumePercent = settings.volumePercent;
+    inputs.input = readsSourceItself(settings) ? source
+                                               : batchWorkFolder(output) + QStringLiteral("/DirectQX.avs");
+    return encoderCommandLine(inputs, settings.options, folder);
+}
+
+QString commandLineLogLine(const QString &commandText)
+{
+    return QStringLiteral(" - Command line: ") + commandText;
 }
 
 BatchSettings batchSettingsFor(const AppFolder &folder, const OptionState &options, const QString &format,
@@ -264,13 +305,19 @@ int BatchJob::jobs() const
     return m_settings.jobs > 0 ? m_settings.jobs : std::max(1, QThread::idealThreadCount());
 }
 
-void BatchJob::setItems(const QStringList &sources, const QStringList &outputs)
+void BatchJob::setItems(const QList<PlannedOutput> &plan)
 {
+    using Decision = PlannedOutput::Decision;
     m_items.clear();
-    for (qsizetype i = 0; i < sources.size(); ++i) {
+    for (const PlannedOutput &planned : plan) {
         BatchItem item;
-        item.source = sources[i];
-        item.output = outputs.value(i);
+        item.source = planned.source;
+        item.output = planned.output;
+        item.overwrite = planned.decision == Decision::Overwrite;
+        if (planned.decision == Decision::Skip || planned.decision == Decision::Ask) {
+            item.status = BatchItem::Status::Skipped;
+            item.reason = QStringLiteral("the output file exists");
+        }
         m_items << item;
     }
 }
@@ -285,6 +332,7 @@ void BatchJob::start()
     m_active = 0;
     m_measuring = m_settings.loudness.mode == LoudnessChoice::Mode::ReplayGain && m_settings.loudness.album;
     m_album.clear();
+    m_albumPass = false;
     m_startedMs = QDateTime::currentMSecsSinceEpoch();
     launchNext();
     if (m_active == 0) {
@@ -300,26 +348,34 @@ void BatchJob::launchNext()
     while (m_active < jobs() && m_next < m_items.size()) {
         const int index = m_next++;
         BatchItem &item = m_items[index];
-        if (item.status != BatchItem::Status::Waiting)
-            continue; // ended while it was measured
+        if (item.status != BatchItem::Status::Waiting) {
+            // An output kept before the start is told once; a file that
+            // ended while it was measured is done with.
+            if (item.status == BatchItem::Status::Skipped && !m_albumPass)
+                Q_EMIT itemChanged(index);
+            continue;
+        }
         if (m_shared->abort) {
             item.status = BatchItem::Status::Aborted;
             Q_EMIT itemChanged(index);
             continue;
         }
         item.status = m_measuring ? BatchItem::Status::Measuring : BatchItem::Status::Running;
+        item.commandLine = batchEncoderLine(m_folder, m_settings, item.source, item.output).text;
         ++m_active;
         Q_EMIT itemChanged(index);
         const std::shared_ptr<Shared> shared = m_shared;
         m_shared->pool.start([this, shared, index, source = item.source, output = item.output,
-                              folder = m_folder, settings] {
-            const ItemEnd end = convertOne(folder, settings, source, output, shared->abort,
+                              overwrite = item.overwrite, folder = m_folder, settings] {
+            const FileConversionEnd end = convertFile(folder, settings, source, output, overwrite, shared->abort,
                                            [this, index](double seconds, double encoded) {
                                                QMetaObject::invokeMethod(this, [this, index, seconds, encoded] {
                                                    itemProgress(index, seconds, encoded);
                                                });
                                            });
-            QMetaObject::invokeMethod(this, [this, index, end] { itemEnded(index, end.status, end.reason, end.loudness); });
+            QMetaObject::invokeMethod(this, [this, index, end] {
+                itemEnded(index, end.status, end.reason, end.trashed, end.loudness);
+            });
         });
     }
 }
@@ -331,7 +387,7 @@ void BatchJob::itemProgress(int index, double seconds, double encoded)
     Q_EMIT itemChanged(index);
 }
 
-void BatchJob::itemEnded(int index, BatchItem::Status status, const QString &reason,
+void BatchJob::itemEnded(int index, BatchItem::Status status, const QString &reason, bool trashed,
                          const std::optional<TrackLoudness> &loudness)
 {
     BatchItem &item = m_items[index];
@@ -342,6 +398,7 @@ void BatchJob::itemEnded(int index, BatchItem::Status status, const QString &rea
     } else {
         item.status = status;
         item.reason = reason;
+        item.trashed = trashed;
         if (status == BatchItem::Status::Done)
             item.encoded = item.seconds;
     }
@@ -361,6 +418,7 @@ void BatchJob::itemEnded(int index, BatchItem::Status status, const QString &rea
 void BatchJob::encodeAlbum()
 {
     m_measuring = false;
+    m_albumPass = true;
     m_settings.loudness.albumGain = albumGainOf(m_album);
     m_next = 0;
     launchNext();

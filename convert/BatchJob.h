@@ -1,8 +1,12 @@
 #pragma once
 
 #include "convert/LoudnessChoice.h"
+#include "convert/OutputPlan.h"
+#include "convert/OutputWindow.h"
 #include "options/OptionState.h"
 #include "platform/AppFolder.h"
+#include "player/Equalizer.h"
+#include "process/CommandLine.h"
 
 #include <QList>
 #include <QObject>
@@ -10,6 +14,7 @@
 #include <QStringList>
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -22,16 +27,9 @@ namespace tonmill {
 // own folder.
 QStringList batchSources(const QStringList &paths, bool recursive, QStringList *baseDirs = nullptr);
 
-// Where each source's output goes: beside it as a single file's output does
-// ("song_Konverted.mp3"), or with outputDir into that folder, below it the
-// source's subfolder under its base. Two sources that would give one name
-// get different ones ("song_Konverted (2).mp3"), so one output never
-// overwrites another.
-QStringList batchOutputs(const QStringList &sources, const QStringList &baseDirs, const QString &outputDir,
-                         const QString &extension);
-
-// The choices a batch converts with: the format options as the window or
-// the settings hold them, and the clip options that apply to every file.
+// The choices whole files are converted with, in a batch or for a preview of
+// the result: the format options as the window or the settings hold them,
+// and the clip options that apply to every file.
 struct BatchSettings {
     OptionState options;
     QString format;         // the format list's name ("MP3")
@@ -41,9 +39,16 @@ struct BatchSettings {
     bool fade = false;
     QString ffmpegPath;
     QString quencPath;
-    bool replace = false;   // an existing output is replaced rather than kept
+    // After an output is complete and passes its check, its source goes to
+    // the trash in trashDir.
+    bool trashSources = false;
+    QString trashDir;
     int jobs = 0;           // encoders at once; 0: one per core
     LoudnessChoice loudness;
+    EqualizerState equalizer;
+    // Only this stretch of the output is encoded; it is moved back where the
+    // output ends sooner (windowWithin).
+    std::optional<OutputWindow> window;
 };
 
 // The settings for these options and clip choices, with the tool paths that
@@ -56,12 +61,54 @@ struct BatchItem {
     QString source;
     QString output;
     Status status = Status::Waiting;
-    QString reason;       // why it failed or was skipped
+    bool overwrite = false; // an existing output is replaced rather than kept
+    QString commandLine;  // the encoder line, as the log shows it
+    QString reason;       // why it failed or was skipped, or why its source stays
+    bool trashed = false; // its source is in the trash
     double seconds = 0;   // the source's length, once measured
     double encoded = 0;   // seconds encoded so far
 };
 
 QString batchStatusText(BatchItem::Status status);
+
+// How one file's conversion ended.
+struct FileConversionEnd {
+    FileConversionEnd(BatchItem::Status status, QString reason, bool trashed = false,
+                      std::optional<TrackLoudness> loudness = std::nullopt)
+        : status(status)
+        , reason(std::move(reason))
+        , trashed(trashed)
+        , loudness(loudness)
+    {
+    }
+    BatchItem::Status status;
+    QString reason;
+    // The source went to the trash after its output passed the check.
+    bool trashed;
+    // What a file asked only to be measured measures.
+    std::optional<TrackLoudness> loudness;
+    // The source's length, once measured.
+    double sourceSeconds = 0;
+};
+
+// One file, from measuring its length to its finished output, blocking: what
+// a batch's worker threads run. An existing output is replaced only when
+// overwrite says so. progress gets the source's length and the seconds
+// encoded; abort ends the encoder.
+FileConversionEnd convertFile(const AppFolder &folder, const BatchSettings &settings, const QString &source,
+                              const QString &output, bool overwrite, const std::atomic_bool &abort,
+                              const std::function<void(double, double)> &progress);
+
+// The private folder in which a batch writes the decoding script of the
+// output, named after the output so that a dry run names it as the run does.
+QString batchWorkFolder(const QString &output);
+
+// The encoder line of one file of a batch, the same for a dry run and the run.
+CommandLine batchEncoderLine(const AppFolder &folder, const BatchSettings &settings, const QString &source,
+                             const QString &output);
+
+// The log's line for an encoder line.
+QString commandLineLogLine(const QString &commandText);
 
 // Converts many sources with several encoders at once, each file by the same
 // scripts, command lines and naming as a single file, each in a work folder
@@ -74,7 +121,9 @@ public:
     BatchJob(const AppFolder &folder, BatchSettings settings, QObject *parent = nullptr);
     ~BatchJob() override;
 
-    void setItems(const QStringList &sources, const QStringList &outputs);
+    // The planned outputs; one to keep (skip, or an unanswered ask) is
+    // skipped at once.
+    void setItems(const QList<PlannedOutput> &plan);
     const QList<BatchItem> &items() const { return m_items; }
     int jobs() const;
 
@@ -97,7 +146,7 @@ private:
 
     void launchNext();
     void itemProgress(int index, double seconds, double encoded);
-    void itemEnded(int index, BatchItem::Status status, const QString &reason,
+    void itemEnded(int index, BatchItem::Status status, const QString &reason, bool trashed,
                    const std::optional<TrackLoudness> &loudness);
     void encodeAlbum();
 
@@ -109,6 +158,7 @@ private:
     int m_active = 0;
     // An album's files are all measured before the first is encoded.
     bool m_measuring = false;
+    bool m_albumPass = false; // the files are encoded after they were measured
     QList<TrackLoudness> m_album;
     bool m_running = false;
     qint64 m_startedMs = 0;

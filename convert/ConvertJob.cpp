@@ -3,6 +3,7 @@
 #include "app/ActivityLog.h"
 #include "convert/AVSScripts.h"
 #include "convert/CommandLines.h"
+#include "convert/EqualizerChoice.h"
 #include "media/SourceFacts.h"
 #include "media/modID3Tags.h"
 #include "options/FormatOptions.h"
@@ -11,6 +12,7 @@
 #include "platform/Dialogs.h"
 #include "platform/NumberFormat.h"
 #include "platform/ProcessRegistry.h"
+#include "platform/SameFile.h"
 #include "platform/ToolChain.h"
 #include "process/KillApp.h"
 #include "process/ProgressMonitor.h"
@@ -23,7 +25,6 @@
 #include <QRegularExpression>
 
 #include <cstring>
-#include <sys/stat.h>
 
 namespace tonmill {
 
@@ -64,17 +65,6 @@ QString pressAgainText()
     return QStringLiteral("Please, press 'Convert' button again!");
 }
 
-// Two names of one file: the same inode on the same device, which also
-// catches hard links and names that differ only through symbolic links.
-bool sameFile(const QString &a, const QString &b)
-{
-    struct stat sa {};
-    struct stat sb {};
-    if (::stat(QFile::encodeName(a).constData(), &sa) != 0 || ::stat(QFile::encodeName(b).constData(), &sb) != 0)
-        return false;
-    return sa.st_dev == sb.st_dev && sa.st_ino == sb.st_ino;
-}
-
 bool isFormat(const QString &txtFormat, const char *index)
 {
     return txtFormat == QLatin1String(index);
@@ -100,12 +90,14 @@ QString encoderFailure(const EncoderEnd &end, const QString &outputTail, qint64 
 }
 
 CommandLine runningLine(const CommandLine &line, const AppFolder &folder, const QString &sourceFacts,
-                        const LoudnessChoice &loudness)
+                        const LoudnessChoice &loudness, const EqualizerState &equalizer)
 {
     CommandLine running = throughStandIns(line, folder);
     if (!sourceFacts.isEmpty())
         running.environment << sourceFacts;
     if (const QString entry = loudnessEntry(loudness); !entry.isEmpty())
+        running.environment << entry;
+    if (const QString entry = equalizerEntry(equalizer); !entry.isEmpty())
         running.environment << entry;
     return running;
 }
@@ -534,7 +526,7 @@ EncoderEnd ConvertJob::runPiped(const CommandLine &line)
         connect(&m_runner, &cStdIO::CancelSuccess, this, [&end] { end.stopped = true; }),
         connect(&m_runner, &cStdIO::CancelFail, this, [&end] { end.stopped = true; }),
     };
-    const CommandLine routedLine = runningLine(line, m_folder, m_sourceFacts, m_form.loudness);
+    const CommandLine routedLine = runningLine(line, m_folder, m_sourceFacts, m_form.loudness, m_form.equalizer);
     m_runner.setCommandLine(routedLine);
     if (!refusal)
         m_runner.ExecuteCommand();
@@ -555,7 +547,7 @@ EncoderEnd ConvertJob::runPiped(const CommandLine &line)
 EncoderEnd ConvertJob::runScriptHost(const CommandLine &line)
 {
     m_scriptHostRunning = true;
-    const ScriptHostEnd run = ScriptHostRun(m_registry, runningLine(line, m_folder, m_sourceFacts, m_form.loudness),
+    const ScriptHostEnd run = ScriptHostRun(m_registry, runningLine(line, m_folder, m_sourceFacts, m_form.loudness, m_form.equalizer),
                                             [this](const QString &chunk) { onEncoderOutput(chunk); });
     m_scriptHostRunning = false;
     EncoderEnd end;

@@ -18,6 +18,7 @@ class ProcessRegistry;
 class cStdIO;
 struct CommandLine;
 struct EncoderInputs;
+struct EqualizerState;
 struct MainFormState;
 struct OptionState;
 
@@ -71,7 +72,7 @@ double runawayLimit(double expectedSeconds);
 // helpers need not find out again (the source's facts, an environment entry
 // or empty) and the loudness asked for.
 CommandLine runningLine(const CommandLine &line, const AppFolder &folder, const QString &sourceFacts,
-                        const LoudnessChoice &loudness);
+                        const LoudnessChoice &loudness, const EqualizerState &equalizer);
 
 // Why a source cannot be converted to the output, as the message shown for
 // it; empty when it can. The source must be a non-empty file, and the output

@@ -12,6 +12,8 @@ namespace tonmill {
 struct AlbumGain {
     double gainDb = 0;
     double peak = 0; // linear, 1 = full scale
+
+    bool operator==(const AlbumGain &) const = default;
 };
 
 // How an encode treats loudness, instead of or besides peak normalising.
@@ -30,6 +32,8 @@ struct LoudnessChoice {
     bool album = false;
     bool measureOnly = false;
     std::optional<AlbumGain> albumGain;
+
+    bool operator==(const LoudnessChoice &) const = default;
 };
 
 // The targets the window offers: -16 LUFS by default, -23 for broadcast

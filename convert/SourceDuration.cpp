@@ -74,6 +74,24 @@ QString reasonFrom(const QByteArray &errorOutput, const QString &input)
     return why;
 }
 
+// The file as ffprobe is given it: "file:" keeps a name that begins with "-"
+// or holds a ":" from being read as an option or another protocol.
+QString probeInput(const QString &path)
+{
+    return QStringLiteral("file:") + QFileInfo(path).absoluteFilePath();
+}
+
+// Asks ffprobe for entries of the input, as CSV with keys; why it could not
+// answer, or empty.
+QString askProbe(const QString &ffprobe, const QStringList &what, const QString &input, ToolRun *run)
+{
+    *run = runToEnd(ffprobe, QStringList{QStringLiteral("-v"), QStringLiteral("error")} + what
+                                 + QStringList{QStringLiteral("-of"), QStringLiteral("csv=nk=0"), input});
+    if (!run->failure.isEmpty())
+        return run->failure;
+    return run->exitCode != 0 ? reasonFrom(run->err, input) : QString();
+}
+
 SourceLength unreadable(const QString &why)
 {
     SourceLength length;
@@ -212,10 +230,43 @@ AudioStreamInfo SourceDuration::streamFrom(QByteArrayView probeOutput)
     return stream;
 }
 
+QString SourceDuration::ffmpegPath() const
+{
+    return ReadIniValue(QStringLiteral("General"), QStringLiteral("FFMPEG"), m_folder.file(QStringLiteral("\\Tonmill.ini")));
+}
+
+qint64 SourceDuration::audioBytesFromPackets(QByteArrayView probeOutput)
+{
+    const QByteArrayView index = entryOf(audioStreamLine(probeOutput), "index");
+    qint64 bytes = 0;
+    forEachLine(probeOutput, [&](QByteArrayView line) {
+        if (!index.isEmpty() && line.startsWith("packet,") && entryOf(line, "stream_index") == index)
+            bytes += entryOf(line, "size").toLongLong();
+    });
+    return bytes;
+}
+
+std::optional<EncodedAudio> SourceDuration::encodedAudio(const QString &file) const
+{
+    const QString ffprobe = ffprobeFor(ffmpegPath());
+    ToolRun run;
+    if (ffprobe.isEmpty()
+        || !askProbe(ffprobe,
+                     {QStringLiteral("-show_entries"),
+                      QStringLiteral("stream=index,codec_type,time_base:packet=stream_index,pts,duration,size")},
+                     probeInput(file), &run)
+                .isEmpty())
+        return std::nullopt;
+    const std::optional<double> seconds = lengthFromPackets(run.out);
+    const qint64 bytes = audioBytesFromPackets(run.out);
+    if (!seconds || bytes <= 0)
+        return std::nullopt;
+    return EncodedAudio{bytes, *seconds};
+}
+
 SourceLength SourceDuration::operator()(const QString &source) const
 {
-    const QString ffmpeg =
-        ReadIniValue(QStringLiteral("General"), QStringLiteral("FFMPEG"), m_folder.file(QStringLiteral("\\Tonmill.ini")));
+    const QString ffmpeg = ffmpegPath();
     if (source.endsWith(QLatin1String(".avs"), Qt::CaseInsensitive))
         return askInterpreter(source, ffmpeg);
     if (const std::optional<AudioStreamInfo> wav = plainWav(source)) {
@@ -232,20 +283,12 @@ SourceLength SourceDuration::measurePackets(const QString &source, const QString
     const QString ffprobe = ffprobeFor(ffmpeg);
     if (ffprobe.isEmpty())
         return unreadable(QStringLiteral("ffprobe was found neither beside \"%1\" nor on the search path").arg(ffmpeg));
-    // "file:" keeps a name that begins with "-" or holds a ":" from being read
-    // as an option or another protocol.
-    const QString input = QStringLiteral("file:") + QFileInfo(source).absoluteFilePath();
+    const QString input = probeInput(source);
     // Every stream is listed, not only the audio: a front cover is a picture
     // stream of its own, which the later formats carry.
     const QString kStreamEntries = QStringLiteral("stream=index,codec_type,codec_name,sample_rate,channels,sample_fmt");
     const QString kCoverEntry = QStringLiteral(":stream_disposition=attached_pic");
-    const auto ask = [&](const QStringList &what, ToolRun *run) {
-        *run = runToEnd(ffprobe, QStringList{QStringLiteral("-v"), QStringLiteral("error")} + what
-                                     + QStringList{QStringLiteral("-of"), QStringLiteral("csv=nk=0"), input});
-        if (!run->failure.isEmpty())
-            return run->failure;
-        return run->exitCode != 0 ? reasonFrom(run->err, input) : QString();
-    };
+    const auto ask = [&](const QStringList &what, ToolRun *run) { return askProbe(ffprobe, what, input, run); };
     ToolRun run;
     const auto measured = [&](double seconds) {
         SourceLength length;

@@ -23,6 +23,13 @@ struct SourceLength {
     bool ok() const { return error.isEmpty(); }
 };
 
+// An encoded file's audio stream: its packets' bytes, without what the
+// container adds, and the seconds of sound they hold.
+struct EncodedAudio {
+    qint64 bytes = 0;
+    double seconds = 0;
+};
+
 // The length of a source's sound in seconds, taken from the stream itself:
 // headers lie (a VBR MP3 without a frame count is guessed from its first
 // frames, a cut-off file claims its full length, a streamed file claims
@@ -39,6 +46,9 @@ public:
     explicit SourceDuration(const AppFolder &folder);
 
     SourceLength operator()(const QString &source) const;
+    // The audio of a file as its packets list it; nothing when they cannot
+    // be read or hold no timed audio.
+    std::optional<EncodedAudio> encodedAudio(const QString &file) const;
 
     // The ffprobe to ask, for an ffmpeg path as the settings hold it; empty
     // when there is none.
@@ -52,6 +62,9 @@ public:
     // last packet. Nothing when the list names no audio stream or holds no
     // timed packet of it.
     static std::optional<double> lengthFromPackets(QByteArrayView probeOutput);
+    // The bytes of the audio's packets in such a list, which also names
+    // their "size"; 0 when it holds none.
+    static qint64 audioBytesFromPackets(QByteArrayView probeOutput);
     // The seconds that ffprobe's count of the audio's MPEG frames makes, from
     // its codec_name, sample_rate and nb_read_packets; nothing for another
     // codec, whose frames may differ in length.
@@ -62,6 +75,7 @@ public:
     static AudioStreamInfo streamFrom(QByteArrayView probeOutput);
 
 private:
+    QString ffmpegPath() const;
     SourceLength measurePackets(const QString &source, const QString &ffmpeg) const;
     SourceLength askInterpreter(const QString &script, const QString &ffmpeg) const;
 

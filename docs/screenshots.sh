@@ -2,8 +2,10 @@
 # Screenshots of the program's windows on a virtual X display of 1920 x 1080,
 # as a person sees them with the default theme: the main window with a source
 # loaded and the MP3 panel shown (the README's picture), the main window as it
-# starts with that source at 200 % scale (QT_SCALE_FACTOR=2), the same window playing the
-# source from its middle, with the Equalizer window docked beside it, the
+# starts with that source at 200 % scale (QT_SCALE_FACTOR=2), the same window
+# playing a preview of the result from the source's middle with its size
+# estimate, the waveform of a recording with a segment marked on it, with the
+# Equalizer window docked beside it, the
 # window in batch mode in the middle of converting a folder, the
 # Setup dialog in English and German, and About. Written to docs/. The player
 # plays into a PulseAudio null sink of the script's own.
@@ -36,6 +38,13 @@ ffmpeg -v error -f lavfi -i sine=frequency=440:duration=215 -ac 2 -b:a 192k \
   -metadata title="Morning Song" -metadata artist="The Quiet Hours" -metadata album="Early Light" \
   -metadata date=2024 -metadata track=3 -metadata genre=Folk "$source"
 
+# A recording whose loudness rises and falls, with a pause, for the waveform.
+recording="$work/Field Recording.wav"
+sox -n -b 16 -r 44100 -c 2 "$work/part1.wav" synth 20 pinknoise tremolo 0.12 85 fade q 2 20 3 vol 0.7
+sox -n -b 16 -r 44100 -c 2 "$work/pause.wav" trim 0 3
+sox -n -b 16 -r 44100 -c 2 "$work/part2.wav" synth 17 pinknoise tremolo 0.3 60 fade q 1 17 5 vol 0.5
+sox "$work/part1.wav" "$work/pause.wav" "$work/part2.wav" "$recording"
+
 # A folder of long recordings for the batch.
 album="$work/Live Album"
 mkdir -p "$album"
@@ -58,7 +67,8 @@ shot() { # form language file [source]; SHOT_SCALE=2 for 200 %
 }
 shot main English screenshot.png "$source"
 SHOT_SCALE=2 shot start English screenshot-200.png "$source"
-shot player English player.png "$source"
+SHOT_WAIT=6 shot player English player.png "$source"
+shot waveform English waveform.png "$recording"
 shot equalizer English equalizer.png "$source"
 SHOT_WAIT=6 shot batch English batch.png "$album"
 shot setup English setup-en.png

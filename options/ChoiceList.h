@@ -12,6 +12,8 @@ struct ChoiceList {
     QStringList items;
     QString text;
 
+    bool operator==(const ChoiceList &) const = default;
+
     // Appends each "|"-separated piece of the text, in order.
     void fill(const QString &pipeText);
     // Empties the list and the text.

@@ -1,4 +1,5 @@
 #include "options/Configuration.h"
+#include "convert/EqualizerChoice.h"
 
 #include "options/FormatOptions.h"
 #include "options/MainFormState.h"
@@ -88,6 +89,8 @@ void SaveSettings(const OptionState &o, const MainFormState &form, const AppFold
     option("M4AQuality", o.cmbM4AQuality.text);
     option("ALACSamFreq", o.alacSamFreq);
     option("ALACBits", o.alacBits);
+    option("EqualizerApply", form.equalizer.chkApply ? QStringLiteral("1") : QStringLiteral("0"));
+    option("EqualizerBands", equalizerBandsText(form.equalizer.gainsDb()));
     store.write("General", "LogOnOff", boolText(form.mnuLog));
     store.write("General", "SaveLog", boolText(form.mnuSaveLog));
     store.write("General", "TagEditor", boolText(form.mnuTagEditor));
@@ -153,6 +156,10 @@ void LoadSettings(OptionState &o, MainFormState &form, OptionPanel &panel, const
     index("ALACBits", o.alacBits, 2);
     if (isLaterFormat(o.txtFormat))
         panel.cmbFormat_Click();
+
+    form.equalizer.chkApply = store.read("EqualizerApply").trimmed() == QLatin1String("1");
+    if (const std::optional<EqualizerGains> bands = equalizerBandsFrom(store.read("EqualizerBands")))
+        form.equalizer.setGainsDb(*bands);
 }
 
 } // namespace tonmill

@@ -2,6 +2,7 @@
 
 #include "convert/LoudnessChoice.h"
 #include "options/ChoiceList.h"
+#include "player/Equalizer.h"
 #include "process/ProgressMonitor.h"
 
 #include <QString>
@@ -63,12 +64,18 @@ struct MainFormState {
     bool chkSegmentEnabled = true;
     bool btnSegPreviewEnabled = true;
     bool chkNormalize = false;
+    // The Equalizer window's bands and its switch that puts them in the output.
+    EqualizerState equalizer;
     bool chkFadeInOut = false;
     // What the encoder does about loudness; a loudness target stands in for
     // peak normalising.
     LoudnessChoice loudness;
     QString txtCutS = QStringLiteral("000.000");
     QString txtCutE = QStringLiteral("000.000");
+    // A preview of the result is being encoded; what the last one estimated
+    // of the whole output, empty while there is no estimate.
+    bool previewing = false;
+    QString lblEstimate;
 
     // What the window shows around a conversion: idle until Convert is
     // clicked, busy until the job has ended.

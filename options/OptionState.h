@@ -82,6 +82,8 @@ struct OptionState {
     // (AMR with the narrow-band list, as amrType starts) and shows each list's
     // initial choice.
     void fillLists();
+
+    bool operator==(const OptionState &) const = default;
 };
 
 } // namespace tonmill

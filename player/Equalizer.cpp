@@ -1,5 +1,6 @@
 #include "player/Equalizer.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace tonmill {
@@ -20,6 +21,21 @@ void EqualizerState::SEq_Change()
         labels[i] = QString::number(sum);
     }
     EQ = labels;
+}
+
+std::array<int, kEqualizerBands> EqualizerState::gainsDb() const
+{
+    std::array<int, kEqualizerBands> gains{};
+    for (int i = 0; i < kEqualizerBands; ++i)
+        gains[i] = SEq[i] + kEqualizerLabelOffset;
+    return gains;
+}
+
+void EqualizerState::setGainsDb(const std::array<int, kEqualizerBands> &gains)
+{
+    for (int i = 0; i < kEqualizerBands; ++i)
+        SEq[i] = std::clamp(gains[i] - kEqualizerLabelOffset, kEqualizerMinimum, kEqualizerMaximum);
+    SEq_Change();
 }
 
 void EqualizerState::btnZero_Click()

@@ -21,6 +21,15 @@ struct EqualizerState {
 
     std::array<int, kEqualizerBands> SEq;
     std::array<QString, kEqualizerBands> EQ;
+    // Whether the bands shape the output of conversions.
+    bool chkApply = false;
+
+    // Each band's gain in dB, as its label reads.
+    std::array<int, kEqualizerBands> gainsDb() const;
+    // Sets the bands from gains in dB, each kept within the sliders' range.
+    void setGainsDb(const std::array<int, kEqualizerBands> &gains);
+
+    bool operator==(const EqualizerState &) const = default;
 
     // Any slider moved: every label is written again from its slider. A sum
     // that does not fit 16 bits leaves all labels as they were.

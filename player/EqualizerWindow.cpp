@@ -10,9 +10,10 @@
 
 namespace tonmill {
 
-EqualizerWindow::EqualizerWindow(const QString &languageFile, QWidget *parent)
+EqualizerWindow::EqualizerWindow(EqualizerState &state, const QString &languageFile, QWidget *parent)
     : QDialog(parent, Qt::Tool)
     , m_ui(std::make_unique<Ui::EqualizerWindow>())
+    , m_state(state)
 {
     m_ui->setupUi(this);
     for (int i = 0; i < kEqualizerBands; ++i) {
@@ -32,6 +33,7 @@ EqualizerWindow::EqualizerWindow(const QString &languageFile, QWidget *parent)
     }
     // Enter on a slider resets nothing.
     m_ui->btnZero->setAutoDefault(false);
+    connect(m_ui->chkApply, &QCheckBox::clicked, this, [this](bool checked) { m_state.chkApply = checked; });
     connect(m_ui->btnZero, &QPushButton::clicked, this, [this] {
         m_state.btnZero_Click();
         render();
@@ -64,6 +66,7 @@ void EqualizerWindow::render()
         m_SEq[i]->setValue(m_state.SEq[i]);
         m_EQ[i]->setText(m_state.EQ[i]);
     }
+    m_ui->chkApply->setChecked(m_state.chkApply);
 }
 
 } // namespace tonmill

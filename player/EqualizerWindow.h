@@ -23,8 +23,9 @@ namespace tonmill {
 class EqualizerWindow : public QDialog {
     Q_OBJECT
 public:
-    // parent: the main window, whose end closes this one too.
-    EqualizerWindow(const QString &languageFile, QWidget *parent);
+    // state: the bands and the switch, kept by the main form for conversions
+    // and the settings. parent: the main window, whose end closes this one too.
+    EqualizerWindow(EqualizerState &state, const QString &languageFile, QWidget *parent);
     ~EqualizerWindow() override;
 
     const EqualizerState &state() const { return m_state; }
@@ -38,7 +39,7 @@ private:
     void render();
 
     std::unique_ptr<Ui::EqualizerWindow> m_ui;
-    EqualizerState m_state;
+    EqualizerState &m_state;
     std::array<QSlider *, kEqualizerBands> m_SEq{};
     std::array<QLabel *, kEqualizerBands> m_EQ{};
 };

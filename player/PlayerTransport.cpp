@@ -55,6 +55,7 @@ double PlayerTransport::position() const
 
 void PlayerTransport::load(const QString &path)
 {
+    m_loaded = path;
     m_player.setFileName(path);
     state.loadFailure = m_player.loadFailure();
 }

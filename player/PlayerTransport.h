@@ -70,6 +70,8 @@ public:
     // Loads the file and plays it from the start, for the segment preview.
     void playFile(const QString &path);
     double position() const;
+    // The file the player was last given.
+    const QString &loadedFile() const { return m_loaded; }
     MediaPlayer &player() { return m_player; }
 
     // The read-outs from the player's position.
@@ -80,6 +82,7 @@ private:
 
     MediaPlayer &m_player;
     const QString &m_source;
+    QString m_loaded;
 };
 
 } // namespace tonmill

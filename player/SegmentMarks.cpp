@@ -6,6 +6,8 @@
 #include "platform/Dialogs.h"
 #include "player/PlayerTransport.h"
 
+#include <algorithm>
+
 namespace tonmill {
 
 namespace {
@@ -29,13 +31,29 @@ SegmentMarks::SegmentMarks(MainFormState &form, const OptionState &options, Play
 
 void SegmentMarks::btnSetS_Click()
 {
-    m_form.txtCutS = counterSeconds(m_transport.position());
+    markStart(m_transport.position());
 }
 
 void SegmentMarks::btnSetE_Click()
 {
-    m_form.txtCutE = counterSeconds(m_transport.position());
+    markEnd(m_transport.position());
+}
+
+void SegmentMarks::markStart(double seconds)
+{
+    m_form.txtCutS = counterSeconds(seconds);
+}
+
+void SegmentMarks::markEnd(double seconds)
+{
+    m_form.txtCutE = counterSeconds(seconds);
     endTimeCheck();
+}
+
+void SegmentMarks::markSpan(double from, double to)
+{
+    markStart(std::min(from, to));
+    markEnd(std::max(from, to));
 }
 
 // The segment can be neither encoded nor previewed while it is empty; the

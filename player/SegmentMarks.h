@@ -19,6 +19,11 @@ public:
 
     void btnSetS_Click();
     void btnSetE_Click();
+    // Marks from the waveform: a time set as the start is taken as it is,
+    // one set as the end is checked as btnSetE's is; a span sets both.
+    void markStart(double seconds);
+    void markEnd(double seconds);
+    void markSpan(double from, double to);
     // Runs after btnSetE, a click on chkSegment and an edit of txtCutE. The
     // two times are compared as text: "20" passes against "100.000".
     void endTimeCheck();

@@ -70,4 +70,11 @@ QString LanguageLines::text(const QString &section, const QString &key, const QS
     return line.mid(line.indexOf(kSeparator) + 1);
 }
 
+QString languageDisplayName(const QString &languageFile)
+{
+    LanguageLines lines;
+    lines.LoadLanguageLines(languageFile);
+    return lines.count() > 0 ? lines.at(1).trimmed() : QString();
+}
+
 } // namespace tonmill

@@ -40,4 +40,8 @@ private:
     QStringList m_lines;
 };
 
+// The display name of the language in the file: its first line; empty when
+// the file cannot be read.
+QString languageDisplayName(const QString &languageFile);
+
 } // namespace tonmill

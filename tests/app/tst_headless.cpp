@@ -7,6 +7,7 @@
 
 #include <QCryptographicHash>
 #include <QDateTime>
+#include <QDirIterator>
 #include <QDir>
 #include <QHash>
 #include <QElapsedTimer>
@@ -112,21 +113,23 @@ struct Home {
     QString path(const QString &name) const { return dir.filePath(name); }
     QString tmp() const { return dir.filePath(QStringLiteral("tmp")); }
 
-    QProcess *start(const QStringList &arguments) const
+    QProcess *start(const QStringList &arguments, const QStringList &extra = {}) const
     {
         auto *p = new QProcess;
         // Work folders go to a temporary folder of this home's own.
         QDir().mkpath(tmp());
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("TMPDIR"), tmp());
+        for (const QString &entry : extra)
+            environment.insert(entry.section(QLatin1Char('='), 0, 0), entry.section(QLatin1Char('='), 1));
         p->setProcessEnvironment(environment);
         p->start(test::builtAppDir() + QStringLiteral("/tonmill"), QStringList{QStringLiteral("--home"), app} + arguments);
         return p;
     }
 
-    Result convert(const QStringList &arguments) const
+    Result convert(const QStringList &arguments, const QStringList &extra = {}) const
     {
-        QProcess *p = start(arguments);
+        QProcess *p = start(arguments, extra);
         Result r;
         if (p->waitForFinished(120000) && p->exitStatus() == QProcess::NormalExit)
             r.status = p->exitCode();
@@ -156,6 +159,7 @@ private Q_SLOTS:
     void badInputFailsCleanly();
     void signalsAbortTheEncode();
     void batchOfMixedSources();
+    void namedBatchDryRunAndTrash();
 };
 
 ProgramArguments parse(const QStringList &arguments)
@@ -196,6 +200,14 @@ void TestHeadless::argumentsAreRead()
     QVERIFY(batch.request.isBatch() && batch.request.recursive);
     QCOMPARE(batch.request.jobs, 3);
     QCOMPARE(batch.request.outputDir, QStringLiteral("/o"));
+    const ProgramArguments named = parse({QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--keep"),
+                                          QStringLiteral("--existing=skip"), QStringLiteral("--name-pattern"),
+                                          QStringLiteral("{artist}/{track:02} {title}"), QStringLiteral("--dry-run"),
+                                          QStringLiteral("--trash-sources")});
+    QVERIFY2(named.action == Action::Convert, qPrintable(named.error));
+    QVERIFY(named.request.isBatch() && named.request.dryRun && named.request.trashSources);
+    QVERIFY(named.request.existing == ExistingPolicy::Skip);
+    QCOMPARE(named.request.namePattern, QStringLiteral("{artist}/{track:02} {title}"));
     const ProgramArguments loud = parse({QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--loudness=-18.5"),
                                          QStringLiteral("--true-peak"), QStringLiteral("-2")});
     QVERIFY2(loud.action == Action::Convert, qPrintable(loud.error));
@@ -265,6 +277,18 @@ void TestHeadless::argumentsAreRead()
          QStringLiteral("--replaygain leaves the audio as it is")},
         {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--wma-profile"), QStringLiteral("a1")},
          QStringLiteral("unknown WMA profile \"a1\"")},
+        {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--existing"), QStringLiteral("replace")},
+         QStringLiteral("--existing takes ask, skip, overwrite or rename")},
+        {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--existing"), QStringLiteral("rename"),
+          QStringLiteral("--replace")},
+         QStringLiteral("--replace is --existing overwrite")},
+        {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--name-pattern"), QStringLiteral("../{title}")},
+         QStringLiteral("may not name \"..\"")},
+        {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--name-pattern"), QStringLiteral("/tmp/{title}")},
+         QStringLiteral("not an absolute path")},
+        {{QStringLiteral("--convert"), QStringLiteral("a"), QStringLiteral("--dry-run"), QStringLiteral("--output"),
+          QStringLiteral("c.mp3")},
+         QStringLiteral("a batch takes --output-dir")},
     };
     for (const auto &[arguments, error] : bad) {
         const ProgramArguments r = parse(arguments);
@@ -1011,6 +1035,138 @@ void TestHeadless::batchOfMixedSources()
         QVERIFY2(std::abs(test::decodedSeconds(longSrc + QLatin1Char('/') + name) - 300) < 0.1, qPrintable(name));
     QVERIFY(test::noProcessMentions(home.dir.path()));
     delete p;
+}
+
+// Every file and folder below the folder with its size and time of change.
+QStringList treeListing(const QString &root)
+{
+    QStringList lines;
+    QDirIterator it(root, QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System,
+                    QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QFileInfo info(it.next());
+        lines << QStringLiteral("%1 %2 %3")
+                     .arg(QDir(root).relativeFilePath(info.filePath()))
+                     .arg(info.isDir() ? -1 : info.size())
+                     .arg(info.lastModified().toMSecsSinceEpoch());
+    }
+    lines.sort();
+    return lines;
+}
+
+QStringList commandLines(const QString &out)
+{
+    QStringList lines;
+    for (const QString &line : out.split(QLatin1Char('\n'))) {
+        if (line.startsWith(QLatin1String(" - Command line: ")))
+            lines << line;
+    }
+    lines.sort();
+    return lines;
+}
+
+void TestHeadless::namedBatchDryRunAndTrash()
+{
+    // The configured ffmpeg cuts the output of the source titled
+    // "Truncated" short after encoding it, before the program checks it.
+    Home home;
+    const QString bin = home.path(QStringLiteral("bin"));
+    QDir().mkpath(bin);
+    QVERIFY(writeFile(bin + QStringLiteral("/ffmpeg"),
+                      "#!/bin/sh\n/usr/bin/ffmpeg \"$@\"\nstatus=$?\nfor a; do last=$a; done\n"
+                      "case \"$last\" in *Truncated*) head -c 3000 \"$last\" > \"$last.cut\" && mv \"$last.cut\" \"$last\";; esac\n"
+                      "exit $status\n"));
+    QVERIFY(QFile::setPermissions(bin + QStringLiteral("/ffmpeg"), QFile::ReadOwner | QFile::ExeOwner));
+    QVERIFY(QFile::link(QStringLiteral("/usr/bin/ffprobe"), bin + QStringLiteral("/ffprobe")));
+    QVERIFY(writeFile(home.app + QStringLiteral("/Tonmill.ini"), "[General]\r\nFFMPEG=" + bin.toUtf8() + "/ffmpeg\r\n"));
+    const QString src = home.path(QStringLiteral("src"));
+    QDir().mkpath(src + QStringLiteral("/sub"));
+    const auto tone = [&](const QString &name, const QStringList &metadata) {
+        QStringList arguments = {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-f"), QStringLiteral("lavfi"),
+                                 QStringLiteral("-i"), QStringLiteral("sine=f=440:d=2")};
+        for (const QString &entry : metadata)
+            arguments << QStringLiteral("-metadata") << entry;
+        return run(QStringLiteral("ffmpeg"), arguments << src + QLatin1Char('/') + name);
+    };
+    // Two sources that name one output, one whose output is cut short, one
+    // without tags whose output exists already.
+    QVERIFY(tone(QStringLiteral("one.flac"), {QStringLiteral("artist=Bänd"), QStringLiteral("title=Song/One")}));
+    QVERIFY(tone(QStringLiteral("four.flac"), {QStringLiteral("artist=Bänd"), QStringLiteral("title=Song/One")}));
+    QVERIFY(tone(QStringLiteral("sub/two.flac"), {QStringLiteral("artist=Bänd"), QStringLiteral("title=Truncated")}));
+    QVERIFY(tone(QStringLiteral("sub/three.flac"), {}));
+    const QString out = home.path(QStringLiteral("out"));
+    QDir().mkpath(out + QStringLiteral("/sub"));
+    const QString existing = out + QStringLiteral("/sub/Unknown Artist - Unknown Title.mp3");
+    QVERIFY(writeFile(existing, "kept as it is"));
+    const QString dataHome = home.path(QStringLiteral("data"));
+    const QStringList environment = {QStringLiteral("XDG_DATA_HOME=") + dataHome};
+    const QStringList arguments = {QStringLiteral("--convert"), src, QStringLiteral("--recursive"), QStringLiteral("--format"),
+                                   QStringLiteral("MP3"), QStringLiteral("--output-dir"), out, QStringLiteral("--name-pattern"),
+                                   QStringLiteral("{relpath}/{artist} - {title}"), QStringLiteral("--existing"),
+                                   QStringLiteral("rename"), QStringLiteral("--trash-sources"), QStringLiteral("--jobs"),
+                                   QStringLiteral("2")};
+    const QStringList outputs = {out + QString::fromUtf8("/Bänd - Song_One.mp3"), out + QString::fromUtf8("/Bänd - Song_One (2).mp3"),
+                                 out + QStringLiteral("/sub/Unknown Artist - Unknown Title (2).mp3"),
+                                 out + QString::fromUtf8("/sub/Bänd - Truncated.mp3")};
+
+    // The dry run names every output and decision and leaves every file and
+    // folder as it was, the program's own folder included.
+    QDir().mkpath(home.tmp());
+    const QStringList before = treeListing(home.dir.path());
+    const Result dry = home.convert(arguments + QStringList{QStringLiteral("--dry-run")}, environment);
+    QCOMPARE(dry.status, 0);
+    QCOMPARE(treeListing(home.dir.path()), before);
+    const QStringList sources = {src + QStringLiteral("/four.flac"), src + QStringLiteral("/one.flac"),
+                                 src + QStringLiteral("/sub/three.flac"), src + QStringLiteral("/sub/two.flac")};
+    const QStringList decisions = {QStringLiteral("new"), QStringLiteral("new"), QStringLiteral("renamed"), QStringLiteral("new")};
+    for (qsizetype i = 0; i < sources.size(); ++i) {
+        const QString entry = sources[i] + QStringLiteral("\n - Output file: ") + outputs[i]
+                              + QStringLiteral("\n - Existing output: ") + decisions[i] + QStringLiteral("\n - Command line: ");
+        QVERIFY2(dry.out.contains(entry), qPrintable(entry + QStringLiteral("\n---\n") + dry.out));
+    }
+    const QStringList planned = commandLines(dry.out);
+    QCOMPARE(planned.size(), 4);
+    // Without a window nobody is asked: --replace and --keep answer, and
+    // by default what is there is kept.
+    QStringList others = arguments;
+    others.removeAt(others.indexOf(QStringLiteral("--existing")) + 1);
+    others.removeOne(QStringLiteral("--existing"));
+    for (const auto &[given, decision] : QList<std::pair<QStringList, QString>>{
+             {{QStringLiteral("--replace")}, QStringLiteral("overwrite")},
+             {{QStringLiteral("--keep")}, QStringLiteral("skip")},
+             {{QStringLiteral("--existing"), QStringLiteral("ask")}, QStringLiteral("skip")},
+             {{QStringLiteral("--existing"), QStringLiteral("overwrite")}, QStringLiteral("overwrite")}}) {
+        const Result policy = home.convert(others + given + QStringList{QStringLiteral("--dry-run")}, environment);
+        QCOMPARE(policy.status, 0);
+        QVERIFY2(policy.out.contains(existing + QStringLiteral("\n - Existing output: ") + decision + QLatin1Char('\n')),
+                 qPrintable(given.join(QLatin1Char(' ')) + QLatin1Char('\n') + policy.out));
+    }
+    QCOMPARE(treeListing(home.dir.path()), before);
+
+    // The run logs the same lines; the short output fails its check and its
+    // source stays, the others go to the trash with their info files.
+    const Result r = home.convert(arguments, environment);
+    QCOMPARE(r.status, 1);
+    QCOMPARE(commandLines(r.out), planned);
+    QVERIFY2(r.out.contains(QStringLiteral("failed: ") + src + QStringLiteral("/sub/two.flac: the output failed its check, "
+                                                                               "so the source stays: the output ")),
+             qPrintable(r.out));
+    QCOMPARE(readAll(existing), QByteArray("kept as it is"));
+    for (const QString &output : {outputs[0], outputs[1], outputs[2]})
+        QVERIFY2(std::abs(test::decodedSeconds(output) - 2) < 0.1, qPrintable(output));
+    QVERIFY(QFileInfo::exists(src + QStringLiteral("/sub/two.flac")));
+    QVERIFY(!QFileInfo::exists(dataHome + QStringLiteral("/Trash/files/two.flac")));
+    const QRegularExpression date(QStringLiteral("^DeletionDate=\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d$"),
+                                  QRegularExpression::MultilineOption);
+    for (const QString &name : {QStringLiteral("one.flac"), QStringLiteral("four.flac"), QStringLiteral("sub/three.flac")}) {
+        const QString file = QFileInfo(name).fileName();
+        QVERIFY2(!QFileInfo::exists(src + QLatin1Char('/') + name), qPrintable(name));
+        QVERIFY(std::abs(test::decodedSeconds(dataHome + QStringLiteral("/Trash/files/") + file) - 2) < 0.1);
+        const QString info = QString::fromUtf8(readAll(dataHome + QStringLiteral("/Trash/info/") + file + QStringLiteral(".trashinfo")));
+        QVERIFY2(info.startsWith(QStringLiteral("[Trash Info]\nPath=") + src + QLatin1Char('/') + name + QLatin1Char('\n')), qPrintable(info));
+        QVERIFY2(date.match(info).hasMatch(), qPrintable(info));
+    }
+    QVERIFY(QDir(home.tmp()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TestHeadless)

@@ -1,12 +1,13 @@
 // The main window clicked as a person would, offscreen, with the real media
 // tool and encoders: start-up, opening a source, the option panel's advice,
 // converting, aborting and closing during a run, the log and tag editor
-// switches, and the captions of every language.
+// switches, the equalizer in the output, and the captions of every language.
 #include "app/AboutDialog.h"
 #include "app/MainProgram.h"
 #include "app/FileInfoDialog.h"
 #include "app/MainWindowTitle.h"
 #include "controls/XP_ProgressBar.h"
+#include "player/Equalizer.h"
 #include "platform/AppVersion.h"
 #include "settings/BuiltInLanguages.h"
 #include "settings/LanguageCaptions.h"
@@ -41,11 +42,13 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QSlider>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTextEdit>
 #include <QTimer>
 
+#include <cmath>
 #include <functional>
 #include <QTreeWidget>
 
@@ -212,6 +215,23 @@ void checkTabOrder(QWidget &window, const QString &where)
     }
 }
 
+// The mean level in dB of a file's sound within a tenth of an octave around
+// the frequency, as ffmpeg's band-pass filter and volume meter measure it.
+double bandLevel(const QString &file, double hertz)
+{
+    QProcess p;
+    const QString band = QStringLiteral("bandpass=f=%1:width_type=o:w=0.1").arg(hertz);
+    p.start(QStringLiteral("ffmpeg"), {QStringLiteral("-hide_banner"), QStringLiteral("-nostdin"), QStringLiteral("-i"),
+                                       file, QStringLiteral("-af"),
+                                       band + QLatin1Char(',') + band + QStringLiteral(",volumedetect"),
+                                       QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-")});
+    if (!p.waitForFinished(60000))
+        return qQNaN();
+    const QRegularExpressionMatch m
+        = QRegularExpression(QStringLiteral("mean_volume: (-?[0-9.]+) dB")).match(QString::fromUtf8(p.readAllStandardError()));
+    return m.hasMatch() ? m.captured(1).toDouble() : qQNaN();
+}
+
 bool startedUp(const ActivityLog &log, int probeLines)
 {
     const QStringList messages = logMessages(log);
@@ -228,8 +248,10 @@ private Q_SLOTS:
     void firstStartThenNormalStart();
     void openAdviseConvertAbortClose();
     void batchModeFromTheWindow();
+    void batchNamingPreviewAndTrash();
     void tagEditorItemHidesTheFrame();
     void launcherFilesOpen();
+    void equalizerShapesTheOutput();
     void everyLanguageCaptionsKeysAndTabOrder();
     void aboutShowsVersionNoticeAndLinks();
 };
@@ -277,7 +299,10 @@ void TestMainWindow::firstStartThenNormalStart()
         QCOMPARE(messages.mid(0, 7), expected);
         MainWindow &window = program.window();
         QCOMPARE(window.windowTitle(), mainWindowTitle(true));
-        QCOMPARE(window.height(), 502); // 7530 twips, the log hidden
+        // 7530 twips with the log hidden, 9190 with it, and the rows added to the design.
+        const int added = window.addedRowsHeight();
+        QVERIFY(added > 30);
+        QCOMPARE(window.height(), 502 + added);
         QCOMPARE(home.setting("General", "FFMPEG"), QStringLiteral("/usr/bin/ffmpeg"));
         QCOMPARE(home.setting("General", "ChkUpdates"), QStringLiteral("0"));
         QCOMPARE(home.setting("Options", "Mode"), QStringLiteral("MP3"));
@@ -289,10 +314,10 @@ void TestMainWindow::firstStartThenNormalStart()
         QAction *logItem = control<QAction>(window, "mnuLog");
         logItem->trigger();
         QVERIFY(logItem->isChecked());
-        QCOMPARE(window.height(), 613); // 9190 twips
+        QCOMPARE(window.height(), 613 + added);
         QTRY_VERIFY(!control<QTextEdit>(window, "rtbLog")->visibleRegion().isEmpty());
         logItem->trigger();
-        QCOMPARE(window.height(), 502);
+        QCOMPARE(window.height(), 502 + added);
         QTRY_VERIFY(control<QTextEdit>(window, "rtbLog")->visibleRegion().isEmpty());
         logItem->trigger();
 
@@ -310,7 +335,7 @@ void TestMainWindow::firstStartThenNormalStart()
     program.start();
     QTRY_VERIFY_WITH_TIMEOUT(startedUp(program.log(), 2), 30000);
     QCOMPARE(dialogs.messages().size(), 1);
-    QCOMPARE(program.window().height(), 613);
+    QCOMPARE(program.window().height(), 613 + program.window().addedRowsHeight());
     QVERIFY(control<QAction>(program.window(), "mnuLog")->isChecked());
     // Exit saves and ends without a word in the log.
     const QString last = logMessages(program.log()).constLast();
@@ -447,6 +472,9 @@ void TestMainWindow::openAdviseConvertAbortClose()
     QDropEvent drop(QPointF(300, 300), Qt::CopyAction, &dragged, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(&window, &drop);
     QCOMPARE(control<QLineEdit>(window, "txtPath")->text(), longTone);
+    // The waveform's decoder reads the source too; it is let finish first, so
+    // that only the encoder is left to end.
+    QTRY_VERIFY_WITH_TIMEOUT(!program.form().waveform().computing(), 60000);
     const QString longOutput = home.path(QStringLiteral("long_Konverted.mp3"));
     for (const bool closing : {false, true}) {
         bool acted = false;
@@ -548,6 +576,91 @@ void TestMainWindow::batchModeFromTheWindow()
     QVERIFY(dialogs.allAnswersUsed());
 }
 
+void TestMainWindow::batchNamingPreviewAndTrash()
+{
+    Home home;
+    home.settled();
+    const QString folder = home.path(QStringLiteral("album"));
+    QDir().mkpath(folder);
+    const auto tone = [&](const char *name, const QStringList &metadata) {
+        QStringList arguments = {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-f"), QStringLiteral("lavfi"),
+                                 QStringLiteral("-i"), QStringLiteral("sine=d=2")};
+        for (const QString &entry : metadata)
+            arguments << QStringLiteral("-metadata") << entry;
+        return run(QStringLiteral("ffmpeg"), arguments << folder + QLatin1Char('/') + QLatin1String(name));
+    };
+    // Five files that name one output, and one without tags whose output is
+    // there already.
+    const QStringList named = {QStringLiteral("a.flac"), QStringLiteral("b.flac"), QStringLiteral("d.flac"),
+                               QStringLiteral("e.flac"), QStringLiteral("f.flac")};
+    for (const QString &name : named)
+        QVERIFY(tone(qPrintable(name), {QStringLiteral("artist=Bänd"), QStringLiteral("title=Song")}));
+    QVERIFY(tone("c.flac", {}));
+    const QString out = home.path(QStringLiteral("out"));
+    QDir().mkpath(out);
+    const QString existing = out + QStringLiteral("/Unknown Artist - Unknown Title.mp3");
+    QFile kept(existing);
+    QVERIFY(kept.open(QIODevice::WriteOnly) && kept.write("kept") == 4);
+    kept.close();
+    const QString dataHome = home.path(QStringLiteral("data"));
+    qputenv("XDG_DATA_HOME", QFile::encodeName(dataHome));
+
+    test::TestDialogs dialogs;
+    MainProgram program(home.folder, dialogs);
+    MainWindow &window = program.window();
+    program.start();
+    QTRY_VERIFY_WITH_TIMEOUT(startedUp(program.log(), 2), 30000);
+    QTest::mouseClick(control<QRadioButton>(window, "optBatchMode"), Qt::LeftButton);
+    dialogs.answerFile(folder);
+    QTest::mouseClick(control<QPushButton>(window, "btnAddFolder"), Qt::LeftButton);
+    dialogs.answerFile(out);
+    QTest::mouseClick(control<QRadioButton>(window, "optOutFolder"), Qt::LeftButton);
+
+    // The preview follows each key, for the first five files once their tags
+    // are read; a pattern that would leave the folder is named as such.
+    auto *pattern = control<QLineEdit>(window, "txtNamePattern");
+    auto *list = control<QTreeWidget>(window, "lstBatch");
+    const auto shown = [list](int column) {
+        QStringList texts;
+        for (int row = 0; row < list->topLevelItemCount(); ++row)
+            texts << list->topLevelItem(row)->text(column);
+        return texts;
+    };
+    QTest::keyClicks(pattern, QStringLiteral("../{title}"));
+    QVERIFY2(shown(2).constFirst().contains(QStringLiteral("\"..\"")), qPrintable(shown(2).constFirst()));
+    pattern->clear();
+    QTest::keyClicks(pattern, QStringLiteral("{artist} - {title}"));
+    const QString same = QStringLiteral("  [same name as another file]");
+    QTRY_COMPARE_WITH_TIMEOUT(shown(2), (QStringList{out + QString::fromUtf8("/Bänd - Song.mp3"),
+                                                    out + QString::fromUtf8("/Bänd - Song (2).mp3") + same,
+                                                    existing + QStringLiteral("  [exists]"),
+                                                    out + QString::fromUtf8("/Bänd - Song (3).mp3") + same,
+                                                    out + QString::fromUtf8("/Bänd - Song (4).mp3") + same, QString()}),
+                              10000);
+
+    // Convert: the existing output is kept by answering its question, and
+    // the trash is agreed to once for the files that convert.
+    QCOMPARE(control<QComboBox>(window, "cmbExisting")->currentText(), QStringLiteral("Ask"));
+    QTest::mouseClick(control<QCheckBox>(window, "chkTrashSources"), Qt::LeftButton);
+    dialogs.answer(DialogAnswer::No).answer(DialogAnswer::Yes);
+    QTest::mouseClick(control<QPushButton>(window, "btnConvert"), Qt::LeftButton);
+    QCOMPARE(shown(1), (QStringList{QStringLiteral("done"), QStringLiteral("done"), QStringLiteral("skipped"), QStringLiteral("done"),
+                                    QStringLiteral("done"), QStringLiteral("done")}));
+    QVERIFY(dialogs.allAnswersUsed());
+    QVERIFY(dialogs.unexpected().isEmpty());
+    for (const char *name : {"Bänd - Song.mp3", "Bänd - Song (5).mp3"})
+        QVERIFY(qAbs(test::decodedSeconds(out + QLatin1Char('/') + QString::fromUtf8(name)) - 2) < 0.1);
+    QFile again(existing);
+    QVERIFY(again.open(QIODevice::ReadOnly) && again.readAll() == "kept");
+    for (const QString &name : named) {
+        QVERIFY(!QFileInfo::exists(folder + QLatin1Char('/') + name));
+        QVERIFY(QFileInfo::exists(dataHome + QStringLiteral("/Trash/files/") + name));
+        QVERIFY(QFileInfo::exists(dataHome + QStringLiteral("/Trash/info/") + name + QStringLiteral(".trashinfo")));
+    }
+    QVERIFY(QFileInfo::exists(folder + QStringLiteral("/c.flac")));
+    qunsetenv("XDG_DATA_HOME");
+}
+
 void TestMainWindow::tagEditorItemHidesTheFrame()
 {
     Home home;
@@ -561,7 +674,7 @@ void TestMainWindow::tagEditorItemHidesTheFrame()
             auto *w = window.findChild<QWidget *>(QLatin1String(name));
             const QRect shown(w->mapTo(window.centralWidget(), QPoint(0, 0)), w->size());
             if (!area.contains(shown) || w->height() < w->minimumSizeHint().height())
-                return QStringLiteral("%1 at %2,%3 %4x%5").arg(QLatin1String(name)).arg(shown.x()).arg(shown.y()).arg(shown.width()).arg(shown.height());
+                return QStringLiteral("%1 at %2,%3 %4x%5 min %6").arg(QLatin1String(name)).arg(shown.x()).arg(shown.y()).arg(shown.width()).arg(shown.height()).arg(w->minimumSizeHint().height());
         }
         return QString();
     };
@@ -572,6 +685,7 @@ void TestMainWindow::tagEditorItemHidesTheFrame()
         MainWindow &window = program.window();
         program.start();
         QTRY_VERIFY_WITH_TIMEOUT(startedUp(program.log(), 2), 30000);
+        const int full = 502 + window.addedRowsHeight(), withLog = 613 + window.addedRowsHeight();
         QAction *item = control<QAction>(window, "mnuTagEditor");
         QWidget *frame = control<QWidget>(window, "fraTagViewer");
         auto *fade = control<QCheckBox>(window, "chkFadeInOut");
@@ -579,7 +693,7 @@ void TestMainWindow::tagEditorItemHidesTheFrame()
         QVERIFY(!fade->isChecked());
         if (!restarted) {
             QVERIFY(item->isChecked() && frame->isVisible());
-            QCOMPARE(window.height(), 502);
+            QCOMPARE(window.height(), full);
             frameHeight = frame->height();
             QVERIFY(frameHeight > 50);
             QTest::mouseClick(fade, Qt::LeftButton);
@@ -590,22 +704,22 @@ void TestMainWindow::tagEditorItemHidesTheFrame()
         // cut or squeezed, even beside the tallest option panel; the log
         // switch keeps the difference, and the batch list takes the room.
         QVERIFY(!item->isChecked() && !frame->isVisible());
-        QCOMPARE(window.height(), 502 - frameHeight);
+        QCOMPARE(window.height(), full - frameHeight);
         choose(control<QComboBox>(window, "cmbFormat"), QStringLiteral("AAC"));
         QCOMPARE(wholeAndUnsqueezed(window, {"frmAAC", "fraClipEdition", "fraOutVol", "btnConvert", "fraPlayer"}), QString());
         QAction *log = control<QAction>(window, "mnuLog");
         log->trigger();
-        QCOMPARE(window.height(), 613 - frameHeight);
+        QCOMPARE(window.height(), withLog - frameHeight);
         log->trigger();
         QTest::mouseClick(control<QRadioButton>(window, "optBatchMode"), Qt::LeftButton);
-        QCOMPARE(window.height(), 502);
+        QCOMPARE(window.height(), full);
         QCOMPARE(wholeAndUnsqueezed(window, {"fraBatchMode", "fraClipEdition", "fraOutVol", "fraPlayer"}), QString());
         QTest::mouseClick(control<QRadioButton>(window, "optFileMode"), Qt::LeftButton);
-        QCOMPARE(window.height(), 502 - frameHeight);
+        QCOMPARE(window.height(), full - frameHeight);
         if (restarted) {
             item->trigger();
             QVERIFY(item->isChecked() && frame->isVisible());
-            QCOMPARE(window.height(), 502);
+            QCOMPARE(window.height(), full);
             QCOMPARE(wholeAndUnsqueezed(window, {"fraTagViewer", "frmAAC", "fraClipEdition", "fraOutVol", "fraPlayer"}), QString());
             QCOMPARE(frame->height(), frameHeight);
         }
@@ -638,6 +752,82 @@ void TestMainWindow::launcherFilesOpen()
     QVERIFY(program.form().batch.batchMode);
     QVERIFY(control<QWidget>(program.window(), "fraBatchMode")->isVisible());
     QCOMPARE(program.form().batch.items[1].source, two);
+}
+
+// With a band at -12 dB and the switch on, pink noise comes out 12 dB lower
+// in that band and as it was in the others, converted alone and in a batch;
+// the switch and the bands are there again at the next start.
+void TestMainWindow::equalizerShapesTheOutput()
+{
+    Home home;
+    home.settled();
+    const QString pink = home.path(QStringLiteral("pink.wav"));
+    QVERIFY(run(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-b"), QStringLiteral("16"),
+                                        QStringLiteral("-r"), QStringLiteral("44100"), QStringLiteral("-c"),
+                                        QStringLiteral("2"), pink, QStringLiteral("synth"), QStringLiteral("6"),
+                                        QStringLiteral("pinknoise"), QStringLiteral("vol"), QStringLiteral("0.5")}));
+    const QString output = home.path(QStringLiteral("pink_Konverted.wav"));
+    const auto keep = [&](const char *name) {
+        const QString kept = home.path(QLatin1String(name));
+        return QFile::rename(output, kept) ? kept : QString();
+    };
+    constexpr int kBand = 8;
+    QString flat;
+    QString shaped;
+    QString batched;
+    test::TestDialogs dialogs;
+    {
+        MainProgram program(home.folder, dialogs);
+        MainWindow &window = program.window();
+        program.start();
+        QTRY_VERIFY_WITH_TIMEOUT(startedUp(program.log(), 2), 30000);
+        program.form().openDropped(pink);
+        choose(control<QComboBox>(window, "cmbFormat"), QStringLiteral("WAV"));
+        auto *convert = control<QPushButton>(window, "btnConvert");
+        control<QAction>(window, "mnuEqualizer")->trigger();
+        QWidget *equalizer = control<QWidget>(window, "Equalizer");
+        control<QSlider>(*equalizer, "SEq_8")->setValue(kEqualizerMinimum);
+        QCOMPARE(control<QLabel>(*equalizer, "EQ_8")->text(), QStringLiteral("-12"));
+        // The bands alone change nothing while the switch is off.
+        QTest::mouseClick(convert, Qt::LeftButton);
+        flat = keep("flat.wav");
+        QTest::mouseClick(control<QCheckBox>(*equalizer, "chkApply"), Qt::LeftButton);
+        QTest::mouseClick(convert, Qt::LeftButton);
+        shaped = keep("shaped.wav");
+        program.form().setBatchMode(true);
+        program.form().addToBatch({pink});
+        QTest::mouseClick(convert, Qt::LeftButton);
+        batched = keep("batched.wav");
+        QVERIFY(!flat.isEmpty() && !shaped.isEmpty() && !batched.isEmpty());
+        QVERIFY(window.close());
+    }
+    QCOMPARE(home.setting("Options", "EqualizerApply"), QStringLiteral("1"));
+    QCOMPARE(home.setting("Options", "EqualizerBands"), QStringLiteral("0,0,0,0,0,0,0,0,-12,0,0,0,0,0,0,0,0,0"));
+    {
+        MainProgram program(home.folder, dialogs);
+        program.start();
+        QTRY_VERIFY_WITH_TIMEOUT(startedUp(program.log(), 2), 30000);
+        const EqualizerState &again = program.form().form.equalizer;
+        QVERIFY(again.chkApply);
+        QCOMPARE(again.gainsDb()[kBand], -12);
+        QCOMPARE(again.EQ[kBand], QStringLiteral("-12"));
+        QVERIFY(program.window().close());
+    }
+
+    // The bands lie half an octave apart from 55 Hz.
+    for (int band = 0; band < kEqualizerBands; ++band) {
+        const double hertz = 55 * std::pow(2.0, band / 2.0);
+        const double before = bandLevel(flat, hertz);
+        const double expected = band == kBand ? -12 : 0;
+        for (const QString &file : {shaped, batched}) {
+            const double change = bandLevel(file, hertz) - before;
+            if (band == kBand)
+                qInfo("%s: %.2f dB at %.0f Hz", qPrintable(QFileInfo(file).fileName()), change, hertz);
+            QVERIFY2(qAbs(change - expected) <= 1.5,
+                     qPrintable(QStringLiteral("%1 at %2 Hz: %3 dB").arg(QFileInfo(file).fileName()).arg(hertz).arg(change)));
+        }
+    }
+    QVERIFY(dialogs.allAnswersUsed());
 }
 
 void TestMainWindow::everyLanguageCaptionsKeysAndTabOrder()

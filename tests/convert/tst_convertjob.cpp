@@ -1,7 +1,9 @@
 #include "app/ActivityLog.h"
 #include "convert/ConvertJob.h"
+#include "convert/ResultPreview.h"
 #include "convert/SourceDuration.h"
 #include "options/MainFormState.h"
+#include "options/OptionPanel.h"
 #include "options/OptionState.h"
 #include "platform/AppFolder.h"
 #include "platform/ChildProcess.h"
@@ -16,6 +18,7 @@
 #include <QFileInfo>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -125,6 +128,7 @@ private Q_SLOTS:
     void wmaReadsTheSourceAndSegmentWins();
     void errorPathLogsAndShowsLaunchFailure();
     void abortEndsTheEncoder();
+    void previewIsTheOutputsStretchAndEstimatesItsSize();
 };
 
 void TestConvertJob::outputNaming()
@@ -446,6 +450,98 @@ void TestConvertJob::abortEndsTheEncoder()
             QVERIFY2(aborted.match(f.log.text()).hasMatch(), qPrintable(f.log.text().right(300)));
         QVERIFY(!QFileInfo(output).size());
         QVERIFY(!QFileInfo::exists(output + QStringLiteral(".part")));
+    }
+}
+
+// The samples ffmpeg decodes from the file, 16-bit as they are stored.
+QByteArray decodedSamples(const QString &path)
+{
+    QProcess p;
+    p.start(QStringLiteral("ffmpeg"), {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-i"), path,
+                                       QStringLiteral("-f"), QStringLiteral("s16le"), QStringLiteral("pipe:1")});
+    p.waitForFinished(60000);
+    return p.readAllStandardOutput();
+}
+
+void TestConvertJob::previewIsTheOutputsStretchAndEstimatesItsSize()
+{
+    // The stretch stays inside the output, moved back near its end, and
+    // reaches the runner as it is.
+    const struct {
+        double position, output, start, seconds;
+    } stretches[] = {{25, 60, 25, 10}, {55, 60, 50, 10}, {-2, 60, 0, 10}, {3, 6, 0, 6}};
+    for (const auto &s : stretches) {
+        const OutputWindow window = windowWithin(s.position, 10, s.output);
+        QCOMPARE(window.start, s.start);
+        QCOMPARE(window.seconds, s.seconds);
+        const std::optional<OutputWindow> passed = windowFrom(windowEntry(window).section(QLatin1Char('='), 1).toLatin1());
+        QVERIFY(passed && passed->start == window.start && passed->seconds == window.seconds);
+    }
+    for (const char *wrong : {"10", "a,10", "-1,10", "5,0", "5,nan", "1,2,3"})
+        QVERIFY2(!windowFrom(wrong), wrong);
+
+    Fixture f;
+    // A minute of noise whose loudness rises and falls, so that the stretch
+    // is not the whole in small.
+    const QString source = f.path(QStringLiteral("noise.wav"));
+    QCOMPARE(QProcess::execute(QStringLiteral("sox"),
+                               {QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"), QStringLiteral("-c"),
+                                QStringLiteral("2"), QStringLiteral("-b"), QStringLiteral("16"), source,
+                                QStringLiteral("synth"), QStringLiteral("60"), QStringLiteral("pinknoise"),
+                                QStringLiteral("tremolo"), QStringLiteral("0.13"), QStringLiteral("50"),
+                                QStringLiteral("vol"), QStringLiteral("0.5")}),
+             0);
+    OptionPanel panel(f.options, f.form, f.dialogs, f.folder);
+    // The constant bit rates within 5 %, the variable ones within 15 %; kbps
+    // 0: not fixed.
+    const struct {
+        const char *format;
+        double within;
+        double kbps;
+    } rows[] = {{"MP3", 0.05, 128}, {"AC3", 0.05, 384}, {"WAV", 0.05, 1536},
+                {"OGG", 0.15, 0},   {"OPUS", 0.15, 0},  {"M4A", 0.15, 0}};
+    for (const auto &row : rows) {
+        f.form.cmbFormat.select(QLatin1String(row.format));
+        panel.cmbFormat_Click();
+        // Normalised, so that the stretch's level is the whole's.
+        const BatchSettings settings = batchSettingsFor(f.folder, f.options, f.form.cmbFormat.text, 80, true, false);
+        const double position = 25;
+        QString previewFile;
+        PreviewOutcome outcome;
+        QByteArray previewSamples;
+        {
+            ResultPreview preview(f.folder);
+            QSignalSpy ended(&preview, &ResultPreview::finished);
+            preview.start({source, settings, position, std::nullopt});
+            QVERIFY(preview.running());
+            QVERIFY(ended.wait(120000));
+            outcome = preview.outcome();
+            QVERIFY2(outcome.failure.isEmpty(), qPrintable(outcome.failure));
+            previewFile = outcome.file;
+            QVERIFY(previewFile.endsWith(QLatin1Char('.') + f.options.OutExtension));
+            QVERIFY2(qAbs(test::decodedSeconds(previewFile) - 10) < 0.05,
+                     qPrintable(QString::number(test::decodedSeconds(previewFile))));
+            QCOMPARE(outcome.window.start, position);
+            previewSamples = decodedSamples(previewFile);
+        }
+        QVERIFY(!QFileInfo::exists(previewFile));
+
+        const QString whole = f.path(QStringLiteral("whole.") + f.options.OutExtension);
+        std::atomic_bool abort = false;
+        QCOMPARE(convertFile(f.folder, settings, source, whole, true, abort, [](double, double) {}).status,
+                 BatchItem::Status::Done);
+        const double error = double(outcome.estimate.bytes) / double(QFileInfo(whole).size()) - 1;
+        qInfo("%s: estimate %lld bytes, output %lld bytes, off by %+.2f %%, %.1f kbit/s", row.format,
+              outcome.estimate.bytes, QFileInfo(whole).size(), error * 100, outcome.estimate.kbps);
+        QVERIFY(qAbs(error) <= row.within);
+        if (row.kbps > 0)
+            QVERIFY2(qAbs(outcome.estimate.kbps - row.kbps) < 1, qPrintable(QString::number(outcome.estimate.kbps)));
+        if (QLatin1String(row.format) == QLatin1String("WAV")) {
+            // Sample for sample the stretch of the whole output from 25 s.
+            constexpr qsizetype kBytesPerSecond = 48000 * 4;
+            QCOMPARE(previewSamples.size(), 10 * kBytesPerSecond);
+            QVERIFY(previewSamples == decodedSamples(whole).mid(qsizetype(position) * kBytesPerSecond, 10 * kBytesPerSecond));
+        }
     }
 }
 

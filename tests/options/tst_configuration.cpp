@@ -1,4 +1,5 @@
 #include "options/Configuration.h"
+#include "convert/EqualizerChoice.h"
 #include "options/MainFormState.h"
 #include "options/OptionPanel.h"
 #include "options/OptionState.h"
@@ -70,7 +71,9 @@ QStringList choices(const Form &f)
             o.mp3SamFreq, o.mp3Channels, o.txtChannelsMP3, o.Combo5.text,
             o.wavSamFreq, o.wavChannels, o.txtChannelsWAV, o.wavPCM,
             o.flacSamFreq, o.flacBits, o.cmbFLACLevel.text, o.opusMode, o.opusApplication, o.cmbOpusBitRate.text,
-            o.cmbOggQuality.text, o.m4aMode, o.cmbM4ABitRate.text, o.cmbM4AQuality.text, o.alacSamFreq, o.alacBits};
+            o.cmbOggQuality.text, o.m4aMode, o.cmbM4ABitRate.text, o.cmbM4AQuality.text, o.alacSamFreq, o.alacBits,
+            f.form.equalizer.chkApply ? QStringLiteral("on") : QStringLiteral("off"),
+            equalizerBandsText(f.form.equalizer.gainsDb())};
 }
 
 } // namespace
@@ -110,6 +113,8 @@ void TestConfiguration::saveThenLoadRestoresEveryChoice()
     QVERIFY(o.Combo2.select(QStringLiteral("20")));
     saved.form.mnuLog = true;
     saved.form.mnuSaveLog = false;
+    saved.form.equalizer.chkApply = true;
+    saved.form.equalizer.setGainsDb({0, 0, -7, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 12});
     saved.form.mnuTagEditor = false;
 
     SaveSettings(o, saved.form, saved.folder);
@@ -125,6 +130,7 @@ void TestConfiguration::saveThenLoadRestoresEveryChoice()
         {"FLACSamFreq", "2"},   {"FLACBits", "1"},    {"FLACLevel", "8"},   {"OpusMode", "1"},
         {"OpusApplication", "2"}, {"OpusBitRate", "64"}, {"OggQuality", "-1"}, {"M4AMode", "1"},
         {"M4ABitRate", "320"},  {"M4AQuality", "1.5"}, {"ALACSamFreq", "4"}, {"ALACBits", "1"},
+        {"EqualizerApply", "1"}, {"EqualizerBands", "0,0,-7,0,0,0,0,0,0,0,0,0,0,0,0,0,0,12"},
     };
     QCOMPARE(sectionLines(file, QStringLiteral("Options")), expected);
     QCOMPARE(sectionLines(file, QStringLiteral("General")),

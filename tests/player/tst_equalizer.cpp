@@ -5,6 +5,7 @@
 #include "settings/Translations.h"
 
 #include <QLabel>
+#include <QCheckBox>
 #include <QPushButton>
 #include <QScreen>
 #include <QSlider>
@@ -47,11 +48,17 @@ void TestEqualizer::slidersSetTheLabelsAndResetFlattensThem()
 {
     QTemporaryDir dir;
     QWidget main;
-    EqualizerWindow window(languageFile(dir, "Francais"), &main);
+    EqualizerState shown;
+    EqualizerWindow window(shown, languageFile(dir, "Francais"), &main);
     window.show();
     QCOMPARE(window.windowTitle(), QStringLiteral("Égaliseur"));
     auto *zero = window.findChild<QPushButton *>(QStringLiteral("btnZero"));
     QCOMPARE(withoutMnemonic(zero->text()), QStringLiteral("Réinitialiser"));
+    // The switch that puts the bands into the output writes the form's state.
+    auto *apply = window.findChild<QCheckBox *>(QStringLiteral("chkApply"));
+    QCOMPARE(withoutMnemonic(apply->text()), QStringLiteral("Appliquer à la sortie"));
+    QTest::mouseClick(apply, Qt::LeftButton);
+    QVERIFY(shown.chkApply);
 
     const std::pair<int, int> moves[] = {{4, -15}, {17, kEqualizerMinimum}, {0, kEqualizerMaximum}};
     std::array<int, kEqualizerBands> values;
@@ -63,6 +70,7 @@ void TestEqualizer::slidersSetTheLabelsAndResetFlattensThem()
     for (int band = 0; band < kEqualizerBands; ++band) {
         QCOMPARE(slider(window, band)->value(), values[band]);
         QCOMPARE(label(window, band), QString::number(values[band] + 20));
+        QCOMPARE(shown.gainsDb()[band], values[band] + 20);
     }
 
     QTest::mouseClick(zero, Qt::LeftButton);
@@ -86,7 +94,8 @@ void TestEqualizer::docksAgainstTheMainWindowsRightEdge()
 {
     QTemporaryDir dir;
     QWidget main;
-    auto *window = new EqualizerWindow(languageFile(dir, "English"), &main);
+    EqualizerState state;
+    auto *window = new EqualizerWindow(state, languageFile(dir, "English"), &main);
     QVERIFY(window->windowFlags().testFlag(Qt::Tool));
     main.show();
     window->show();

@@ -1,8 +1,9 @@
 // The preview player on a real sound server (a PulseAudio null sink started
 // by the test), with the real media framework and script interpreter: the
-// transport, the segment marks and preview, the equalizer's docking, and the
-// window without any sound device.
+// transport, the segment marks and preview, the waveform, the equalizer's
+// docking, the preview of the result, and the window without any sound device.
 #include "app/MainProgram.h"
+#include "controls/WaveformView.h"
 #include "player/EqualizerWindow.h"
 #include "player/MediaPlayer.h"
 #include "player/PlayerTransport.h"
@@ -14,8 +15,10 @@
 #include "support/TestHome.h"
 
 #include <QAction>
+#include <QCheckBox>
 #include <QApplication>
 #include <QDir>
+#include <QLabel>
 #include <QLineEdit>
 #include <QProcess>
 #include <QPushButton>
@@ -84,7 +87,9 @@ private Q_SLOTS:
     void readOutFormats();
     void transportPlaysPausesStepsAndReloads();
     void segmentMarksAndPreview();
+    void waveformShowsTheSoundAndSetsMarks();
     void equalizerDocksWhileTimer3Runs();
+    void previewOfTheResultPlaysAndEstimates();
     void windowWithoutSound();
 };
 
@@ -252,6 +257,83 @@ void TestPlayer::segmentMarksAndPreview()
     QVERIFY(!QFileInfo::exists(second));
 }
 
+void TestPlayer::waveformShowsTheSoundAndSetsMarks()
+{
+    Home home;
+    // Three seconds of tone, two of silence, three of tone.
+    const QString tone = home.path(QStringLiteral("tone.wav"));
+    const QString quiet = home.path(QStringLiteral("quiet.wav"));
+    const QString gap = home.path(QStringLiteral("gap.wav"));
+    QVERIFY(makeTone(tone, 3));
+    QCOMPARE(QProcess::execute(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-b"), QStringLiteral("16"),
+                                                       QStringLiteral("-r"), QStringLiteral("44100"), QStringLiteral("-c"),
+                                                       QStringLiteral("2"), quiet, QStringLiteral("trim"),
+                                                       QStringLiteral("0"), QStringLiteral("2")}),
+             0);
+    QCOMPARE(QProcess::execute(QStringLiteral("sox"), {tone, quiet, tone, gap}), 0);
+    const QString longTone = home.path(QStringLiteral("long.wav"));
+    QVERIFY(makeTone(longTone, 600));
+    Started started(home);
+    QTRY_VERIFY_WITH_TIMEOUT(started.done(), 30000);
+    MainForm &form = started.program.form();
+    MainWindow &window = started.window;
+    auto *view = window.findChild<WaveformView *>(QStringLiteral("picWaveform"));
+    QVERIFY(view && view->isVisible() && view->width() > 200);
+
+    // The window goes on while the waveform is computed elsewhere; the long
+    // source's computation gives way to the next source's.
+    form.openDropped(longTone);
+    QVERIFY(form.waveform().computing());
+    form.openDropped(gap);
+    QVERIFY(form.waveform().computing() && form.waveform().waveform().peaks.isEmpty());
+    QTRY_VERIFY_WITH_TIMEOUT(!form.waveform().computing(), 20000);
+    const Waveform &waveform = form.waveform().waveform();
+    QVERIFY2(near(waveform.seconds(), 8, 0.05), qPrintable(QString::number(waveform.seconds())));
+    qsizetype silentFrom = -1;
+    qsizetype silentTo = -1;
+    for (qsizetype i = 0; i < waveform.peaks.size(); ++i) {
+        if (waveform.peaks[i] < 0.01) {
+            silentFrom = silentFrom < 0 ? i : silentFrom;
+            silentTo = i + 1;
+        }
+    }
+    const double from = double(silentFrom) / waveform.binsPerSecond;
+    const double to = double(silentTo) / waveform.binsPerSecond;
+    QVERIFY2(near(from, 3, 0.05) && near(to, 5, 0.05), qPrintable(QStringLiteral("%1 .. %2").arg(from).arg(to)));
+    QCOMPARE(view->seconds(), waveform.seconds());
+
+    // A left click marks the start, a right click the end; a drag, either
+    // way, the whole segment. Every end is checked.
+    const qsizetype messages = started.dialogs.messages().size();
+    auto *start = window.findChild<QLineEdit *>(QStringLiteral("txtCutS"));
+    auto *end = window.findChild<QLineEdit *>(QStringLiteral("txtCutE"));
+    const auto timeAt = [&](double seconds) { return counterSeconds(view->secondsAt(view->xOf(seconds))); };
+    const int y = view->height() / 2;
+    QTest::mouseClick(view, Qt::LeftButton, {}, QPoint(view->xOf(2), y));
+    QCOMPARE(start->text(), timeAt(2));
+    QVERIFY(near(start->text().toDouble(), 2, 0.05));
+    QTest::mouseClick(view, Qt::RightButton, {}, QPoint(view->xOf(6), y));
+    QCOMPARE(end->text(), timeAt(6));
+    QVERIFY(window.findChild<QCheckBox *>(QStringLiteral("chkSegment"))->isEnabled());
+    QTest::mousePress(view, Qt::LeftButton, {}, QPoint(view->xOf(7), y));
+    QTest::mouseMove(view, QPoint(view->xOf(4), y));
+    QTest::mouseRelease(view, Qt::LeftButton, {}, QPoint(view->xOf(1), y));
+    QCOMPARE(start->text(), timeAt(1));
+    QCOMPARE(end->text(), timeAt(7));
+    QCOMPARE(started.dialogs.messages().size(), messages);
+    // The marks are drawn where they are.
+    const QImage drawn = view->grab().toImage();
+    QCOMPARE(drawn.pixelColor(view->xOf(1), 2), QColor(0x20, 0xa0, 0x40));
+    QCOMPARE(drawn.pixelColor(view->xOf(7), 2), QColor(0xd0, 0x40, 0x40));
+    // An end on the start is refused as the Set buttons' is.
+    started.dialogs.answer(DialogAnswer::Ok);
+    QTest::mouseClick(view, Qt::RightButton, {}, QPoint(view->xOf(1), y));
+    QCOMPARE(end->text(), start->text());
+    QCOMPARE(started.dialogs.messages().size(), messages + 1);
+    QVERIFY(started.dialogs.messages().constLast().text.startsWith(QStringLiteral("Please, check the end time")));
+    QVERIFY(!window.findChild<QCheckBox *>(QStringLiteral("chkSegment"))->isEnabled());
+}
+
 void TestPlayer::equalizerDocksWhileTimer3Runs()
 {
     Home home;
@@ -296,6 +378,70 @@ void TestPlayer::equalizerDocksWhileTimer3Runs()
     QCOMPARE(equalizer->pos(), left);
     QVERIFY(window.close());
     QVERIFY(!equalizer->isVisible());
+}
+
+void TestPlayer::previewOfTheResultPlaysAndEstimates()
+{
+    Home home;
+    const QString tone = home.path(QStringLiteral("tone.wav"));
+    QVERIFY(makeTone(tone, 40));
+    auto started = std::make_unique<Started>(home);
+    QTRY_VERIFY_WITH_TIMEOUT(started->done(), 30000);
+    MainForm &form = started->program.form();
+    MainWindow &window = started->window;
+    auto *button = window.findChild<QPushButton *>(QStringLiteral("cmdPreviewResult"));
+    auto *estimate = window.findChild<QLabel *>(QStringLiteral("lblEstimate"));
+    QVERIFY(button && estimate && !button->isEnabled());
+    form.openDropped(tone);
+    QVERIFY(button->isEnabled());
+    MediaPlayer &player = form.transport().player();
+    window.findChild<QPushButton *>(QStringLiteral("btnPlay"))->click();
+    QTRY_VERIFY_WITH_TIMEOUT(player.currentPosition() > 0, 10000);
+    window.findChild<QPushButton *>(QStringLiteral("btnPause"))->click();
+    player.setCurrentPosition(12);
+    QTRY_VERIFY(near(player.currentPosition(), 12, 0.01));
+
+    // The window goes on while ten seconds from there are encoded, then
+    // plays them and shows the estimate beside Convert.
+    button->click();
+    QVERIFY(!button->isEnabled() && form.preview().running());
+    QTRY_VERIFY_WITH_TIMEOUT(button->isEnabled(), 60000);
+    const PreviewOutcome first = form.preview().outcome();
+    QVERIFY2(first.failure.isEmpty(), qPrintable(first.failure));
+    QVERIFY(QFileInfo::exists(first.file));
+    QVERIFY(near(first.window.start, 12, 0.05));
+    QCOMPARE(form.transport().loadedFile(), first.file);
+    QVERIFY(near(player.duration(), 10, 0.1));
+    QTRY_VERIFY_WITH_TIMEOUT(player.currentPosition() > 0.2, 10000);
+    QVERIFY(estimate->isVisible());
+    QVERIFY2(estimate->text().startsWith(QStringLiteral("≈ ")) && estimate->text().endsWith(QStringLiteral(", 128 kbit/s")),
+             qPrintable(estimate->text()));
+
+    // The whole output, converted as Convert converts it, is as large as estimated.
+    window.findChild<QPushButton *>(QStringLiteral("btnConvert"))->click();
+    const qint64 real = QFileInfo(home.path(QStringLiteral("tone_Konverted.mp3"))).size();
+    qInfo("estimate %lld bytes, output %lld bytes", first.estimate.bytes, real);
+    QVERIFY2(qAbs(double(first.estimate.bytes) / double(real) - 1) < 0.05,
+             qPrintable(QStringLiteral("%1 of %2").arg(first.estimate.bytes).arg(real)));
+    // Once a choice changes, the estimate no longer says anything true.
+    QVERIFY(!estimate->text().isEmpty());
+    window.findChild<QCheckBox *>(QStringLiteral("chkNormalize"))->click();
+    QVERIFY(estimate->text().isEmpty());
+
+    // A preview made while the last one plays starts where the source is:
+    // the first file goes at once, the second with the program.
+    window.findChild<QPushButton *>(QStringLiteral("btnPause"))->click();
+    const double at = form.sourcePosition();
+    QVERIFY(at > 12);
+    button->click();
+    QVERIFY(!QFileInfo::exists(first.file));
+    QTRY_VERIFY_WITH_TIMEOUT(button->isEnabled(), 60000);
+    const PreviewOutcome second = form.preview().outcome();
+    QVERIFY(QFileInfo::exists(second.file) && second.file != first.file);
+    QVERIFY(near(second.window.start, at, 0.05));
+    const QString folder = QFileInfo(second.file).path();
+    started.reset();
+    QVERIFY(!QFileInfo::exists(folder));
 }
 
 void TestPlayer::windowWithoutSound()

@@ -1,12 +1,14 @@
 // Shows one of the program's windows on its own, in a language, for the
 // screenshot script (docs/screenshots.sh):
-//   tonmill-form-show APP_DIR setup|about|main|start|player|equalizer|batch LANGUAGE [SOURCE]
+//   tonmill-form-show APP_DIR setup|about|main|start|player|waveform|equalizer|batch LANGUAGE [SOURCE]
 // writes APP_DIR's language file in LANGUAGE ("English", "Deutsch", ...) and
 // shows the window until it is closed or the program is ended. The main
 // window starts as after an earlier run (no first-start questions) with its
 // log shown ("start": hidden, as it first starts) and opens SOURCE as a file
-// dropped on it would be; "player" then plays it from its
-// middle, and "equalizer" shows the Equalizer window beside it; "batch"
+// dropped on it would be; "player" then previews the result from its middle
+// (and plays that), "waveform" marks a segment from 12 to 26 seconds on the
+// waveform and plays from 18 seconds, and "equalizer" shows the Equalizer
+// window beside it; "batch"
 // lists the files of the folder SOURCE in batch mode and converts them.
 #include "app/AboutDialog.h"
 #include "app/ActivityLog.h"
@@ -54,6 +56,11 @@ int showMain(const tonmill::AppFolder &folder, const QString &form, const QStrin
         if (form == QLatin1String("player")) {
             main.transport().btnPlay_Click();
             main.transport().player().setCurrentPosition(main.transport().player().duration() / 2);
+            main.cmdPreviewResult_Click();
+        } else if (form == QLatin1String("waveform")) {
+            main.segment().markSpan(12, 26);
+            main.transport().btnPlay_Click();
+            main.transport().player().setCurrentPosition(18);
             main.playerChanged();
         } else if (form == QLatin1String("equalizer")) {
             main.mnuEqualizer_Click();
@@ -69,12 +76,12 @@ int main(int argc, char *argv[])
     qputenv("QT_MEDIA_BACKEND", "ffmpeg");
     QApplication app(argc, argv);
     const QStringList args = app.arguments();
-    const QStringList forms = {QStringLiteral("setup"),  QStringLiteral("about"),     QStringLiteral("main"),
-                               QStringLiteral("start"),  QStringLiteral("player"),    QStringLiteral("equalizer"),
-                               QStringLiteral("batch")};
+    const QStringList forms = {QStringLiteral("setup"),  QStringLiteral("about"),    QStringLiteral("main"),
+                               QStringLiteral("start"),  QStringLiteral("player"),   QStringLiteral("waveform"),
+                               QStringLiteral("equalizer"), QStringLiteral("batch")};
     if (args.size() < 4 || args.size() > 5 || !forms.contains(args[2])) {
         std::fprintf(stderr,
-                     "usage: tonmill-form-show APP_DIR setup|about|main|start|player|equalizer|batch LANGUAGE [SOURCE]\n");
+                     "usage: tonmill-form-show APP_DIR setup|about|main|start|player|waveform|equalizer|batch LANGUAGE [SOURCE]\n");
         return 2;
     }
     const tonmill::AppFolder folder(args[1]);

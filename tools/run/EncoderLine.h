@@ -1,5 +1,7 @@
 #pragma once
 
+#include "convert/OutputWindow.h"
+
 #include <QList>
 #include <QPair>
 #include <QString>
@@ -24,6 +26,11 @@ struct EncodeRequest {
     int sampleRate = 0;        // 0: as the input has it
     qint64 bitRate = 0;        // bits per second; 0: the encoder's default
     double volume = 1.0;       // gain factor, 1 = unchanged
+    // Filters that shape the sound before the volume: the equalizer's.
+    QStringList shaping;
+    // Only this stretch of the sound is encoded, after everything else has
+    // been done to the whole: what a preview of the result asks for.
+    std::optional<OutputWindow> window;
     // The encoder's own settings, as ffmpeg takes them ("-compression_level",
     // "5", ...), checked against what the lines may ask.
     QStringList codecOptions;

@@ -136,7 +136,9 @@ void EncoderRun::report(const Progress &progress)
 {
     m_last = progress;
     if (m_request.kind == LineKind::WmaScript) {
-        const double duration = m_source.durationSeconds > 0 ? m_source.durationSeconds : m_diagnostics.durationSeconds();
+        double duration = m_source.durationSeconds > 0 ? m_source.durationSeconds : m_diagnostics.durationSeconds();
+        if (m_request.window)
+            duration = m_request.window->seconds;
         emitProgressLine(wmaProgressLine(progress, duration));
     } else {
         emitProgressLine(statusLine(progress));

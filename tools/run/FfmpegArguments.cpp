@@ -60,6 +60,7 @@ EncodeSettings encodeSettings(const EncodeRequest &request, const AudioSource &s
 {
     EncodeSettings s;
     s.sampleRate = request.sampleRate;
+    s.filters << request.shaping;
     if (request.volume != 1.0)
         s.filters << QStringLiteral("volume=%1").arg(request.volume, 0, 'g', 10);
     if (request.encoder == QLatin1String("ac3") && source.sampleRate > 0 && s.sampleRate == 0) {
@@ -129,7 +130,14 @@ QStringList ffmpegArguments(const EncodeRequest &request, const AudioSource &sou
                      QStringLiteral("pipe:1"),       QStringLiteral("-y")};
     a << source.inputArguments;
 
-    const AudioGraph graph = audioGraph(request, source, adjustment.filters);
+    // The window is cut last, so that the stretch sounds as it does in the whole.
+    QStringList lastFilters = adjustment.filters;
+    if (request.window)
+        lastFilters << QStringLiteral("atrim=start=%1:duration=%2")
+                           .arg(request.window->start, 0, 'f', 6)
+                           .arg(request.window->seconds, 0, 'f', 6)
+                    << QStringLiteral("asetpts=PTS-STARTPTS");
+    const AudioGraph graph = audioGraph(request, source, lastFilters);
     if (!graph.filterComplex.isEmpty())
         a << QStringLiteral("-filter_complex") << graph.filterComplex;
     a << QStringLiteral("-map") << graph.map;
@@ -187,8 +195,12 @@ QString describeEncode(const EncodeRequest &request, const AudioSource &source, 
         parts << QStringLiteral("%1 channel(s)").arg(request.channels);
     if (request.volume != 1.0)
         parts << QStringLiteral("volume x%1").arg(request.volume, 0, 'g', 4);
+    if (!request.shaping.isEmpty())
+        parts << QStringLiteral("equalizer");
     if (!adjustment.summary.isEmpty())
         parts << adjustment.summary;
+    if (request.window)
+        parts << QStringLiteral("only %1 s from %2 s").arg(request.window->seconds, 0, 'g', 6).arg(request.window->start, 0, 'g', 8);
     parts << QStringLiteral("in %1").arg(request.muxer);
     QString line = QStringLiteral("Encoding %1 to %2: %3")
                        .arg(QFileInfo(request.input).fileName(), QFileInfo(request.output).fileName(),

@@ -20,6 +20,11 @@
 // loudness normalising or ReplayGain tags; the audio is measured before it is
 // encoded. Asked only to measure, it prints the reading and writes nothing.
 // What cannot be done as asked is said in a "note:" line on stderr.
+// TONMILL_EQUALIZER (see convert/EqualizerChoice.h) gives the equalizer's 18
+// band gains, which shape the sound before anything else is done to it.
+// TONMILL_WINDOW (see convert/OutputWindow.h) asks for only a stretch of the
+// output, cut after everything else, loudness measuring included, is done.
+#include "convert/EqualizerChoice.h"
 #include "convert/LoudnessChoice.h"
 #include "platform/ToolChain.h"
 #include "tools/avs/ToolProcess.h"
@@ -107,7 +112,7 @@ int main(int argc, char **argv)
     installTerminationHandler();
     const QStringList words = QCoreApplication::arguments().mid(1);
 
-    const ParsedLine parsed = parseEncoderLine(words);
+    ParsedLine parsed = parseEncoderLine(words);
     if (!parsed.ok)
         return fail(parsed.error);
     const Ffmpeg ffmpeg = ffmpegFor(parsed.request, words);
@@ -127,6 +132,23 @@ int main(int argc, char **argv)
         if (!loudness)
             return fail(QStringLiteral("%1 is not a loudness setting: %2")
                             .arg(QLatin1String(kLoudnessVariable), QString::fromUtf8(loudnessValue)));
+    }
+
+    const QByteArray equalizerValue = qgetenv(kEqualizerVariable);
+    if (!equalizerValue.isEmpty()) {
+        const std::optional<EqualizerGains> gains = equalizerFrom(equalizerValue);
+        if (!gains)
+            return fail(QStringLiteral("%1 is not a set of equalizer gains: %2")
+                            .arg(QLatin1String(kEqualizerVariable), QString::fromUtf8(equalizerValue)));
+        parsed.request.shaping << equalizerFilter(*gains);
+    }
+
+    const QByteArray windowValue = qgetenv(kWindowVariable);
+    if (!windowValue.isEmpty()) {
+        parsed.request.window = windowFrom(windowValue);
+        if (!parsed.request.window)
+            return fail(QStringLiteral("%1 is not a stretch of the output: %2")
+                            .arg(QLatin1String(kWindowVariable), QString::fromUtf8(windowValue)));
     }
 
     const SourceResult source = openSource(parsed.request.input, ffmpeg.path);
