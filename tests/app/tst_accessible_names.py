@@ -107,11 +107,13 @@ def tools_item(program, index):
 def check_language(build, language, source, failures):
     with Program(build, language, files=[source], scale=SCALE) as program:
         main = program.window
-        # The start-up height, 7530 twips, in the screen's pixels.
+        # The start-up height, 7530 twips and the waveform's row (28 pixels
+        # and the layout's 3 between rows), in the screen's pixels.
+        wanted = SCALE * (7530 // 15 + 28 + 3)
         geometry = subprocess.run(['xdotool', 'getwindowgeometry', program.x_window], check=True, capture_output=True,
                                   text=True).stdout
-        if f'x{SCALE * 7530 // 15}\n' not in geometry:
-            failures.append(f'{language}: the window is not {SCALE * 7530 // 15} pixels high: {geometry}')
+        if f'x{wanted}\n' not in geometry:
+            failures.append(f'{language}: the window is not {wanted} pixels high: {geometry}')
         fields = wait_for('the source in its field', lambda: next(
             (a for a in walk(main) if a.getRole() == pyatspi.ROLE_TEXT and text_of(a) == source), None))
         buttons = [a for a in fields.parent if a.getRole() == pyatspi.ROLE_PUSH_BUTTON and key_binding(a)]

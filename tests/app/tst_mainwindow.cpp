@@ -911,7 +911,8 @@ void TestMainWindow::everyLanguageCaptionsKeysAndTabOrder()
         SetupDialog setup(home.folder, dialogs, program.form().updates(), nullptr);
         AboutDialog about(home.folder, dialogs);
         FileInfoDialog info(QStringLiteral("[General]"), file);
-        EqualizerWindow equalizer(file, &window);
+        EqualizerState bands;
+        EqualizerWindow equalizer(bands, file, &window);
         for (QWidget *form : std::initializer_list<QWidget *>{&setup, &about, &info, &equalizer}) {
             form->show();
             checkMnemonics(*form, language + QLatin1Char(' ') + form->objectName());
