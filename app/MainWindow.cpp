@@ -281,11 +281,16 @@ void MainWindow::bindTagsAndClip()
         {m_ui->txtYear, &form.txtYear},   {m_ui->txtNotes, &form.txtNotes},   {m_ui->txtTrack, &form.txtTrack},
         {m_ui->txtCutS, &form.txtCutS},   {m_ui->txtCutE, &form.txtCutE},
     };
-    for (const auto &[edit, field] : fields)
-        connect(edit, &QLineEdit::textEdited, this, [this, field = field](const QString &text) {
+    // Only the cut fields change what the window shows (the size estimate);
+    // a tag typed in needs no redraw per key.
+    for (const auto &[edit, field] : fields) {
+        const bool shapesOutput = edit == m_ui->txtCutS || edit == m_ui->txtCutE;
+        connect(edit, &QLineEdit::textEdited, this, [this, field = field, shapesOutput](const QString &text) {
             *field = text;
-            render();
+            if (shapesOutput)
+                render();
         });
+    }
     connect(m_ui->cmbGenre, &QComboBox::currentTextChanged, this, [&form](const QString &text) {
         form.cmbGenre.text = text;
     });
