@@ -37,6 +37,7 @@ packages=(
   qt6-base-dev qt6-base-dev-tools qt6-multimedia-dev qt6-qpa-plugins libgl-dev
   ffmpeg libavcodec-extra mediainfo libmediainfo-dev sox
   xvfb xauth imagemagick pulseaudio python3-mutagen
+  dbus-daemon at-spi2-core python3-pyatspi xdotool
   clang libclang-rt-14-dev
   librsvg2-bin desktop-file-utils appstream man-db
 )

@@ -1,5 +1,6 @@
 #include "app/AboutDialog.h"
 
+#include "controls/ReadingOrder.h"
 #include "platform/AppVersion.h"
 #include "platform/Dialogs.h"
 #include "settings/LanguageBinder.h"
@@ -27,6 +28,7 @@ AboutDialog::AboutDialog(const AppFolder &folder, Dialogs &dialogs, QWidget *par
     connect(m_ui->lnkAuthor, &QPushButton::clicked, this, [&dialogs] { dialogs.openUrl(authorPageUrl()); });
     connect(m_ui->btnOk, &QPushButton::clicked, this, &QDialog::accept);
     ApplyFormLanguage(this, folder.file(QStringLiteral("\\Tonmill.LNG")));
+    setTabOrderByReading(this);
 }
 
 AboutDialog::~AboutDialog() = default;

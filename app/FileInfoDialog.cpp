@@ -1,5 +1,6 @@
 #include "app/FileInfoDialog.h"
 
+#include "controls/ReadingOrder.h"
 #include "settings/LanguageBinder.h"
 #include "ui_FileInfoDialog.h"
 
@@ -17,6 +18,9 @@ FileInfoDialog::FileInfoDialog(const QString &text, const QString &languageFile,
     m_ui->txtInfo->setPlainText(QString(text).remove(QLatin1Char('\r')));
     connect(m_ui->btnExit, &QPushButton::clicked, this, &QDialog::accept);
     ApplyFormLanguage(this, languageFile);
+    // The report is what the window is about: it bears the window's caption.
+    m_ui->txtInfo->setAccessibleName(windowTitle());
+    setTabOrderByReading(this);
 }
 
 FileInfoDialog::~FileInfoDialog() = default;

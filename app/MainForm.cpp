@@ -24,6 +24,8 @@
 #include <QMap>
 #include <QSet>
 
+#include <algorithm>
+
 namespace tonmill {
 
 namespace {
@@ -714,6 +716,25 @@ void MainForm::showBatchProgress()
 void MainForm::btnSend_Click(const QString &text)
 {
     writeToEncoder(m_runner, m_log, text);
+}
+
+const char *MainForm::jobOutcome() const
+{
+    if (!batch.batchMode) {
+        switch (m_job.result().outcome) {
+        case ConvertResult::Outcome::Aborted: return "job.aborted";
+        case ConvertResult::Outcome::Failed:
+        case ConvertResult::Outcome::LaunchFailed: return "job.failed";
+        default: return "job.ended";
+        }
+    }
+    const auto any = [this](BatchItem::Status status) {
+        return std::any_of(batch.items.begin(), batch.items.end(),
+                           [status](const BatchItem &item) { return item.status == status; });
+    };
+    if (any(BatchItem::Status::Aborted))
+        return "job.aborted";
+    return any(BatchItem::Status::Failed) ? "job.failed" : "job.ended";
 }
 
 } // namespace tonmill

@@ -177,6 +177,9 @@ public:
 
     // True while a handler that waits on a child process runs.
     bool busy() const { return m_busyDepth > 0; }
+    // How the last conversion or batch ended, as the key of its words in the
+    // table of this program's own captions ("job.failed").
+    const char *jobOutcome() const;
 
 private:
     // Marks a handler that waits on a child process; the window's close

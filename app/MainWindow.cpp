@@ -3,14 +3,17 @@
 #include "app/AboutDialog.h"
 #include "app/ActivityLog.h"
 #include "app/FileInfoDialog.h"
+#include "controls/ReadingOrder.h"
 #include "options/FormatOptions.h"
 #include "platform/Twips.h"
 #include "player/EqualizerWindow.h"
+#include "settings/FormMnemonics.h"
 #include "settings/LanguageBinder.h"
 #include "settings/OwnCaptions.h"
 #include "settings/SetupDialog.h"
 #include "ui_MainWindow.h"
 
+#include <QApplication>
 #include <QCloseEvent>
 #include <QFileInfo>
 #include <QHeaderView>
@@ -19,8 +22,13 @@
 #include <QDropEvent>
 #include <QFontDatabase>
 #include <QMimeData>
+#include <QScreen>
+#include <QScrollBar>
+#include <QShortcut>
 #include <QSignalBlocker>
 #include <QTextCursor>
+
+#include <limits>
 
 namespace tonmill {
 
@@ -129,10 +137,23 @@ MainWindow::MainWindow(MainForm &form, ActivityLog &log, QWidget *parent)
     bindJob();
     bindPlayer();
     bindBatch();
+    bindKeys();
+    declarePanelsShownInTurn();
+    setTabOrderByReading(this);
+    // A screen too low for the window's height: the content scrolls, and
+    // follows the focus.
+    m_contentScroll = new QScrollBar(Qt::Vertical, centralWidget());
+    m_contentScroll->hide();
+    connect(m_contentScroll, &QScrollBar::valueChanged, this, &MainWindow::layOutContent);
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget *, QWidget *now) { scrollToFocus(now); });
+    m_clock.start();
+    m_announceTimer.setInterval(1000);
+    connect(&m_announceTimer, &QTimer::timeout, this, &MainWindow::announceProgress);
 
     showLog(log.text(), log.text().size());
     connect(&log, &ActivityLog::changed, this, &MainWindow::showLog);
-    resize(twipsToPixels(kFormWidthTwips, dpi()), pixelHeight(mainWindowHeightTwips(false, false)));
+    resize(twipsToPixels(kFormWidthTwips, dpi()), height());
+    setWantedHeight(pixelHeight(mainWindowHeightTwips(false, false)));
     render();
 }
 
@@ -260,11 +281,16 @@ void MainWindow::bindTagsAndClip()
         {m_ui->txtYear, &form.txtYear},   {m_ui->txtNotes, &form.txtNotes},   {m_ui->txtTrack, &form.txtTrack},
         {m_ui->txtCutS, &form.txtCutS},   {m_ui->txtCutE, &form.txtCutE},
     };
-    for (const auto &[edit, field] : fields)
-        connect(edit, &QLineEdit::textEdited, this, [this, field = field](const QString &text) {
+    // Only the cut fields change what the window shows (the size estimate);
+    // a tag typed in needs no redraw per key.
+    for (const auto &[edit, field] : fields) {
+        const bool shapesOutput = edit == m_ui->txtCutS || edit == m_ui->txtCutE;
+        connect(edit, &QLineEdit::textEdited, this, [this, field = field, shapesOutput](const QString &text) {
             *field = text;
-            render();
+            if (shapesOutput)
+                render();
         });
+    }
     connect(m_ui->cmbGenre, &QComboBox::currentTextChanged, this, [&form](const QString &text) {
         form.cmbGenre.text = text;
     });
@@ -432,6 +458,52 @@ QString MainWindow::outputText(const BatchFormState &batch, int row) const
            + (marks.isEmpty() ? QString() : QStringLiteral("  [") + marks.join(QStringLiteral(", ")) + QLatin1Char(']'));
 }
 
+void MainWindow::bindKeys()
+{
+    m_ui->mnuAbrir->setShortcut(QKeySequence::Open);
+    m_ui->mnuSave->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S));
+    m_ui->mnuExit->setShortcut(QKeySequence::Quit);
+    m_ui->mnuAbout->setShortcut(QKeySequence(Qt::Key_F1));
+    // A click, as the mouse gives: a disabled or hidden button does nothing.
+    const auto press = [](QAbstractButton *button) {
+        if (button->isEnabled() && button->isVisible())
+            button->click();
+    };
+    auto *convert = new QShortcut(this);
+    convert->setKeys({QKeySequence(Qt::CTRL | Qt::Key_Return), QKeySequence(Qt::CTRL | Qt::Key_Enter)});
+    connect(convert, &QShortcut::activated, this, [this, press] { press(m_ui->btnConvert); });
+    auto *abort = new QShortcut(QKeySequence(Qt::Key_Escape), this);
+    connect(abort, &QShortcut::activated, this, [this, press] { press(m_ui->btnAbort); });
+    // The step and mute buttons keep Space for their own click.
+    for (QWidget *player : {static_cast<QWidget *>(m_ui->btnPlay), static_cast<QWidget *>(m_ui->btnPause),
+                            static_cast<QWidget *>(m_ui->Slider1->slider()), static_cast<QWidget *>(m_ui->txtCounter1),
+                            static_cast<QWidget *>(m_ui->txtCounter2)}) {
+        auto *space = new QShortcut(QKeySequence(Qt::Key_Space), player, nullptr, nullptr, Qt::WidgetShortcut);
+        connect(space, &QShortcut::activated, this, [this] {
+            m_main.transport().playOrPause();
+            m_main.playerChanged();
+        });
+    }
+}
+
+void MainWindow::declarePanelsShownInTurn()
+{
+    for (QWidget *fileMode : {static_cast<QWidget *>(m_ui->fraFileMode), static_cast<QWidget *>(m_ui->fraTagViewer),
+                              static_cast<QWidget *>(m_ui->fraCutSegment)})
+        fileMode->setProperty(kShownInTurn, QStringLiteral("mode:file"));
+    m_ui->fraBatchMode->setProperty(kShownInTurn, QStringLiteral("mode:batch"));
+    for (QWidget *frame : formatFrames())
+        frame->setProperty(kShownInTurn, QStringLiteral("format:") + frame->objectName());
+    // Its caption changes with every click.
+    m_ui->BtnMute->setProperty(kTakesMnemonic, false);
+}
+
+QList<QWidget *> MainWindow::formatFrames() const
+{
+    return {m_ui->frmAAC, m_ui->frmAC3, m_ui->frmAMR,  m_ui->frmMP2, m_ui->frmMP3, m_ui->frmWAV,
+            m_ui->frmWMA, m_ui->frmFLAC, m_ui->frmOPUS, m_ui->frmOGG, m_ui->frmM4A, m_ui->frmALAC};
+}
+
 void MainWindow::renderBatch()
 {
     const BatchFormState &batch = m_main.batch;
@@ -521,6 +593,12 @@ void MainWindow::renderPlayer()
     m_ui->BtnMute->setCaption(player.BtnMute);
     // A muted player shows it on the button's face.
     m_ui->BtnMute->setBackColor(player.BtnMute == QLatin1String("On") ? QColor(0xd0, 0x40, 0x40) : QColor());
+    const QString muteName =
+        ownText("Main", player.BtnMute == QLatin1String("On") ? "BtnMute.unmute" : "BtnMute.mute", m_language);
+    if (m_ui->BtnMute->accessibleName() != muteName) {
+        m_ui->BtnMute->setAccessibleName(muteName);
+        m_ui->BtnMute->setToolTip(muteName);
+    }
     if (m_ui->sldVolume->value() != player.sldVolume)
         m_ui->sldVolume->setValue(player.sldVolume);
     m_ui->sldVolume->setShownText(QString::number((player.sldVolume - PlayerState::kVolumeMax) / 100.0, 'f', 1)
@@ -541,12 +619,7 @@ void MainWindow::render()
 
     for (ShownList &shown : m_lists)
         showChoice(shown.box, *shown.list, shown.items);
-    for (QWidget *frame : {static_cast<QWidget *>(m_ui->frmAAC), static_cast<QWidget *>(m_ui->frmAC3),
-                           static_cast<QWidget *>(m_ui->frmAMR), static_cast<QWidget *>(m_ui->frmMP2),
-                           static_cast<QWidget *>(m_ui->frmMP3), static_cast<QWidget *>(m_ui->frmWAV),
-                           static_cast<QWidget *>(m_ui->frmWMA), static_cast<QWidget *>(m_ui->frmFLAC),
-                           static_cast<QWidget *>(m_ui->frmOPUS), static_cast<QWidget *>(m_ui->frmOGG),
-                           static_cast<QWidget *>(m_ui->frmM4A), static_cast<QWidget *>(m_ui->frmALAC)})
+    for (QWidget *frame : formatFrames())
         frame->setVisible(frame->objectName() == form.visibleFrame);
     // M4A encodes at a bitrate or at a VBR quality: the other list is idle.
     const bool m4aQuality = options.m4aMode == QLatin1String("1");
@@ -581,16 +654,23 @@ void MainWindow::render()
     m_ui->chk51UpMix->setEnabled(form.chk51UpMix.enabled);
     showChecked(m_ui->chkSegment, form.chkSegment);
 
-    // The job: idle or busy, and its progress.
-    m_ui->btnConvert->setEnabled(form.btnConvertEnabled);
+    // The job: idle or busy, and its progress; told before the bar hides.
+    announceProgress();
+    // The focus goes from Convert on to Abort, shown first, and back.
+    const bool abortHadFocus = m_ui->btnAbort->hasFocus();
     m_ui->btnAbort->setVisible(form.btnAbortVisible);
+    m_ui->btnConvert->setEnabled(form.btnConvertEnabled);
+    if (abortHadFocus && !form.btnAbortVisible && form.btnConvertEnabled)
+        m_ui->btnConvert->setFocus();
     m_ui->btnExit->setEnabled(form.btnExitEnabled);
     m_ui->mnuArquivo->setEnabled(form.mnuArquivoEnabled);
     m_ui->mnuArquivo->menuAction()->setEnabled(form.mnuArquivoEnabled);
+    // Their keys work as long as the menu does.
+    for (QAction *item : m_ui->mnuArquivo->actions())
+        item->setEnabled(form.mnuArquivoEnabled);
     m_ui->PB1->setVisible(form.PB1Visible);
     m_ui->PB1->setMax(form.PB1Max);
-    if (m_ui->PB1->value() != form.progress.PB1)
-        m_ui->PB1->setValue(std::clamp(form.progress.PB1, m_ui->PB1->minimum(), m_ui->PB1->maximum()));
+    m_ui->PB1->setShownValue(std::clamp(form.progress.PB1, m_ui->PB1->minimum(), m_ui->PB1->maximum()));
     m_ui->Encoding->setVisible(form.EncodingVisible && !form.lblWMAprogressVisible);
     showText(m_ui->Encoding, form.progress.Encoding);
     m_ui->lblWMAprogress->setVisible(form.lblWMAprogressVisible);
@@ -602,10 +682,16 @@ void MainWindow::render()
     showPane(m_ui->rtfOutput, m_main.console().text());
 
     m_ui->mnuLog->setChecked(form.mnuLog);
+    // While the log is hidden its panel lies below the window's edge; its
+    // panes hide too, so that neither Tab nor a screen reader finds them.
+    for (QWidget *pane : {static_cast<QWidget *>(m_ui->rtbLog), static_cast<QWidget *>(m_ui->fraConsole),
+                          static_cast<QWidget *>(m_ui->fraEncoder)})
+        pane->setVisible(form.mnuLog);
     m_ui->mnuSaveLog->setChecked(form.mnuSaveLog);
     m_ui->mnuTagEditor->setChecked(form.mnuTagEditor);
     renderPlayer();
     renderBatch();
+    stopTabAtChosenOptions(this);
     // In batch mode the batch list takes the tag editor's room.
     fitTagEditorRoom(form.mnuTagEditor || m_main.batch.batchMode);
 }
@@ -615,11 +701,26 @@ void MainWindow::fitTagEditorRoom(bool kept)
     if (kept == m_tagEditorRoomKept)
         return;
     m_tagEditorRoomKept = kept;
+    const int wanted = height() + m_screenShortfall + m_tagEditorRoom;
     // The frame keeps its last height while hidden: that is the room it gives back.
-    const int change = kept ? m_tagEditorRoom : -m_ui->fraTagViewer->height();
-    m_tagEditorRoom = kept ? 0 : -change;
-    resize(width(), height() + change);
+    m_tagEditorRoom = kept ? 0 : m_ui->fraTagViewer->height();
+    setWantedHeight(wanted);
+}
+
+void MainWindow::setWantedHeight(int pixels)
+{
+    const int wanted = pixels - m_tagEditorRoom;
+    const int shown = std::min(wanted, roomOnScreen());
+    m_screenShortfall = wanted - shown;
+    resize(width(), shown);
     layOutContent();
+}
+
+int MainWindow::roomOnScreen() const
+{
+    const QScreen *where = screen();
+    const int frame = frameGeometry().height() - geometry().height();
+    return where ? where->availableGeometry().height() - frame : std::numeric_limits<int>::max();
 }
 
 void MainWindow::showLog(const QString &text, qsizetype caret)
@@ -645,12 +746,12 @@ void MainWindow::setWidthTwips(int twips)
 
 int MainWindow::heightTwips() const
 {
-    return pixelsToTwips(height() + m_tagEditorRoom - addedRowsHeight(), dpi());
+    return pixelsToTwips(height() + m_screenShortfall + m_tagEditorRoom - addedRowsHeight(), dpi());
 }
 
 void MainWindow::setHeightTwips(int twips)
 {
-    resize(width(), pixelHeight(twips));
+    setWantedHeight(pixelHeight(twips));
 }
 
 int MainWindow::addedRowsHeight() const
@@ -660,7 +761,7 @@ int MainWindow::addedRowsHeight() const
 
 int MainWindow::pixelHeight(int twips) const
 {
-    return twipsToPixels(twips, dpi()) + addedRowsHeight() - m_tagEditorRoom;
+    return twipsToPixels(twips, dpi()) + addedRowsHeight();
 }
 
 void MainWindow::relabel()
@@ -679,6 +780,12 @@ void MainWindow::relabel()
                                  ownText("Main", "cmbLoudness.ReplayGainAlbum", m_language)});
     m_ui->cmbLoudness->setToolTip(ownText("Main", "cmbLoudness.Tip", m_language));
     m_ui->spnTruePeak->setToolTip(ownText("Main", "spnTruePeak.Tip", m_language));
+    // The status labels carry a name of their own, so that only the paced
+    // announcements of a job reach screen readers.
+    if (!m_main.form.PB1Visible) {
+        for (QLabel *status : {m_ui->Encoding, m_ui->lblWMAprogress})
+            status->setAccessibleName(ownText("Main", "PB1.name", m_language));
+    }
     m_ui->picWaveform->setToolTip(ownText("Main", "picWaveform.Tip", m_language));
     m_ui->picWaveform->setAccessibleName(ownText("Main", "picWaveform.Tip", m_language));
     m_ui->cmdPreviewResult->setToolTip(ownText("Main", "cmdPreviewResult.Tip", m_language));
@@ -747,10 +854,53 @@ void MainWindow::layOutContent()
 {
     // The content is laid out for the window with its log shown; a shorter
     // window shows its top part, the log lying below the bottom edge. A
-    // hidden tag editor takes its room out of both.
+    // hidden tag editor takes its room out of both. On a screen too low for
+    // the window the content scrolls.
     QWidget *central = centralWidget();
-    const int full = pixelHeight(mainWindowHeightTwips(false, true)) - menuBar()->height();
-    m_ui->frmMain->setGeometry(0, 0, central->width(), std::max(central->height(), full));
+    const int full = pixelHeight(mainWindowHeightTwips(false, true)) - menuBar()->height() - m_tagEditorRoom;
+    const bool scrolls = m_screenShortfall > 0;
+    const int barWidth = scrolls ? m_contentScroll->sizeHint().width() : 0;
+    m_contentScroll->setVisible(scrolls);
+    m_contentScroll->setGeometry(central->width() - barWidth, 0, barWidth, central->height());
+    m_contentScroll->setRange(0, m_screenShortfall);
+    m_contentScroll->setPageStep(central->height());
+    m_ui->frmMain->setGeometry(0, -m_contentScroll->value(), central->width() - barWidth,
+                               std::max(central->height() + m_screenShortfall, full));
+}
+
+void MainWindow::scrollToFocus(QWidget *focused)
+{
+    if (!focused || !m_contentScroll->isVisible() || !m_ui->frmMain->isAncestorOf(focused))
+        return;
+    const QRect shown = QRect(focused->mapTo(centralWidget(), QPoint(0, 0)), focused->size());
+    if (shown.bottom() >= centralWidget()->height())
+        m_contentScroll->setValue(m_contentScroll->value() + shown.bottom() - centralWidget()->height() + 1);
+    else if (shown.top() < 0)
+        m_contentScroll->setValue(m_contentScroll->value() + shown.top());
+}
+
+void MainWindow::announceProgress()
+{
+    const MainFormState &form = m_main.form;
+    const bool running = form.PB1Visible;
+    if (running != m_announceTimer.isActive()) {
+        if (running)
+            m_announceTimer.start();
+        else
+            m_announceTimer.stop();
+    }
+    const QString status = !running                    ? ownText("Main", m_main.jobOutcome(), m_language)
+                         : form.lblWMAprogressVisible ? form.progress.lblWMAprogress
+                                                      : form.progress.Encoding;
+    const auto told = m_announcer.update(m_clock.elapsed(), running, form.progress.PB1, status);
+    if (!told)
+        return;
+    m_ui->PB1->announce(std::clamp(told->value, m_ui->PB1->minimum(), m_ui->PB1->maximum()));
+    // A label with a name of its own keeps quiet when its text changes, so
+    // an empty text leaves the name as it was.
+    QLabel *shown = running && form.lblWMAprogressVisible ? m_ui->lblWMAprogress : m_ui->Encoding;
+    if (!told->text.isEmpty())
+        shown->setAccessibleName(told->text);
 }
 
 void MainWindow::resizeEvent(QResizeEvent *event)

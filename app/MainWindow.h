@@ -1,13 +1,17 @@
 #pragma once
 
 #include "app/MainForm.h"
+#include "app/ProgressAnnouncer.h"
 
+#include <QElapsedTimer>
 #include <QMainWindow>
+#include <QTimer>
 
 #include <memory>
 
 class QComboBox;
 class QRadioButton;
+class QScrollBar;
 
 namespace Ui {
 class MainWindow;
@@ -73,6 +77,12 @@ private:
     void bindJob();
     void bindPlayer();
     void bindBatch();
+    // The desktop's usual keys for the menus, Convert and Abort, and Space
+    // on the player.
+    void bindKeys();
+    // Which panels the window shows one at a time, for their Alt+letters.
+    void declarePanelsShownInTurn();
+    QList<QWidget *> formatFrames() const;
     void renderBatch();
     // The batch list's Output column for a row.
     QString outputText(const BatchFormState &batch, int row) const;
@@ -80,9 +90,16 @@ private:
     // The window is as much shorter as the tag editor is tall, unless the
     // room is kept.
     void fitTagEditorRoom(bool kept);
+    // The window as high as the form asks (with the tag editor's room), or
+    // as its screen allows.
+    void setWantedHeight(int pixels);
+    int roomOnScreen() const;
     void layOutContent();
+    void scrollToFocus(QWidget *focused);
+    // Tells screen readers of the job's progress, and of its end.
+    void announceProgress();
     // The window's height in pixels for a height in twips, with the added
-    // rows and without the room of a hidden tag editor.
+    // rows.
     int pixelHeight(int twips) const;
     void showLog(const QString &text, qsizetype caret);
     double dpi() const;
@@ -100,6 +117,14 @@ private:
     // pixels.
     bool m_tagEditorRoomKept = true;
     int m_tagEditorRoom = 0;
+    // The pixels that the screen lacks for the height the form asks.
+    int m_screenShortfall = 0;
+    QScrollBar *m_contentScroll = nullptr;
+    ProgressAnnouncer m_announcer;
+    QElapsedTimer m_clock;
+    // Tells what changed since the last announcement once the interval is
+    // over, also when nothing renders.
+    QTimer m_announceTimer;
 };
 
 } // namespace tonmill

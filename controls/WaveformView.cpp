@@ -22,12 +22,12 @@ WaveformView::WaveformView(QWidget *parent)
 
 QSize WaveformView::sizeHint() const
 {
-    return {400, 36};
+    return {400, 28};
 }
 
 QSize WaveformView::minimumSizeHint() const
 {
-    return {100, 36};
+    return {100, 28};
 }
 
 void WaveformView::setPeaks(const QList<float> &peaks, int binsPerSecond)

@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
-# Screenshots of the program's windows on a virtual X display, as a person
-# sees them with the default theme: the main window with a source loaded
-# and the MP3 panel shown (the README's picture), the same window playing a
-# preview of the result from the source's middle with its size estimate, the waveform of a recording with a segment marked
-# on it, with the Equalizer window docked beside it, the
+# Screenshots of the program's windows on a virtual X display of 1920 x 1080,
+# as a person sees them with the default theme: the main window with a source
+# loaded and the MP3 panel shown (the README's picture), the main window as it
+# starts with that source at 200 % scale (QT_SCALE_FACTOR=2), the same window
+# playing a preview of the result from the source's middle with its size
+# estimate, the waveform of a recording with a segment marked on it, with the
+# Equalizer window docked beside it, the
 # window in batch mode in the middle of converting a folder, the
 # Setup dialog in English and German, and About. Written to docs/. The player
 # plays into a PulseAudio null sink of the script's own.
@@ -17,7 +19,7 @@ show=$(readlink -f "$build/tests/bin/tonmill-form-show")
 work=$(mktemp -d)
 number=$((90 + RANDOM % 100))
 display=:$number
-Xvfb "$display" -screen 0 1200x700x24 -nolisten tcp >/dev/null 2>&1 &
+Xvfb "$display" -screen 0 1920x1080x24 -nolisten tcp >/dev/null 2>&1 &
 xvfb=$!
 export XDG_RUNTIME_DIR="$work/run"
 mkdir -m 700 "$XDG_RUNTIME_DIR"
@@ -50,10 +52,10 @@ for track in "01 Opening" "02 The Long Road" "03 Harbour Lights" "04 Night Train
   sox -n -b 16 -r 44100 -c 2 "$album/$track.wav" synth 400 pinknoise vol 0.3
 done
 
-shot() { # form language file [source]
+shot() { # form language file [source]; SHOT_SCALE=2 for 200 %
   mkdir -p "$work/$1-$2"
   ln -s "$(readlink -f "$build/Tools")" "$work/$1-$2/Tools"
-  QT_QPA_PLATFORM=xcb "$show" "$work/$1-$2" "$1" "$2" "${@:4}" &
+  QT_SCALE_FACTOR=${SHOT_SCALE:-1} QT_QPA_PLATFORM=xcb "$show" "$work/$1-$2" "$1" "$2" "${@:4}" &
   local form=$!
   sleep "${SHOT_WAIT:-3}"
   # The window sits at the top left of an empty screen: trim the rest away.
@@ -64,6 +66,7 @@ shot() { # form language file [source]
   echo "docs/$3"
 }
 shot main English screenshot.png "$source"
+SHOT_SCALE=2 shot start English screenshot-200.png "$source"
 SHOT_WAIT=6 shot player English player.png "$source"
 shot waveform English waveform.png "$recording"
 shot equalizer English equalizer.png "$source"

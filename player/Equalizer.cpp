@@ -44,9 +44,16 @@ void EqualizerState::btnZero_Click()
     SEq_Change();
 }
 
-QRect dockedEqualizerGeometry(const QRect &mainFrame, int equalizerWidth)
+QRect dockedEqualizerGeometry(const QRect &mainFrame, int equalizerWidth, const QRect &screen)
 {
-    return {mainFrame.x() + mainFrame.width(), mainFrame.y(), equalizerWidth, mainFrame.height()};
+    QRect docked(mainFrame.x() + mainFrame.width(), mainFrame.y(), equalizerWidth, mainFrame.height());
+    if (docked.right() > screen.right()) {
+        if (mainFrame.x() - equalizerWidth >= screen.left())
+            docked.moveLeft(mainFrame.x() - equalizerWidth);
+        else
+            docked.moveRight(screen.right());
+    }
+    return docked;
 }
 
 } // namespace tonmill

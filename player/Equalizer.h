@@ -39,8 +39,10 @@ struct EqualizerState {
 };
 
 // Where the equalizer stands beside the main window: against its right edge,
-// as high as it and level with its top, keeping its own width. Both are frame
-// geometries.
-QRect dockedEqualizerGeometry(const QRect &mainFrame, int equalizerWidth);
+// as high as it and level with its top, keeping its own width. Where that
+// would reach past the right edge of the screen (a large scale), against the
+// main window's left edge if there is room, else against the screen's right
+// edge. All are frame geometries.
+QRect dockedEqualizerGeometry(const QRect &mainFrame, int equalizerWidth, const QRect &screen);
 
 } // namespace tonmill

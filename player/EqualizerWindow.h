@@ -2,7 +2,7 @@
 
 #include "player/Equalizer.h"
 
-#include <QWidget>
+#include <QDialog>
 
 #include <array>
 #include <memory>
@@ -17,9 +17,10 @@ class EqualizerWindow;
 namespace tonmill {
 
 // The Equalizer window: a modeless tool window of the main window, which it
-// follows along its right edge. Its titles come from the language file's
-// language; the main window's relabelling reaches it as one of its children.
-class EqualizerWindow : public QWidget {
+// follows along its right edge; a dialog, which screen readers announce as
+// one and Escape closes. Its titles come from the language file's language;
+// the main window's relabelling reaches it as one of its children.
+class EqualizerWindow : public QDialog {
     Q_OBJECT
 public:
     // state: the bands and the switch, kept by the main form for conversions

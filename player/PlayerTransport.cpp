@@ -84,6 +84,14 @@ void PlayerTransport::btnPause_Click()
     m_player.pause();
 }
 
+void PlayerTransport::playOrPause()
+{
+    if (m_player.playState() == MediaPlayer::kPlaying)
+        btnPause_Click();
+    else
+        btnPlay_Click();
+}
+
 void PlayerTransport::BtnMute_Click()
 {
     const bool mute = state.BtnMute == QLatin1String("Off");

@@ -50,6 +50,8 @@ public:
 
     void btnPlay_Click();
     void btnPause_Click();
+    // The Space key on the player: a pause while it plays, else a play.
+    void playOrPause();
     void BtnMute_Click();
     // The six step buttons: -0.1, -1, -5, +0.1, +1, +5 seconds.
     void step(double seconds);

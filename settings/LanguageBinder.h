@@ -10,7 +10,8 @@ namespace tonmill {
 // objectName (menus and menu actions included), and this program's own
 // captions in the file's language on the controls the file does not name.
 // Rows of the caption tables whose window or control does not exist are
-// passed over.
+// passed over. Each window relabelled then gets its Alt+letters anew from its
+// captions, and the names and descriptions that screen readers read.
 
 // The relabelling after the language file is written: the rows marked for it,
 // for root and every window under it. Returns the display name of the

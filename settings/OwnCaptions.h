@@ -24,7 +24,9 @@ std::span<const OwnCaption> ownCaptions();
 // The text of the form's row for the control in the language whose display
 // name is given (English for any other); empty when there is no such row.
 // Rows whose "control" is a dotted name ("lstBatch.File") hold texts that the
-// window sets itself, such as a list's column headers.
+// window sets itself, such as a list's column headers; those ending in
+// ".name" or ".description" ("btnPlay.name", "optSamFreq*.description") are
+// what screen readers say for the controls so named.
 QString ownText(const char *form, const char *control, const QString &displayName);
 
 // The caption in the language whose display name (the language file's first

@@ -1,5 +1,6 @@
 #include "settings/SetupDialog.h"
 
+#include "controls/ReadingOrder.h"
 #include "settings/BuiltInLanguages.h"
 #include "settings/FlagIcons.h"
 #include "settings/LanguageBinder.h"
@@ -66,6 +67,7 @@ SetupDialog::SetupDialog(const AppFolder &folder, Dialogs &dialogs, UpdateCheck 
 
     m_form.Form_Load();
     ApplyFormLanguage(this, m_form.languageFile());
+    setTabOrderByReading(this);
     render();
 }
 

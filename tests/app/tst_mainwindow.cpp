@@ -4,12 +4,17 @@
 // switches, the equalizer in the output, and the captions of every language.
 #include "app/AboutDialog.h"
 #include "app/MainProgram.h"
+#include "app/FileInfoDialog.h"
 #include "app/MainWindowTitle.h"
+#include "controls/XP_ProgressBar.h"
 #include "player/Equalizer.h"
 #include "platform/AppVersion.h"
 #include "settings/BuiltInLanguages.h"
 #include "settings/LanguageCaptions.h"
 #include "settings/LanguageLines.h"
+#include "settings/Mnemonics.h"
+#include "settings/SetupDialog.h"
+#include "player/EqualizerWindow.h"
 #include "settings/OwnCaptions.h"
 #include "settings/Translations.h"
 #include "support/TestDialogs.h"
@@ -28,6 +33,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
+#include <QMenuBar>
 #include <QMimeData>
 #include <QDropEvent>
 #include <QPlainTextEdit>
@@ -102,6 +108,113 @@ void choose(QComboBox *box, const QString &item)
     Q_EMIT box->activated(index);
 }
 
+// The Alt+letters of what the window shows: none twice, and one for every
+// menu and push button with a letter in its caption; each menu's items
+// likewise among themselves.
+void checkMnemonics(QWidget &window, const QString &where)
+{
+    const auto letterIn = [](const QString &text) {
+        return withoutMnemonic(text).contains(QRegularExpression(QStringLiteral("[A-Za-z]")));
+    };
+    const auto check = [&](const QList<std::pair<QString, bool>> &captions) {
+        QHash<QString, QString> owner;
+        for (const auto &[text, required] : captions) {
+            const QString key = QKeySequence::mnemonic(text).toString();
+            QVERIFY2(!key.isEmpty() || !required || !letterIn(text), qPrintable(where + QStringLiteral(": no key for ") + text));
+            QVERIFY2(key.isEmpty() || !owner.contains(key),
+                     qPrintable(where + QStringLiteral(": %1 for %2 and %3").arg(key, text, owner.value(key))));
+            if (!key.isEmpty())
+                owner.insert(key, text);
+        }
+    };
+    QList<std::pair<QString, bool>> shown;
+    for (QMenuBar *bar : window.findChildren<QMenuBar *>()) {
+        for (QAction *title : bar->actions()) {
+            shown.append({title->text(), true});
+            QList<std::pair<QString, bool>> items;
+            for (QAction *item : title->menu()->actions()) {
+                if (!item->isSeparator())
+                    items.append({item->text(), true});
+            }
+            check(items);
+        }
+    }
+    for (QWidget *w : window.findChildren<QWidget *>()) {
+        if (w->window() != &window || !w->isVisibleTo(&window))
+            continue;
+        if (auto *button = qobject_cast<QPushButton *>(w))
+            shown.append({button->text(), button->property("takesMnemonic").toBool() || !button->property("takesMnemonic").isValid()});
+        else if (auto *other = qobject_cast<QAbstractButton *>(w))
+            shown.append({other->text(), false});
+        else if (auto *label = qobject_cast<QLabel *>(w); label && label->buddy())
+            shown.append({label->text(), false});
+    }
+    check(shown);
+}
+
+// The Tab key, pressed until the focus comes round again, reaches every
+// control that takes it (of a group of option buttons the chosen one), in
+// the order of reading: a panel is read through once, and within it each
+// control stands right of the one before on its line or below it.
+void checkTabOrder(QWidget &window, const QString &where)
+{
+    window.activateWindow();
+    QApplication::setActiveWindow(&window);
+    QList<QWidget *> takers;
+    for (QWidget *w : window.findChildren<QWidget *>()) {
+        auto *radio = qobject_cast<QRadioButton *>(w);
+        if (w->window() == &window && w->isVisibleTo(&window) && w->isEnabled() && (w->focusPolicy() & Qt::TabFocus)
+            && (!radio || radio->isChecked()) && !w->focusProxy() && !w->objectName().startsWith(QLatin1String("qt_")))
+            takers << w;
+    }
+    QVERIFY2(!takers.isEmpty(), qPrintable(where));
+    QWidget *first = takers.constFirst();
+    first->setFocus(Qt::TabFocusReason);
+    QList<QWidget *> visited{first};
+    for (int i = 0; i < 4 * takers.size(); ++i) {
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+        QWidget *now = QApplication::focusWidget();
+        if (now == first)
+            break;
+        visited << now;
+    }
+    for (QWidget *w : takers)
+        QVERIFY2(visited.contains(w), qPrintable(where + QStringLiteral(": Tab never reaches ") + w->objectName()));
+    // Read from the top: the chain is a circle, and the first control is wherever the focus started.
+    const auto top = std::min_element(visited.begin(), visited.end(), [&window](QWidget *a, QWidget *b) {
+        return a->mapTo(&window, QPoint(0, 0)).y() < b->mapTo(&window, QPoint(0, 0)).y();
+    });
+    std::rotate(visited.begin(), top, visited.end());
+    const auto panelsOf = [&window](QWidget *w) {
+        QList<QWidget *> panels;
+        for (QWidget *p = w->parentWidget(); p && p != &window; p = p->parentWidget()) {
+            if (qobject_cast<QGroupBox *>(p))
+                panels << p;
+        }
+        return panels;
+    };
+    QSet<QWidget *> left;
+    for (qsizetype i = 1; i < visited.size(); ++i) {
+        QWidget *a = visited[i - 1];
+        QWidget *b = visited[i];
+        const QString step = where + QStringLiteral(": ") + a->objectName() + QStringLiteral(" -> ") + b->objectName();
+        const QList<QWidget *> fromPanels = panelsOf(a);
+        const QList<QWidget *> toPanels = panelsOf(b);
+        for (QWidget *panel : fromPanels) {
+            if (!toPanels.contains(panel))
+                left << panel;
+        }
+        for (QWidget *panel : toPanels)
+            QVERIFY2(!left.contains(panel), qPrintable(step + QStringLiteral(" goes back into ") + panel->objectName()));
+        if (fromPanels.value(0) != toPanels.value(0))
+            continue;
+        const QRect ra(a->mapTo(&window, QPoint(0, 0)), a->size());
+        const QRect rb(b->mapTo(&window, QPoint(0, 0)), b->size());
+        const bool sameLine = rb.top() <= ra.bottom() && rb.bottom() >= ra.top();
+        QVERIFY2(sameLine ? rb.left() > ra.left() : rb.top() > ra.top(), qPrintable(step));
+    }
+}
+
 // The mean level in dB of a file's sound within a tenth of an octave around
 // the frequency, as ffmpeg's band-pass filter and volume meter measure it.
 double bandLevel(const QString &file, double hertz)
@@ -139,7 +252,7 @@ private Q_SLOTS:
     void tagEditorItemHidesTheFrame();
     void launcherFilesOpen();
     void equalizerShapesTheOutput();
-    void everyLanguageRelabelsEveryControl();
+    void everyLanguageCaptionsKeysAndTabOrder();
     void aboutShowsVersionNoticeAndLinks();
 };
 
@@ -321,7 +434,7 @@ void TestMainWindow::openAdviseConvertAbortClose()
     choose(control<QComboBox>(window, "Combo5"), QStringLiteral("96"));
     auto *bar = control<QProgressBar>(window, "PB1");
     QList<int> shown;
-    connect(bar, &QProgressBar::valueChanged, bar, [&shown](int value) { shown << value; });
+    connect(static_cast<XP_ProgressBar *>(bar), &XP_ProgressBar::shownValueChanged, bar, [&shown](int value) { shown << value; });
     auto *convert = control<QPushButton>(window, "btnConvert");
     bool busySeen = false;
     QTimer busyWatch;
@@ -367,16 +480,19 @@ void TestMainWindow::openAdviseConvertAbortClose()
         bool acted = false;
         QTimer midway;
         connect(&midway, &QTimer::timeout, [&] {
-            if (acted || bar->value() < 5)
+            if (acted || !control<QPushButton>(window, "btnAbort")->isVisible()
+                || static_cast<XP_ProgressBar *>(bar)->shownValue() < 5)
                 return;
             acted = true;
             if (closing)
                 window.close();
             else
-                QTest::mouseClick(control<QPushButton>(window, "btnAbort"), Qt::LeftButton);
+                QTest::keyClick(&window, Qt::Key_Escape);
         });
         midway.start(5);
-        QTest::mouseClick(convert, Qt::LeftButton);
+        // The keys of the desktop: Ctrl+Return converts, Escape aborts.
+        QApplication::setActiveWindow(&window);
+        QTest::keyClick(&window, Qt::Key_Return, Qt::ControlModifier);
         QVERIFY(acted);
         const QStringList messages = logMessages(program.log());
         QVERIFY(messages.contains(QStringLiteral(" -> Canceling program.")));
@@ -439,7 +555,8 @@ void TestMainWindow::batchModeFromTheWindow()
 
     bool progressed = false;
     auto *bar = control<QProgressBar>(window, "PB1");
-    connect(bar, &QProgressBar::valueChanged, bar, [&](int value) { progressed = progressed || value > 0; });
+    connect(static_cast<XP_ProgressBar *>(bar), &XP_ProgressBar::shownValueChanged, bar,
+            [&](int value) { progressed = progressed || value > 0; });
     QTest::mouseClick(control<QPushButton>(window, "btnConvert"), Qt::LeftButton);
     QVERIFY(progressed);
     const QStringList statuses = [&] {
@@ -713,7 +830,7 @@ void TestMainWindow::equalizerShapesTheOutput()
     QVERIFY(dialogs.allAnswersUsed());
 }
 
-void TestMainWindow::everyLanguageRelabelsEveryControl()
+void TestMainWindow::everyLanguageCaptionsKeysAndTabOrder()
 {
     Home home;
     home.settled();
@@ -753,7 +870,8 @@ void TestMainWindow::everyLanguageRelabelsEveryControl()
             QString shown = target->property("title").toString();
             if (shown.isEmpty())
                 shown = target->property("text").toString();
-            QVERIFY2(shown == expected, qPrintable(language + QLatin1Char(' ') + QLatin1String(row.control)));
+            QVERIFY2(withoutMnemonic(shown) == withoutMnemonic(expected),
+                     qPrintable(language + QLatin1Char(' ') + QLatin1String(row.control)));
         }
         // No control with words on it is left out of both caption tables.
         for (QObject *o : window.findChildren<QObject *>()) {
@@ -766,7 +884,7 @@ void TestMainWindow::everyLanguageRelabelsEveryControl()
                 text = g->title();
             else if (auto *a = qobject_cast<QAction *>(o); a && !a->isSeparator())
                 text = a->text();
-            if (!text.contains(QRegularExpression(QStringLiteral("[A-Za-z]"))) || neutral.contains(text))
+            if (!text.contains(QRegularExpression(QStringLiteral("[A-Za-z]"))) || neutral.contains(withoutMnemonic(text)))
                 continue;
             QString name = o->objectName();
             if (auto *menu = qobject_cast<QMenu *>(o->parent()); menu && qobject_cast<QAction *>(o)
@@ -775,11 +893,40 @@ void TestMainWindow::everyLanguageRelabelsEveryControl()
             QVERIFY2(captioned.contains(name), qPrintable(language + QStringLiteral(": no caption for ") + name
                                                            + QStringLiteral(" \"") + text + QLatin1Char('"')));
         }
-        QCOMPARE(control<QMenu>(window, "mnuArquivo")->title(),
-                 lines.text(QStringLiteral("Menus"), QStringLiteral("File"), QString()));
+        QCOMPARE(withoutMnemonic(control<QMenu>(window, "mnuArquivo")->title()),
+                 withoutMnemonic(lines.text(QStringLiteral("Menus"), QStringLiteral("File"), QString())));
         QCOMPARE(control<QTreeWidget>(window, "lstBatch")->headerItem()->text(2),
                  ownText("Main", "lstBatch.Output", builtInDisplayName(language)));
+
+        // Every view of the window: each format's options, and batch mode.
+        auto *format = control<QComboBox>(window, "cmbFormat");
+        for (int i = 0; i < format->count(); ++i) {
+            choose(format, format->itemText(i));
+            checkMnemonics(window, language + QLatin1Char(' ') + format->itemText(i));
+        }
+        program.form().setBatchMode(true);
+        checkMnemonics(window, language + QStringLiteral(" batch"));
+        program.form().setBatchMode(false);
+
+        SetupDialog setup(home.folder, dialogs, program.form().updates(), nullptr);
+        AboutDialog about(home.folder, dialogs);
+        FileInfoDialog info(QStringLiteral("[General]"), file);
+        EqualizerState bands;
+        EqualizerWindow equalizer(bands, file, &window);
+        for (QWidget *form : std::initializer_list<QWidget *>{&setup, &about, &info, &equalizer}) {
+            form->show();
+            checkMnemonics(*form, language + QLatin1Char(' ') + form->objectName());
+            if (language == QLatin1String("English"))
+                checkTabOrder(*form, form->objectName());
+        }
     }
+    auto *format = control<QComboBox>(window, "cmbFormat");
+    for (const QString &shown : {QStringLiteral("MP3"), QStringLiteral("AAC"), QStringLiteral("M4A")}) {
+        choose(format, shown);
+        checkTabOrder(window, shown);
+    }
+    program.form().setBatchMode(true);
+    checkTabOrder(window, QStringLiteral("batch"));
 }
 
 void TestMainWindow::aboutShowsVersionNoticeAndLinks()

@@ -1,11 +1,13 @@
 // The Equalizer window offscreen: its sliders and labels, the reset, its
 // captions and where it stands beside the main window.
 #include "player/EqualizerWindow.h"
+#include "settings/Mnemonics.h"
 #include "settings/Translations.h"
 
 #include <QLabel>
 #include <QCheckBox>
 #include <QPushButton>
+#include <QScreen>
 #include <QSlider>
 #include <QTemporaryDir>
 #include <QTest>
@@ -51,10 +53,10 @@ void TestEqualizer::slidersSetTheLabelsAndResetFlattensThem()
     window.show();
     QCOMPARE(window.windowTitle(), QStringLiteral("Égaliseur"));
     auto *zero = window.findChild<QPushButton *>(QStringLiteral("btnZero"));
-    QCOMPARE(zero->text(), QStringLiteral("Réinitialiser"));
+    QCOMPARE(withoutMnemonic(zero->text()), QStringLiteral("Réinitialiser"));
     // The switch that puts the bands into the output writes the form's state.
     auto *apply = window.findChild<QCheckBox *>(QStringLiteral("chkApply"));
-    QCOMPARE(apply->text(), QStringLiteral("Appliquer à la sortie"));
+    QCOMPARE(withoutMnemonic(apply->text()), QStringLiteral("Appliquer à la sortie"));
     QTest::mouseClick(apply, Qt::LeftButton);
     QVERIFY(shown.chkApply);
 
@@ -98,12 +100,15 @@ void TestEqualizer::docksAgainstTheMainWindowsRightEdge()
     main.show();
     window->show();
     const int width = window->frameGeometry().width();
+    const QRect screen = main.screen()->availableGeometry();
     // Main's frame and where the equalizer's frame goes; the windows' borders
     // (offscreen has some) lie inside the frames.
     const std::pair<QRect, QRect> rows[] = {
-        {{100, 50, 640, 480}, {740, 50, width, 480}},
-        {{0, 0, 800, 600}, {800, 0, width, 600}},
+        {{100, 50, screen.width() - width - 200, 480}, {screen.width() - width - 100, 50, width, 480}},
         {{-900, 20, 700, 300}, {-200, 20, width, 300}},
+        // No room on the right: on the left, else at the screen's edge.
+        {{width + 10, 30, screen.width() - width - 10, 400}, {10, 30, width, 400}},
+        {{0, 0, screen.width(), 600}, {screen.width() - width, 0, width, 600}},
     };
     for (const auto &[frame, docked] : rows) {
         main.move(frame.topLeft());

@@ -5,6 +5,7 @@
 #include "app/MainProgram.h"
 #include "controls/WaveformView.h"
 #include "player/EqualizerWindow.h"
+#include "player/MediaPlayer.h"
 #include "player/PlayerTransport.h"
 #include "player/QtMediaPlayer.h"
 #include "player/SegmentMarks.h"
@@ -361,7 +362,12 @@ void TestPlayer::equalizerDocksWhileTimer3Runs()
     window.findChild<QPushButton *>(QStringLiteral("btnPlay"))->click();
     auto *counter = window.findChild<QLineEdit *>(QStringLiteral("txtCounter2"));
     QTRY_VERIFY_WITH_TIMEOUT(counter->text() > QStringLiteral("000.100"), 10000);
-    window.findChild<QPushButton *>(QStringLiteral("btnPause"))->click();
+    // Space on the player's Play button pauses what plays.
+    auto *play = window.findChild<QPushButton *>(QStringLiteral("btnPlay"));
+    QApplication::setActiveWindow(&window);
+    play->setFocus();
+    QTest::keyClick(play, Qt::Key_Space);
+    QTRY_VERIFY(program.form().transport().player().playState() != MediaPlayer::kPlaying);
 
     // A conversion stops the timer for good: the window is left where it was.
     window.findChild<QPushButton *>(QStringLiteral("btnConvert"))->click();

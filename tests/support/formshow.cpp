@@ -1,12 +1,14 @@
 // Shows one of the program's windows on its own, in a language, for the
 // screenshot script (docs/screenshots.sh):
-//   tonmill-form-show APP_DIR setup|about|main|player|waveform|equalizer|batch LANGUAGE [SOURCE]
+//   tonmill-form-show APP_DIR setup|about|main|start|player|waveform|equalizer|batch LANGUAGE [SOURCE]
 // writes APP_DIR's language file in LANGUAGE ("English", "Deutsch", ...) and
 // shows the window until it is closed or the program is ended. The main
-// window starts as after an earlier run (no first-start questions) and opens
-// SOURCE as a file dropped on it would be; "player" then previews the result
-// from its middle (and plays that), "waveform" marks a segment from 12 to 26 seconds on the waveform
-// and plays from 18 seconds, and "equalizer" shows the Equalizer window beside it; "batch"
+// window starts as after an earlier run (no first-start questions) with its
+// log shown ("start": hidden, as it first starts) and opens SOURCE as a file
+// dropped on it would be; "player" then previews the result from its middle
+// (and plays that), "waveform" marks a segment from 12 to 26 seconds on the
+// waveform and plays from 18 seconds, and "equalizer" shows the Equalizer
+// window beside it; "batch"
 // lists the files of the folder SOURCE in batch mode and converts them.
 #include "app/AboutDialog.h"
 #include "app/ActivityLog.h"
@@ -33,7 +35,7 @@ int showMain(const tonmill::AppFolder &folder, const QString &form, const QStrin
     const std::pair<const char *, QString> earlierRun[] = {
         {"Version", tonmill::versionStamp()}, {"Interface", tonmill::versionStamp()}, {"ChkUpdates", QStringLiteral("0")},
         {"Vista", QStringLiteral("0")},       {"Language", language},                 {"FFMPEG", QStringLiteral("/usr/bin/ffmpeg")},
-        {"LogOnOff", QStringLiteral("True")},
+        {"LogOnOff", form == QLatin1String("start") ? QStringLiteral("False") : QStringLiteral("True")},
     };
     for (const auto &[key, value] : earlierRun)
         tonmill::WriteIniValue(QStringLiteral("General"), QLatin1String(key), value, settings);
@@ -74,11 +76,12 @@ int main(int argc, char *argv[])
     qputenv("QT_MEDIA_BACKEND", "ffmpeg");
     QApplication app(argc, argv);
     const QStringList args = app.arguments();
-    const QStringList forms = {QStringLiteral("setup"), QStringLiteral("about"), QStringLiteral("main"),
-                               QStringLiteral("player"), QStringLiteral("waveform"), QStringLiteral("equalizer"),
-                               QStringLiteral("batch")};
+    const QStringList forms = {QStringLiteral("setup"),  QStringLiteral("about"),    QStringLiteral("main"),
+                               QStringLiteral("start"),  QStringLiteral("player"),   QStringLiteral("waveform"),
+                               QStringLiteral("equalizer"), QStringLiteral("batch")};
     if (args.size() < 4 || args.size() > 5 || !forms.contains(args[2])) {
-        std::fprintf(stderr, "usage: tonmill-form-show APP_DIR setup|about|main|player|waveform|equalizer|batch LANGUAGE [SOURCE]\n");
+        std::fprintf(stderr,
+                     "usage: tonmill-form-show APP_DIR setup|about|main|start|player|waveform|equalizer|batch LANGUAGE [SOURCE]\n");
         return 2;
     }
     const tonmill::AppFolder folder(args[1]);

@@ -1,0 +1,196 @@
+"""The real Tonmill on the X display that xvfb-run gives, read over the
+accessibility bus of the D-Bus session that dbus-run-session starts (as a
+screen reader reads it) and driven by xdotool's key presses (as a person
+without a mouse drives it)."""
+
+import os
+import shutil
+import subprocess
+import tempfile
+import time
+
+import pyatspi
+from gi.repository import GLib
+
+LANGUAGES = ['English', 'Portugues', 'Espanol', 'Francais', 'Deutsch']
+
+
+def pump(seconds):
+    """Lets the accessibility events that have come in reach their listeners."""
+    context = GLib.MainContext.default()
+    end = time.monotonic() + seconds
+    while time.monotonic() < end:
+        while context.pending():
+            context.iteration(False)
+        time.sleep(0.02)
+
+
+def wait_for(what, condition, seconds=120):
+    """The condition's first true value; the limit only guards against a hang."""
+    deadline = time.monotonic() + seconds
+    while True:
+        value = condition()
+        if value:
+            return value
+        if time.monotonic() > deadline:
+            raise AssertionError('gave up waiting for ' + what)
+        pump(0.1)
+
+
+def keys(*names):
+    subprocess.run(['xdotool', 'key', '--delay', '60', *names], check=True)
+
+
+def type_text(text):
+    subprocess.run(['xdotool', 'type', '--delay', '30', text], check=True)
+
+
+def screen_size():
+    width, height = subprocess.run(['xdotool', 'getdisplaygeometry'], check=True, capture_output=True,
+                                   text=True).stdout.split()
+    return int(width), int(height)
+
+
+def walk(accessible):
+    """The accessible and what it shows; the items of lists and menus are
+    left out."""
+    yield accessible
+    if accessible.getRole() in (pyatspi.ROLE_LIST, pyatspi.ROLE_TABLE, pyatspi.ROLE_TREE, pyatspi.ROLE_MENU_BAR):
+        return
+    for child in accessible:
+        if child is not None and child.getState().contains(pyatspi.STATE_SHOWING):
+            yield from walk(child)
+
+
+def has(accessible, state):
+    return accessible.getState().contains(state)
+
+
+def presented_name(accessible):
+    """What a screen reader names a control by: its accessible name, but for
+    a list box, whose name on this platform is the item it holds, the label
+    that names it."""
+    if accessible.getRole() == pyatspi.ROLE_COMBO_BOX:
+        labels = [relation.getTarget(i).name for relation in accessible.getRelationSet()
+                  if relation.getRelationType() == pyatspi.RELATION_LABELLED_BY
+                  for i in range(relation.getNTargets()) if relation.getTarget(i).getRole() == pyatspi.ROLE_LABEL]
+        if labels:
+            return ' '.join(labels)
+    return accessible.name
+
+
+def current_name(accessible):
+    """The name as it stands now: the name that the bus keeps for a list box
+    is not always brought up to date when its item changes."""
+    accessible.clear_cache()
+    return accessible.name
+
+
+def text_of(accessible):
+    try:
+        text = accessible.queryText()
+    except NotImplementedError:
+        return None
+    return text.getText(0, text.characterCount)
+
+
+def key_binding(accessible):
+    """The Alt+letter of a button or menu, as xdotool names it ("alt+f")."""
+    action = accessible.queryAction()
+    binding = action.getKeyBinding(0) if action.nActions else ''
+    return binding.lower() if binding.startswith('Alt+') else None
+
+
+def version_stamp(build):
+    version = subprocess.run([os.path.join(build, 'tonmill'), '--version'], check=True, capture_output=True,
+                             text=True).stdout.split()[-1]
+    return version.replace('.', '')
+
+
+class Program:
+    """One run of the program in an application folder of its own, settled
+    as after an earlier start (no first-start questions)."""
+
+    def __init__(self, build, language='English', files=(), scale=None):
+        self.home = tempfile.mkdtemp(prefix='tonmill-desktop-')
+        os.symlink(os.path.join(build, 'Tools'), os.path.join(self.home, 'Tools'))
+        stamp = version_stamp(build)
+        settings = {'Version': stamp, 'Interface': stamp, 'ChkUpdates': '0', 'Vista': '0', 'Language': language,
+                    'FFMPEG': '/usr/bin/ffmpeg'}
+        with open(os.path.join(self.home, 'Tonmill.ini'), 'w', encoding='utf-8') as ini:
+            ini.write('[General]\n' + ''.join(f'{key}={value}\n' for key, value in settings.items()))
+        environment = dict(os.environ, QT_LINUX_ACCESSIBILITY_ALWAYS_ON='1', QT_QPA_PLATFORM='xcb')
+        if scale:
+            environment['QT_SCALE_FACTOR'] = str(scale)
+        self.process = subprocess.Popen([os.path.join(build, 'tonmill'), '--home', self.home, *files],
+                                        env=environment)
+        self.focus = None
+        self.focus_moves = 0
+        pyatspi.Registry.registerEventListener(self._focus_moved, 'object:state-changed:focused')
+        try:
+            self.app = wait_for('the program on the accessibility bus', self._find_app)
+            self.window = wait_for('the main window', lambda: self.top_level(pyatspi.ROLE_FRAME))
+            self.x_window = wait_for('the main window on the display', self._find_x_window)
+            self.focus_main_window()
+        except BaseException:
+            self.close()
+            raise
+
+    def focus_main_window(self):
+        """What the window manager does when a dialog closes; the virtual
+        display has none."""
+        subprocess.run(['xdotool', 'windowfocus', '--sync', self.x_window], check=True)
+
+    def _focus_moved(self, event):
+        if event.detail1:
+            self.focus = event.source
+            self.focus_moves += 1
+
+    def _find_app(self):
+        for app in pyatspi.Registry.getDesktop(0):
+            if app is not None and app.get_process_id() == self.process.pid:
+                return app
+        return None
+
+    def _find_x_window(self):
+        found = subprocess.run(['xdotool', 'search', '--onlyvisible', '--pid', str(self.process.pid)],
+                               capture_output=True, text=True).stdout.split()
+        return found[0] if found else None
+
+    def top_level(self, role, exclude=()):
+        """A window of the program that shows, other than those excluded."""
+        left_out = {window.path for window in exclude}
+        for window in self.app:
+            if window is not None and window.getRole() == role and has(window, pyatspi.STATE_SHOWING) \
+                    and window.path not in left_out:
+                return window
+        return None
+
+    def find(self, role, name, root=None):
+        for accessible in walk(root or self.window):
+            if accessible.getRole() == role and presented_name(accessible) == name:
+                return accessible
+        return None
+
+    def menu_bar(self):
+        return next(child for child in self.window if child.getRole() == pyatspi.ROLE_MENU_BAR)
+
+    def press_for_focus(self, key):
+        """Presses a key that moves the focus, and returns where it went."""
+        before = self.focus_moves
+        keys(key)
+        wait_for('the focus to move', lambda: self.focus_moves > before)
+        return self.focus
+
+    def close(self):
+        pyatspi.Registry.deregisterEventListener(self._focus_moved, 'object:state-changed:focused')
+        if self.process.poll() is None:
+            self.process.terminate()
+            self.process.wait(timeout=60)
+        shutil.rmtree(self.home, ignore_errors=True)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *exception):
+        self.close()

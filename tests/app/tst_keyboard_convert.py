@@ -1,0 +1,122 @@
+"""A whole conversion with key presses alone, on the real program under
+Xvfb: the source is typed into the real Open dialog (Ctrl+O), the format
+list is reached with Tab and set by typing, the log is shown from the Tools
+menu by its Alt+letters, Ctrl+Return converts; the log says how it went and
+ffprobe reads the output. Meanwhile the progress reaches a screen reader at
+most once a second, and the end once. Ctrl+Shift+S then opens the Save As
+dialog, and Ctrl+Q ends the program.
+Usage: dbus-run-session -- xvfb-run -a -s "-screen 0 1920x1080x24" python3 tst_keyboard_convert.py BUILD_DIR"""
+
+import json
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+
+import pyatspi
+from gi.repository import GLib
+
+from desktop_session import Program, current_name, keys, key_binding, presented_name, pump, text_of, type_text, wait_for
+
+SECONDS = 900
+
+
+def probe(path):
+    shown = subprocess.run(['ffprobe', '-v', 'error', '-show_entries', 'stream=codec_name,sample_rate,channels',
+                            '-show_entries', 'format=duration', '-of', 'json', path],
+                           check=True, capture_output=True, text=True).stdout
+    facts = json.loads(shown)
+    return facts['streams'][0], float(facts['format']['duration'])
+
+
+def main(build):
+    work = tempfile.mkdtemp(prefix='tonmill-keyboard-')
+    try:
+        convert_by_keys(build, work)
+    finally:
+        shutil.rmtree(work, ignore_errors=True)
+
+
+def convert_by_keys(build, work):
+    source = os.path.join(work, 'Long Walk.wav')
+    subprocess.run(['sox', '-n', '-r', '44100', '-c', '2', '-b', '16', source, 'synth', str(SECONDS), 'sine', '330'],
+                   check=True)
+    with Program(build) as program:
+        told = []  # (kind, what) as a screen reader hears it
+
+        def listen(event):
+            try:
+                if event.source.getRole() == pyatspi.ROLE_PROGRESS_BAR:
+                    told.append(('value', event.source.queryValue().currentValue))
+                elif event.source.getRole() == pyatspi.ROLE_LABEL:
+                    told.append(('status', event.source.name))
+            except GLib.Error:
+                pass  # a control of a dialog that has closed since
+        pyatspi.Registry.registerEventListener(listen, 'object:property-change:accessible-value',
+                                               'object:property-change:accessible-name')
+
+        keys('ctrl+o')
+        wait_for('the Open dialog', lambda: program.top_level(pyatspi.ROLE_DIALOG)
+                 or program.top_level(pyatspi.ROLE_FILE_CHOOSER))
+        type_text(source)
+        keys('Return')
+        wait_for('the Open dialog to close', lambda: not program.top_level(pyatspi.ROLE_DIALOG))
+        program.focus_main_window()
+        path = wait_for('the source field', lambda: program.find(pyatspi.ROLE_TEXT, 'File to Convert:'))
+        wait_for('the source in its field', lambda: text_of(path) == source)
+        info = program.find(pyatspi.ROLE_PUSH_BUTTON, 'File Info')
+        wait_for('the media report', lambda: info.getState().contains(pyatspi.STATE_SENSITIVE))
+
+        # Tab from control to control, listening, until the format list has the focus.
+        for _ in range(80):
+            focused = program.press_for_focus('Tab')
+            if focused.getRole() == pyatspi.ROLE_COMBO_BOX and presented_name(focused) == 'Output Format:':
+                break
+        else:
+            raise AssertionError('Tab never reached the output format list')
+        keys('F')
+        wait_for('FLAC chosen', lambda: current_name(focused) == 'FLAC')
+
+        tools = next(item for item in program.menu_bar() if item.name == 'Tools')
+        keys(key_binding(tools))
+        show_log = wait_for('the Tools menu', lambda: next(
+            (item for item in tools[0] if item.name == 'Show Activity Log' and item.getState().contains(
+                pyatspi.STATE_SHOWING)), None))
+        keys(key_binding(show_log).replace('alt+', ''))
+        log = wait_for('the log shown', lambda: program.find(pyatspi.ROLE_TEXT, 'Activity log'))
+
+        started = time.monotonic()
+        del told[:]
+        keys('ctrl+Return')
+        wait_for('the end of the job in the log', lambda: 'Process Completed!' in text_of(log).split(
+            'FLAC')[-1] and ('status', 'Conversion finished') in told, seconds=600)
+        elapsed = time.monotonic() - started
+        pump(1)
+
+        stream, duration = probe(os.path.join(work, 'Long Walk_Konverted.flac'))
+        assert stream['codec_name'] == 'flac' and stream['channels'] == 2 and stream['sample_rate'] == '44100', stream
+        assert abs(duration - SECONDS) < 0.1, duration
+
+        values = [what for kind, what in told if kind == 'value']
+        statuses = [what for kind, what in told if kind == 'status']
+        # Once a second at most while it ran, and the end once.
+        assert 1 <= len(values) <= elapsed + 2, (len(values), elapsed, values)
+        assert statuses.count('Conversion finished') == 1, statuses
+        assert len(statuses) <= elapsed + 2, (len(statuses), elapsed, statuses)
+        print(f'converted {SECONDS} s in {elapsed:.1f} s; told {len(values)} values and {statuses}')
+
+        # Ctrl+Shift+S asks where the output goes; Ctrl+Q ends the program.
+        keys('ctrl+shift+s')
+        wait_for('the Save As dialog', lambda: program.top_level(pyatspi.ROLE_DIALOG)
+                 or program.top_level(pyatspi.ROLE_FILE_CHOOSER))
+        keys('Escape')
+        wait_for('the Save As dialog to close', lambda: not program.top_level(pyatspi.ROLE_DIALOG))
+        program.focus_main_window()
+        keys('ctrl+q')
+        assert program.process.wait(timeout=60) == 0
+
+
+if __name__ == '__main__':
+    main(os.path.abspath(sys.argv[1]))
