@@ -253,28 +253,22 @@ void TestOptionPanel::ac3ChannelAdvice()
              "want to activate it, you can enable it."_s);
     QVERIFY(!form.chk51UpMix.checked);
 
-    // No advice with stereo output, without a source, on another format, for
-    // descriptions that are not exactly the report's words, or with no report.
-    struct Silent {
-        const char *channels;
-        QString path, format;
-        int ac3Button;
-        bool checked;
-    };
-    const QList<Silent> silent = {
+    // No advice with stereo output, without a source, on another format, for other words than the
+    // report's, or with no report. Rows: the report's channels, source, format, AC3 button, box checked.
+    const QList<std::tuple<const char *, QString, QString, int, bool>> silent = {
         {"2 channels", u"/m/a.wav"_s, u"AC3"_s, 1, false}, {"6 channels", u"/m/a.wav"_s, u"AC3"_s, 1, true},
         {"2 channels", QString(), u"AC3"_s, 2, false},     {"2 channels", u"/m/a.wav"_s, u"MP3"_s, 2, false},
         {"6 channels", u"/m/a.wav"_s, u"WMA"_s, 2, true},  {"2 Channels", u"/m/a.wav"_s, u"AC3"_s, 2, false},
         {"2 channels / stereo", u"/m/a.wav"_s, u"AC3"_s, 2, false}, {"6 channels", u"/m/a.wav"_s, u"AC3"_s, 2, false},
         {"2 channels", u"/m/a.wav"_s, u"AC3"_s, 2, true},  {nullptr, u"/m/a.wav"_s, u"AC3"_s, 2, false},
     };
-    for (const Silent &s : silent) {
-        f.report(s.channels);
-        form.txtPath = s.path;
-        form.chk51UpMix.checked = s.checked;
-        QVERIFY(form.cmbFormat.select(s.format) && f.panel.optChannelsAC3_Click(s.ac3Button));
+    for (const auto &[channels, path, format, ac3Button, checked] : silent) {
+        f.report(channels);
+        form.txtPath = path;
+        form.chk51UpMix.checked = checked;
+        QVERIFY(form.cmbFormat.select(format) && f.panel.optChannelsAC3_Click(ac3Button));
         f.panel.cmbFormat_Click();
-        QCOMPARE(form.chk51UpMix.checked, s.checked);
+        QCOMPARE(form.chk51UpMix.checked, checked);
     }
     QVERIFY(f.dialogs.messages().size() == 3 && f.dialogs.unexpected().isEmpty());
 }

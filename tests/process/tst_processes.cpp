@@ -48,8 +48,16 @@ bool goneWithin(qint64 pid, qint64 ms)
 
 // A process of the test child's image that this program's registry knows nothing of.
 struct Stranger : QProcess {
-    Stranger() { start(test::testProgram(u"tonmill-test-child"_s), {u"sleep"_s, u"30000"_s}), waitForStarted(); }
-    ~Stranger() override { kill(), waitForFinished(); }
+    Stranger()
+    {
+        start(test::testProgram(u"tonmill-test-child"_s), {u"sleep"_s, u"30000"_s});
+        waitForStarted();
+    }
+    ~Stranger() override
+    {
+        kill();
+        waitForFinished();
+    }
     qint64 pid() const { return processId(); }
 };
 
@@ -371,13 +379,8 @@ void TestProcesses::readOutputAndItsConsolePane()
 void TestProcesses::statusLinesGivePercentSizeAndSeconds()
 {
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    struct Case {
-        QString pane;
-        std::optional<double> duration;
-        QString shown; // the text field, the bar's value where it is a number
-        QString encoding;
-    };
-    const QList<Case> cases = {
+    // The pane, the duration, the text field (the bar's value where it is a number), the caption.
+    const QList<std::tuple<QString, std::optional<double>, QString, QString>> cases = {
         // 33 of 65 s is 51 %, shown divided by ten; halves round away from zero, the duration too.
         {statusLine(u"512kB"_s, u"32.65"_s), 65.3, u"33"_s, u"005.1%   Size: 512kB"_s},
         {statusLine(u"12kB"_s, u"2.50"_s), 100, u"3"_s, u"000.3%   Size: 12kB"_s},
@@ -402,13 +405,13 @@ void TestProcesses::statusLinesGivePercentSizeAndSeconds()
         {u"ffmpeg version 5.1.6-0+deb12u1 Copyright (c) 2000-2024 the FFmpeg developers\n"_s, 1200, u"0+deb12u1"_s, kBefore},
         {QString(), 1200, QString(), kBefore}, {u"size=     512kB ti"_s, 1200, QString(), kBefore},
     };
-    for (const Case &c : cases) {
-        const ProgressDisplay d = tick(c.pane, c.duration);
-        QCOMPARE(d.txtProgress, c.shown);
+    for (const auto &[pane, duration, shown, encoding] : cases) {
+        const ProgressDisplay d = tick(pane, duration);
+        QCOMPARE(d.txtProgress, shown);
         bool number = false;
-        const int seconds = c.shown.toInt(&number);
+        const int seconds = shown.toInt(&number);
         QCOMPARE(d.PB1, number ? seconds : 7);
-        QCOMPARE(d.Encoding, c.encoding);
+        QCOMPARE(d.Encoding, encoding);
         QCOMPARE(d.lblWMAprogress, u"before"_s);
     }
 }
