@@ -1,14 +1,14 @@
 #include "platform/AppFolder.h"
 #include "platform/AppFolderChoice.h"
 #include "platform/AppVersion.h"
-#include "platform/ScriptedDialogs.h"
+#include "platform/TextEncoding.h"
+#include "platform/WidgetDialogs.h"
 #include "process/CommandLine.h"
 
 #include "installdirs.h"
 
 #include <QDir>
-#include <QFile>
-#include <QFileInfo>
+#include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
@@ -16,133 +16,120 @@
 #include <unistd.h>
 
 using namespace tonmill;
+using namespace Qt::Literals::StringLiterals;
 
 class TestPlatform : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void appFolderFoldsSpellings();
-    void appFolderChoice();
-    void scriptedDialogsAnswerInOrderAndFlagSurprises();
-    void versionForms();
-    void commandLineWords();
+    void appFolderSpellingsAndChoice();
+    void textEncodings();
+    void filtersVersionAndCommandLine();
 };
 
-void TestPlatform::appFolderFoldsSpellings()
+void TestPlatform::appFolderSpellingsAndChoice()
 {
-    const AppFolder folder(QStringLiteral("/opt/tonmill/"));
-    QCOMPARE(folder.path(), QStringLiteral("/opt/tonmill"));
-    // Every spelling the program uses reaches the one file on disk.
-    for (const QString &name : {QStringLiteral("\\Tonmill.ini"), QStringLiteral("\\Tonmill.INI"),
-                                QStringLiteral("\\tonmill.ini"), QStringLiteral("Tonmill.ini")})
-        QCOMPARE(folder.file(name), QStringLiteral("/opt/tonmill/Tonmill.ini"));
-    QCOMPARE(folder.file(QStringLiteral("\\tools\\WMCmd.vbs")), QStringLiteral("/opt/tonmill/Tools/WMCmd.vbs"));
-    QCOMPARE(folder.file(QStringLiteral("\\Tools\\Plugins\\NicAudio.dll")),
-             QStringLiteral("/opt/tonmill/Tools/Plugins/NicAudio.dll"));
-    QCOMPARE(folder.file(QStringLiteral("/fileData.ini")), QStringLiteral("/opt/tonmill/fileData.ini"));
-    QCOMPARE(folder.file(QStringLiteral("\\Tools\\MediaInfo\\mediainfo")),
-             QStringLiteral("/opt/tonmill/Tools/MediaInfo/mediainfo"));
-    // Names the program does not know keep their letters.
-    QCOMPARE(folder.file(QStringLiteral("Other.TXT")), QStringLiteral("/opt/tonmill/Other.TXT"));
-    // At the root there is no doubled separator.
-    QCOMPARE(AppFolder(QStringLiteral("/")).file(QStringLiteral("\\Tonmill.INI")), QStringLiteral("/Tonmill.ini"));
-}
+    // Every spelling the program uses reaches one file on disk; other names keep their letters.
+    const QList<std::array<QString, 3>> names = {
+        {u"/opt/tonmill/"_s, u"\\Tonmill.INI"_s, u"/opt/tonmill/Tonmill.ini"_s},
+        {u"/opt/tonmill"_s, u"\\tonmill.ini"_s, u"/opt/tonmill/Tonmill.ini"_s},
+        {u"/opt/tonmill"_s, u"Tonmill.ini"_s, u"/opt/tonmill/Tonmill.ini"_s},
+        {u"/opt/tonmill"_s, u"\\tools\\WMCmd.vbs"_s, u"/opt/tonmill/Tools/WMCmd.vbs"_s},
+        {u"/opt/tonmill"_s, u"\\Tools\\Plugins\\NicAudio.dll"_s, u"/opt/tonmill/Tools/Plugins/NicAudio.dll"_s},
+        {u"/opt/tonmill"_s, u"/fileData.ini"_s, u"/opt/tonmill/fileData.ini"_s},
+        {u"/opt/tonmill"_s, u"Other.TXT"_s, u"/opt/tonmill/Other.TXT"_s},
+        {u"/"_s, u"\\Tonmill.INI"_s, u"/Tonmill.ini"_s},
+    };
+    for (const auto &[folder, name, file] : names)
+        QCOMPARE(AppFolder(folder).file(name), file);
+    QCOMPARE(AppFolder(u"/opt/tonmill/"_s).path(), u"/opt/tonmill"_s);
 
-// Where each kind of start keeps its files, and where it finds its helpers.
-void TestPlatform::appFolderChoice()
-{
+    // Where each kind of start keeps its files, and where it finds its helpers.
     QTemporaryDir dir;
     const auto at = [&dir](const char *name) { return dir.filePath(QLatin1String(name)); };
     const QString build = at("build");
     const QString bin = at("prefix/bin");
-    const QString installedHelpers = QDir::cleanPath(bin + QLatin1Char('/') + QLatin1String(installdirs::helpersFromExecutable));
+    const QString installed = QDir::cleanPath(bin + u'/' + QLatin1String(installdirs::helpersFromExecutable));
     const QString readOnly = at("readonly");
-    for (const QString &folder : {build + QStringLiteral("/Tools"), bin, installedHelpers, at("bare"),
-                                  readOnly + QStringLiteral("/Tools")})
+    for (const QString &folder : {build + u"/Tools"_s, bin, installed, at("bare"), readOnly + u"/Tools"_s})
         QVERIFY(QDir().mkpath(folder));
     QVERIFY(QFile::setPermissions(readOnly, QFile::ReadOwner | QFile::ExeOwner));
-    const UserFolders user{at("config"), at("cache")};
     const QString settings = at("config/Tonmill");
     const QString work = at("cache/Tonmill");
-
-    struct Case {
-        QString home, executableDir, settingsDir, workDir, helpers;
-    };
-    QList<Case> cases = {
-        {{}, build, build, build, build + QStringLiteral("/Tools")},
-        {{}, bin, settings, work, installedHelpers},
-        {at("new/home"), bin, at("new/home"), at("new/home"), installedHelpers},
-        {at("other"), build, at("other"), at("other"), build + QStringLiteral("/Tools")},
+    QList<std::array<QString, 5>> cases = {  // home, program's folder, settings, work files, helpers
+        {QString(), build, build, build, build + u"/Tools"_s},
+        {QString(), bin, settings, work, installed},
+        {at("new/home"), bin, at("new/home"), at("new/home"), installed},
+        {at("other"), build, at("other"), at("other"), build + u"/Tools"_s},
         // Neither helper folder: the one beside the program is named.
-        {{}, at("bare"), settings, work, at("bare/Tools")},
+        {QString(), at("bare"), settings, work, at("bare/Tools")},
     };
     // Only a user other than root is kept out of a folder by its permissions.
     if (::geteuid() != 0)
-        cases.append({{}, readOnly, settings, work, readOnly + QStringLiteral("/Tools")});
-    for (const Case &c : cases) {
-        const AppFolder folder = chooseAppFolder(c.home, c.executableDir, user);
-        const QString which = c.home + QLatin1Char(' ') + c.executableDir;
-        QVERIFY2(folder.file(QStringLiteral("\\Tonmill.INI")) == c.settingsDir + QStringLiteral("/Tonmill.ini"), qPrintable(which));
-        QVERIFY2(folder.file(QStringLiteral("\\Tonmill.LNG")) == c.settingsDir + QStringLiteral("/Tonmill.LNG"), qPrintable(which));
-        QVERIFY2(folder.file(QStringLiteral("\\fileData.ini")) == c.workDir + QStringLiteral("/fileData.ini"), qPrintable(which));
-        QVERIFY2(folder.path() == c.workDir, qPrintable(which));
-        QVERIFY2(folder.file(QStringLiteral("\\tools\\MediaInfo\\mediainfo")) == c.helpers + QStringLiteral("/MediaInfo/mediainfo"),
-                 qPrintable(which));
-        QVERIFY2(QFileInfo(c.settingsDir).isDir() && QFileInfo(c.workDir).isDir(), qPrintable(which));
+        cases.append({QString(), readOnly, settings, work, readOnly + u"/Tools"_s});
+    for (const auto &[home, executableDir, settingsDir, workDir, helpers] : cases) {
+        const AppFolder folder = chooseAppFolder(home, executableDir, UserFolders{at("config"), at("cache")});
+        const QStringList expected = {settingsDir + u"/Tonmill.ini"_s, settingsDir + u"/Tonmill.LNG"_s,
+                                      workDir + u"/fileData.ini"_s, workDir, helpers + u"/MediaInfo/mediainfo"_s};
+        QCOMPARE((QStringList{folder.file(u"\\Tonmill.INI"_s), folder.file(u"\\Tonmill.LNG"_s),
+                              folder.file(u"\\fileData.ini"_s), folder.path(), folder.file(u"\\tools\\MediaInfo\\mediainfo"_s)}),
+                 expected);
+        QVERIFY(QFileInfo(settingsDir).isDir() && QFileInfo(workDir).isDir());
     }
     QFile::setPermissions(readOnly, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 }
 
-void TestPlatform::scriptedDialogsAnswerInOrderAndFlagSurprises()
+void TestPlatform::textEncodings()
 {
-    ScriptedDialogs dialogs;
-    dialogs.answer(DialogAnswer::Yes).answerFile(QStringLiteral("/tmp/a.mp3"));
-    QCOMPARE(dialogs.message({QStringLiteral("Replace?"), {}, DialogButtons::YesNo, DialogIcon::Question}),
-             DialogAnswer::Yes);
-    QCOMPARE(dialogs.fileName({FileRequest::Mode::Open, QStringLiteral("  Open"), {}, QStringLiteral("/old")}),
-             QStringLiteral("/tmp/a.mp3"));
-    QVERIFY(dialogs.unexpected().isEmpty());
-    QVERIFY(dialogs.allAnswersUsed());
-    // Nothing prepared: a question is answered No, a file dialog keeps its name,
-    // and both are on record.
-    QCOMPARE(dialogs.message({QStringLiteral("Again?"), {}, DialogButtons::YesNo, DialogIcon::Question}),
-             DialogAnswer::No);
-    QCOMPARE(dialogs.fileName({FileRequest::Mode::Save, QStringLiteral("  Save as..."), {}, QStringLiteral("/old")}),
-             QStringLiteral("/old"));
-    QCOMPARE(dialogs.unexpected().size(), 2);
-    QCOMPARE(dialogs.messages().size(), 2);
-    QCOMPARE(dialogs.messages()[1].text, QStringLiteral("Again?"));
-    // An answer of the wrong kind is not consumed by the other kind of prompt.
-    ScriptedDialogs mixed;
-    mixed.answerFile(QStringLiteral("/f"));
-    QCOMPARE(mixed.message({QStringLiteral("Ok?"), {}, DialogButtons::Ok, DialogIcon::None}), DialogAnswer::Ok);
-    QCOMPARE(mixed.unexpected().size(), 1);
-    QVERIFY(!mixed.allAnswersUsed());
+    // Windows-1252 as Python's cp1252 codec has it; the five bytes it leaves unassigned map, as on
+    // the original platform, to the control characters of that number.
+    QProcess python;
+    python.start(u"/usr/bin/python3"_s, {u"-c"_s, u"print(' '.join(str(ord(bytes([b]).decode('cp1252', 'ignore') or chr(b)))"
+                                                   " for b in range(256)))"_s});
+    QVERIFY(python.waitForFinished(30000));
+    QByteArray all;
+    for (int b = 0; b < 256; ++b)
+        all.append(char(b));
+    QStringList codes;
+    for (const QChar c : decodeWindows1252(all))
+        codes << QString::number(c.unicode());
+    QCOMPARE(codes.join(u' '), QString::fromLatin1(python.readAllStandardOutput()).trimmed());
+
+    // UTF-8 when all of it is; a cut-off start, an overlong form or an encoded surrogate is not.
+    const QList<std::pair<QByteArray, QString>> texts = {
+        {"Fran\xC3\xA7" "ais \xC2\xBB \xE2\x82\xAC", u"Français » €"_s}, {"Fran\xE7" "ais \xBB \x80", u"Français » €"_s},
+        {"abc\xC3", u"abcÃ"_s}, {"\xC0\xBB", u"À»"_s}, {"\xED\xA0\x80", u"í\u00A0€"_s},
+        {"\xEF\xBB\xBF[General]", u"\uFEFF[General]"_s}, {QByteArray("a\0b", 3), QString::fromUtf16(u"a\0b", 3)}, {{}, {}},
+    };
+    for (const auto &[bytes, text] : texts)
+        QCOMPARE(decodeText(bytes), text);
+    const QString text = u"Übersetzt » 日本 \U0001F3B5"_s;
+    QCOMPARE(encodeText(text), text.toUtf8());
+    QCOMPARE(decodeText(encodeText(text)), text);
 }
 
-void TestPlatform::versionForms()
+void TestPlatform::filtersVersionAndCommandLine()
 {
-    const QRegularExpression dotted(QStringLiteral("^(\\d+)\\.(\\d+)\\.(\\d+)$"));
-    const auto match = dotted.match(versionText());
-    QVERIFY(match.hasMatch());
-    QCOMPARE(versionStamp(), match.captured(1) + match.captured(2) + match.captured(3));
-}
+    // The file dialog's filters in Qt's form.
+    QCOMPARE(WidgetDialogs::qtFilter(u"MP3 Files|*.mp3"_s), u"MP3 Files (*.mp3)"_s);
+    QCOMPARE(WidgetDialogs::qtFilter(u"Audio Files|*.aac;*.ac3;*.wav|All Files|*.*"_s),
+             u"Audio Files (*.aac *.ac3 *.wav);;All Files (*.*)"_s);
+    QCOMPARE(WidgetDialogs::qtFilter(QString()), QString());
 
-void TestPlatform::commandLineWords()
-{
-    // Fixed text splits at blanks; a quoted value is one word whatever it holds,
-    // and joins text written right against it.
+    const QRegularExpressionMatch dotted = QRegularExpression(u"^(\\d+)\\.(\\d+)\\.(\\d+)$"_s).match(versionText());
+    QVERIFY(dotted.hasMatch());
+    QCOMPARE(versionStamp(), dotted.captured(1) + dotted.captured(2) + dotted.captured(3));
+
+    // Fixed text splits at blanks; a quoted value is one word, joined to text right against it.
     CommandLineBuilder b;
-    b.quoted(QStringLiteral("/usr/bin/ff mpeg")).text(QStringLiteral(" -y -i "))
-        .quoted(QStringLiteral("a \"b\" $(c); d\ne")).text(QStringLiteral(" -f  "))
-        .quoted(QString()).text(QStringLiteral(" x=")).quoted(QStringLiteral("y z"));
+    b.quoted(u"/usr/bin/ff mpeg"_s).text(u" -y -i "_s).quoted(u"a \"b\" $(c); d\ne"_s).text(u" -f  "_s).quoted(QString())
+        .text(u" x="_s).quoted(u"y z"_s);
     const CommandLine line = b.build();
-    QCOMPARE(line.text, QStringLiteral("\"/usr/bin/ff mpeg\" -y -i \"a \"b\" $(c); d\ne\" -f  \"\" x=\"y z\""));
-    QCOMPARE(line.program, QStringLiteral("/usr/bin/ff mpeg"));
-    QCOMPARE(line.arguments, (QStringList{QStringLiteral("-y"), QStringLiteral("-i"), QStringLiteral("a \"b\" $(c); d\ne"),
-                                          QStringLiteral("-f"), QString(), QStringLiteral("x=y z")}));
-    QCOMPARE(line.imageName, QStringLiteral("ff mpeg"));
+    QCOMPARE(line.text, u"\"/usr/bin/ff mpeg\" -y -i \"a \"b\" $(c); d\ne\" -f  \"\" x=\"y z\""_s);
+    QCOMPARE(line.program, u"/usr/bin/ff mpeg"_s);
+    QCOMPARE(line.arguments, (QStringList{u"-y"_s, u"-i"_s, u"a \"b\" $(c); d\ne"_s, u"-f"_s, QString(), u"x=y z"_s}));
+    QCOMPARE(line.imageName, u"ff mpeg"_s);
     QVERIFY(CommandLineBuilder().build().isEmpty());
 }
 
-QTEST_GUILESS_MAIN(TestPlatform)
+QTEST_MAIN(TestPlatform)
 #include "tst_platform.moc"
