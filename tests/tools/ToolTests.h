@@ -1,5 +1,4 @@
-// What the tests of the helper programs share: fixed argument lists written
-// as one line, test media made with sox or ffmpeg, and the built helpers.
+// What the tests of the helper programs share.
 #pragma once
 
 #include "support/TestPaths.h"

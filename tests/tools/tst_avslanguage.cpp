@@ -70,8 +70,7 @@ private Q_SLOTS:
     void mistakesGiveOneLine();
     void soxEffects();
     void scriptFiles();
-    void wavHeaderAgreesWithFfprobe();
-    void wavHeaderDeclinesWhatItCannotVouchFor();
+    void wavHeaderAgreesWithFfprobeOrDeclines();
 
 private:
     EvalResult run(const QString &text) { return evaluateScript(text, *m_loader); }
@@ -167,61 +166,50 @@ void TestAvsLanguage::mistakesGiveOneLine_data()
     QTest::addColumn<int>("line");
     QTest::addColumn<QString>("error");
 
-    const QList<std::tuple<const char *, QString, int, QString>> rows = {
-        {"unknown function", kStereo + u"c\n\nFooBar(c, 3)\n"_s, 4, u"unknown function \"FooBar\""_s},
-        {"unknown method", kStereo + u"c.Sharpen\n"_s, 2, u"unknown function \"Sharpen\""_s},
-        {"unknown name", kStereo + u"Clip5\n"_s, 2, u"unknown function or variable \"Clip5\""_s},
-        {"no last yet", u"ConvertToMono()\n"_s, 1, u"ConvertToMono needs a clip, and last has none yet"_s},
-        {"condition not bool", kStereo + u"AudioChannels(c) ? c : c\n"_s, 2,
-         u"the condition before ? must be bool, not int"_s},
-        {"clip + clip", kStereo + u"x = c + c\n"_s, 2, u"+ cannot combine clip and clip"_s},
-        {"division by zero", kStereo + u"x = 1 / (2 - 2)\n"_s, 2, u"division by zero"_s},
+    const QList<std::tuple<QString, int, QString>> rows = {
+        {kStereo + u"c\n\nFooBar(c, 3)\n"_s, 4, u"unknown function \"FooBar\""_s},
+        {kStereo + u"c.Sharpen\n"_s, 2, u"unknown function \"Sharpen\""_s},
+        {kStereo + u"Clip5\n"_s, 2, u"unknown function or variable \"Clip5\""_s},
+        {u"ConvertToMono()\n"_s, 1, u"ConvertToMono needs a clip, and last has none yet"_s},
+        {kStereo + u"AudioChannels(c) ? c : c\n"_s, 2, u"the condition before ? must be bool, not int"_s},
+        {kStereo + u"x = c + c\n"_s, 2, u"+ cannot combine clip and clip"_s},
+        {kStereo + u"x = 1 / (2 - 2)\n"_s, 2, u"division by zero"_s},
         // A function sees its parameters only, not the script's variables.
-        {"function sees no globals", kStereo + u"function F(clip a) { return c }\nF(c)\n"_s, 2,
-         u"unknown function or variable \"c\""_s},
-        {"function argument type", kStereo + u"function F(int n) { return n }\nF(c)\n"_s, 3,
-         u"F: the argument \"n\" must be int, not clip"_s},
-        {"endless recursion", kStereo + u"function Loop(clip a) { return Loop(a) }\nLoop(c)\n"_s, 2,
-         u"Loop: functions call each other too deeply"_s},
-        {"function twice", u"function F(clip a) { return a }\nfunction f(clip b) { return b }\n"_s, 2,
-         u"the function f is defined twice"_s},
-        {"missing bracket", u"# one\nTrim(Clip3,0,4500\nx = 1\n"_s, 2,
+        {kStereo + u"function F(clip a) { return c }\nF(c)\n"_s, 2, u"unknown function or variable \"c\""_s},
+        {kStereo + u"function F(int n) { return n }\nF(c)\n"_s, 3, u"F: the argument \"n\" must be int, not clip"_s},
+        {kStereo + u"function Loop(clip a) { return Loop(a) }\nLoop(c)\n"_s, 2, u"Loop: functions call each other too deeply"_s},
+        {u"function F(clip a) { return a }\nfunction f(clip b) { return b }\n"_s, 2, u"the function f is defined twice"_s},
+        {u"# one\nTrim(Clip3,0,4500\nx = 1\n"_s, 2,
          u"syntax error: expected \",\" or \")\" in the arguments of Trim but found the end of the line"_s},
-        {"open string", u"\nClip1 = DirectShowSource(\"/music/a.wav,25)\n"_s, 2,
-         u"syntax error: the string is not closed with \" on its line"_s},
-        {"stray brace", kStereo + u"}\n"_s, 2, u"syntax error: expected a value but found \"}\""_s},
-        {"two values", kStereo + u"c c\n"_s, 2, u"syntax error: expected the end of the line but found \"c\""_s},
-        {"no value", u"x =\n"_s, 1, u"syntax error: expected a value but found the end of the line"_s},
-        {"odd character", u"a = 1\nb = 2 @ 3\n"_s, 2, u"syntax error: unexpected character \"@\""_s},
-        {"open function", u"function F(clip a) {\nreturn a\n"_s, 3,
+        {u"\nClip1 = DirectShowSource(\"/music/a.wav,25)\n"_s, 2, u"syntax error: the string is not closed with \" on its line"_s},
+        {kStereo + u"}\n"_s, 2, u"syntax error: expected a value but found \"}\""_s},
+        {kStereo + u"c c\n"_s, 2, u"syntax error: expected the end of the line but found \"c\""_s},
+        {u"x =\n"_s, 1, u"syntax error: expected a value but found the end of the line"_s},
+        {u"a = 1\nb = 2 @ 3\n"_s, 2, u"syntax error: unexpected character \"@\""_s},
+        {u"function F(clip a) {\nreturn a\n"_s, 3,
          u"syntax error: expected \"}\" to close the function F but found the end of the script"_s},
-        {"function in function", u"function F(clip a) {\nfunction G() { }\n}\n"_s, 2,
+        {u"function F(clip a) {\nfunction G() { }\n}\n"_s, 2,
          u"syntax error: expected a statement (functions are defined only at the top level) but found \"function\""_s},
-        {"bad parameter type", u"function F(number a) { return a }\n"_s, 1,
+        {u"function F(number a) { return a }\n"_s, 1,
          u"syntax error: expected a parameter type (clip, int, float, string, bool or val) but found \"number\""_s},
-        {"deep nesting", u"x = "_s + QString(300, u'(') + u'1' + QString(300, u')') + u'\n', 1,
+        {u"x = "_s + QString(300, u'(') + u'1' + QString(300, u')') + u'\n', 1,
          u"syntax error: expected a simpler expression (this one nests too deeply) but found \"(\""_s},
-        {"wrong type", kStereo + u"Trim(c, \"0\", 10)\n"_s, 2,
-         u"Trim: the argument \"first_frame\" must be int, not string"_s},
-        {"too many", kStereo + u"DelayAudio(c, 1, 2)\n"_s, 2, u"DelayAudio: too many arguments (3 given, at most 2)"_s},
-        {"missing argument", kStereo + u"Trim(c, 5)\n"_s, 2, u"Trim: the argument \"last_frame\" is missing"_s},
-        {"unknown argument", kStereo + u"Normalize(c, level=1)\n"_s, 2,
-         u"Normalize: there is no argument named \"level\""_s},
-        {"no such channel", kStereo + u"GetChannel(c, 1, 3)\n"_s, 2,
-         u"GetChannel: the clip has 2 channel(s), so there is no channel 3"_s},
-        {"channels differ", kStereo + u"MixAudio(c, c.GetLeftChannel)\n"_s, 2,
-         u"MixAudio: the clips have different channel counts (2 and 1)"_s},
-        {"rates differ", kStereo + u"MergeChannels(c, c.ResampleAudio(48000))\n"_s, 2,
+        {kStereo + u"Trim(c, \"0\", 10)\n"_s, 2, u"Trim: the argument \"first_frame\" must be int, not string"_s},
+        {kStereo + u"DelayAudio(c, 1, 2)\n"_s, 2, u"DelayAudio: too many arguments (3 given, at most 2)"_s},
+        {kStereo + u"Trim(c, 5)\n"_s, 2, u"Trim: the argument \"last_frame\" is missing"_s},
+        {kStereo + u"Normalize(c, level=1)\n"_s, 2, u"Normalize: there is no argument named \"level\""_s},
+        {kStereo + u"GetChannel(c, 1, 3)\n"_s, 2, u"GetChannel: the clip has 2 channel(s), so there is no channel 3"_s},
+        {kStereo + u"MixAudio(c, c.GetLeftChannel)\n"_s, 2, u"MixAudio: the clips have different channel counts (2 and 1)"_s},
+        {kStereo + u"MergeChannels(c, c.ResampleAudio(48000))\n"_s, 2,
          u"MergeChannels: the clips have different sampling rates (44100 and 48000 Hz)"_s},
-        {"sox effect", kStereo + u"SoxFilter(c, \"reverb 50\")\n"_s, 2,
-         u"SoxFilter \"reverb 50\": the effect \"reverb\" is not supported"_s},
-        {"filter above Nyquist", kStereo + u"ResampleAudio(c, 8000).SoxFilter(\"lowpass 5k\")\n"_s, 2,
+        {kStereo + u"SoxFilter(c, \"reverb 50\")\n"_s, 2, u"SoxFilter \"reverb 50\": the effect \"reverb\" is not supported"_s},
+        {kStereo + u"ResampleAudio(c, 8000).SoxFilter(\"lowpass 5k\")\n"_s, 2,
          u"SoxFilter \"lowpass 5k\": 5000 Hz is not below half the sampling rate"_s},
-        {"no clip", u"x = 1\n\n"_s, 3, u"the script gives no clip"_s},
-        {"not a clip", u"1 + 2\n"_s, 2, u"the script gives int, not a clip"_s},
+        {u"x = 1\n\n"_s, 3, u"the script gives no clip"_s},
+        {u"1 + 2\n"_s, 2, u"the script gives int, not a clip"_s},
     };
-    for (const auto &[name, script, line, error] : rows)
-        QTest::newRow(name) << script << line << error;
+    for (const auto &[script, line, error] : rows)
+        QTest::newRow(qPrintable(error)) << script << line << error;
 }
 
 void TestAvsLanguage::mistakesGiveOneLine()
@@ -250,8 +238,7 @@ void TestAvsLanguage::soxEffects()
         QVERIFY2(parseSoxEffect(QLatin1String(text), &effects, &error), qPrintable(error));
         QStringList got;
         for (const SoxEffect &e : effects) {
-            got << (e.kind == SoxEffect::Kind::Gain
-                        ? u"x"_s + QString::number(e.gain, 'g', 5)
+            got << (e.kind == SoxEffect::Kind::Gain ? u"x"_s + QString::number(e.gain, 'g', 5)
                         : u"%1 %2/%3"_s.arg(e.filter.kind == PassFilter::Kind::HighPass ? u"H"_s : u"L"_s)
                               .arg(e.filter.frequency).arg(e.filter.poles));
         }
@@ -298,7 +285,7 @@ void TestAvsLanguage::scriptFiles()
     QVERIFY(error.startsWith(u"none.avs: the script cannot be read"_s));
 }
 
-void TestAvsLanguage::wavHeaderAgreesWithFfprobe()
+void TestAvsLanguage::wavHeaderAgreesWithFfprobeOrDeclines()
 {
     const QList<std::pair<QString, QString>> cases = {
         {u"sox"_s, u"-n -b 16 -r 44100 -c 2 OUT synth 3.3 sine 440"_s},
@@ -323,10 +310,7 @@ void TestAvsLanguage::wavHeaderAgreesWithFfprobe()
                      && qRound(info->durationSeconds * 1e6) == qRound(ffprobe->durationSeconds * 1e6),
                  qPrintable(arguments));
     }
-}
 
-void TestAvsLanguage::wavHeaderDeclinesWhatItCannotVouchFor()
-{
     const QString good = m_dir.filePath(u"good.wav"_s);
     QVERIFY(made(u"sox"_s, words(u"-n -b 16 -r 44100 -c 2 OUT synth 1 sine 440"_s, {}, good)));
     const QByteArray bytes = readBytes(good);
@@ -334,12 +318,8 @@ void TestAvsLanguage::wavHeaderDeclinesWhatItCannotVouchFor()
     const qsizetype data = bytes.indexOf("data"), fmt = bytes.indexOf("fmt ");
     QVERIFY(data > 0 && fmt > 0);
     const auto edited = [&](qsizetype at, quint32 value, int size) {
-        QByteArray b = bytes;
-        if (size == 2)
-            qToLittleEndian(quint16(value), b.data() + at);
-        else
-            qToLittleEndian(value, b.data() + at);
-        return b;
+        const quint32 le = qToLittleEndian(value);
+        return QByteArray(bytes).replace(at, size, QByteArray(reinterpret_cast<const char *>(&le), size));
     };
     // Cut off: the data chunk claims more than the file holds; a streamed
     // recording's length fields are 0xFFFFFFFF; an empty data chunk or one

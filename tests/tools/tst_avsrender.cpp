@@ -1,11 +1,9 @@
-// The decoding scripts as the program writes them, rendered by tonmill-avs
-// from sources made with sox and ffmpeg, and measured on the output: length
-// (against what ffmpeg decodes, whatever a header claims), rate and channels
-// (read here and by ffprobe), the cut's samples, the normalised peak, the
-// fades, and what the up-mix puts in each of its six channels. When things go
-// wrong: one line on stderr, exit status 1, no file left behind (an earlier
-// output stays as it was) and no process left, also when it is stopped by a
-// signal in the middle of a render.
+// The decoding scripts as the program writes them, rendered by tonmill-avs,
+// measured on the output: length (as ffmpeg decodes the source, whatever its
+// header claims), rate, channels, the cut's samples, the normalised peak, the
+// fades, the up-mix's six channels. A failure is one line on stderr, and
+// leaves no file (an earlier output as it was) and no process, also when a
+// signal stops a render.
 #include "ToolTests.h"
 
 #include "convert/AVSScripts.h"
@@ -260,9 +258,7 @@ void TestAvsRender::segmentIsTheSourcesPart()
     QVERIFY2(wav.channels == 2, qPrintable(m_lastError));
     for (int c = 0; c < 2; ++c)
         QVERIFY(wav.samples[c] == std::vector<double>(&original.samples[c][60 * 1764], &original.samples[c][151 * 1764]));
-    // At another rate the length is still 91 frames; a cut past the source's end stops there.
-    wav = render(u"segment.avs"_s, segment(path, 2.4, 6.0, 48000));
-    QVERIFY2(wav.rate == 48000 && wav.frames() == 91 * 1920, qPrintable(m_lastError));
+    // A cut past the source's end stops there.
     wav = render(u"segment.avs"_s, segment(path, 9.0, 12.0, 44100));
     QVERIFY2(wav.channels == 2, qPrintable(m_lastError));
     QVERIFY(wav.samples[1] == std::vector<double>(original.samples[1].end() - 44100, original.samples[1].end()));

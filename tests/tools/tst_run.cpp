@@ -1,12 +1,9 @@
-// The encoder runner on the encoder lines the program writes, on the
-// decoding scripts the program writes: every output format comes out as an
-// independent reader (ffprobe, sox, mutagen) finds the line asked for; with
-// TONMILL_LOUDNESS a quiet speech-like source, a loud music-like one and a
-// quiet tone with one full-scale click come out at the target loudness under
-// the true-peak ceiling, or keep their audio and carry ReplayGain tags, as
-// ffmpeg's own EBU R128 meter, run apart, finds; what goes wrong is said in one
-// line, nothing that looks finished is left behind, and no process outlives
-// the run, also when it is ended by a signal or aborted by name.
+// The encoder runner on the encoder lines and decoding scripts the program
+// writes: every format comes out as ffprobe, sox and mutagen find the line
+// asked for; with TONMILL_LOUDNESS the output meets the target under the
+// true-peak ceiling as ffmpeg's own meter finds, or keeps its audio and carries
+// ReplayGain tags; a failure is one line, and leaves no file and no process,
+// also when the run is ended by a signal or aborted by name.
 #include "ToolTests.h"
 
 #include "convert/AVSScripts.h"
@@ -88,34 +85,35 @@ Ran encode(const CommandLine &line, const QString &loudness = {})
                       loudness.isEmpty() ? QStringList() : QStringList{QLatin1String(kLoudnessVariable) + u'=' + loudness});
 }
 
+// A run that fails: what the last line on stderr holds after "tonmill-run: error: ".
+struct Failure {
+    QString source, output, expected;
+    int status = 1;
+    QString ffmpeg = kFfmpeg, searchPath = {}; // searchPath empty: this test's own
+    bool killEncoder = false;                  // SIGKILL ffmpeg once it is at work
+    QStringList ffmpegSaid = {};               // the lines before the error line; empty: not checked
+};
+
 QString executable(const QString &file, const QByteArray &text)
 {
     writeBytes(file, text);
     return QFile::setPermissions(file, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner) ? file : QString();
 }
 
-struct Probe {
-    QString codec, format;
-    int channels = 0, rate = 0;
-    double kbps = 0;
-};
-
-Probe probe(const QString &file)
+// What ffprobe finds: codec, container names, channels, rate, and the kbit/s
+// of all audio packets over the duration.
+QStringList probe(const QString &file)
 {
     const Ran r = runProgram(u"ffprobe"_s, words(u"-v error -select_streams a:0 -show_entries stream=codec_name,channels,"
-                                                 "sample_rate:format=format_name,duration:packet=size -of json"_s)
-                                               << file);
+                                                 "sample_rate:format=format_name,duration:packet=size -of json"_s) << file);
     const QJsonObject o = QJsonDocument::fromJson(r.out.toUtf8()).object();
-    const QJsonObject stream = o[u"streams"_s].toArray().at(0).toObject();
-    const QJsonObject format = o[u"format"_s].toObject();
-    Probe p{stream[u"codec_name"_s].toString(), format[u"format_name"_s].toString(), stream[u"channels"_s].toInt(),
-            stream[u"sample_rate"_s].toString().toInt()};
+    const QJsonObject stream = o[u"streams"_s].toArray().at(0).toObject(), format = o[u"format"_s].toObject();
     qint64 bytes = 0;
     for (const QJsonValue &packet : o[u"packets"_s].toArray())
         bytes += packet.toObject()[u"size"_s].toString().toLongLong();
-    const double duration = format[u"duration"_s].toString().toDouble();
-    p.kbps = duration > 0 ? double(bytes) * 8 / 1000 / duration : 0;
-    return p;
+    return {stream[u"codec_name"_s].toString(), format[u"format_name"_s].toString(),
+            QString::number(stream[u"channels"_s].toInt()), stream[u"sample_rate"_s].toString(),
+            QString::number(double(bytes) * 8 / 1000 / format[u"duration"_s].toString().toDouble())};
 }
 
 // sox's reading of the largest sample, 0..1.
@@ -187,10 +185,8 @@ private Q_SLOTS:
     void amrTakesTheNearestLegalMode();
     void volumeScalesTheLevel();
     void loudnessChoiceIsRead();
-    void normalisedOutputMeetsTarget_data();
-    void normalisedOutputMeetsTarget();
-    void otherwiseTheAudioIsKept_data();
-    void otherwiseTheAudioIsKept();
+    void loudness_data();
+    void loudness();
     void badInputSaysWhatInOneLine_data();
     void badInputSaysWhatInOneLine();
     void terminationEndsTheRunAtOnce();
@@ -338,12 +334,10 @@ void TestRun::formats()
         QVERIFY2(QRegularExpression(uR"(^Encoding WMA: 100% \([0-9.]+ of 3\.0 s\))"_s).match(lines.last()).hasMatch(),
                  qPrintable(lines.last()));
 
-    const Probe p = probe(output);
-    QCOMPARE(p.codec, expect[0]);
-    QVERIFY2(p.format.split(u',').contains(expect[1]), qPrintable(p.format));
-    QCOMPARE(p.channels, expect[2].toInt());
-    QCOMPARE(p.rate, expect[3].toInt());
-    QVERIFY2(qAbs(p.kbps / expect[4].toDouble() - 1) <= 0.1, qPrintable(u"%1 kbit/s"_s.arg(p.kbps)));
+    const QStringList p = probe(output);
+    QVERIFY2(p[0] == expect[0] && p[1].split(u',').contains(expect[1]) && p[2] == expect[2] && p[3] == expect[3]
+                 && qAbs(p[4].toDouble() / expect[4].toDouble() - 1) <= 0.1,
+             qPrintable(p.join(u' ')));
     if (expect[1] == u"aac"_s) {
         // The ADTS header's ID bit says MPEG-2.
         const QByteArray head = readBytes(output).left(2);
@@ -411,17 +405,12 @@ void TestRun::volumeScalesTheLevel()
 void TestRun::loudnessChoiceIsRead()
 {
     const QList<QPair<const char *, bool>> values = {
-        {R"({"mode":"normalize","target":-16,"ceiling":-1})", true},
-        {R"({"mode":"replaygain","target":-23,"ceiling":0})", true},
+        {R"({"mode":"normalize","target":-16,"ceiling":-1})", true}, {R"({"mode":"replaygain","target":-23,"ceiling":0})", true},
         {R"({"mode":"normalize"})", true}, // the defaults: -16 LUFS, -1 dBTP
-        {R"({"mode":"normalize","target":-4.9,"ceiling":-1})", false},
-        {R"({"mode":"normalize","target":-70.1,"ceiling":-1})", false},
-        {R"({"mode":"normalize","target":-16,"ceiling":0.5})", false},
-        {R"({"mode":"normalize","target":-16,"ceiling":-9.5})", false},
-        {R"({"mode":"normalize","target":"-16","ceiling":-1})", false},
-        {R"({"mode":"off","target":-16,"ceiling":-1})", false},
-        {R"({"target":-16,"ceiling":-1})", false},
-        {R"({"mode":"normalize","target":-16,)", false},
+        {R"({"mode":"normalize","target":-4.9,"ceiling":-1})", false}, {R"({"mode":"normalize","target":-70.1,"ceiling":-1})", false},
+        {R"({"mode":"normalize","target":-16,"ceiling":0.5})", false}, {R"({"mode":"normalize","target":-16,"ceiling":-9.5})", false},
+        {R"({"mode":"normalize","target":"-16","ceiling":-1})", false}, {R"({"mode":"off","target":-16,"ceiling":-1})", false},
+        {R"({"target":-16,"ceiling":-1})", false}, {R"({"mode":"normalize","target":-16,)", false},
         {R"({"mode":"replaygain","album_gain":-3})", false},
     };
     for (const auto &[value, valid] : values)
@@ -429,23 +418,14 @@ void TestRun::loudnessChoiceIsRead()
 
     // What the program puts in the environment comes back as it was: a first,
     // measuring pass of an album, and the album's gain for the second.
-    LoudnessChoice measuring;
-    measuring.mode = LoudnessChoice::Mode::ReplayGain;
-    measuring.targetLufs = kLoudnessBroadcastLufs;
-    measuring.truePeakDbtp = -2;
-    measuring.measureOnly = true;
-    const QString entry = loudnessEntry(measuring);
-    QVERIFY(entry.startsWith(QLatin1String(kLoudnessVariable) + u'='));
-    const std::optional<LoudnessChoice> back = loudnessFrom(entry.section(u'=', 1).toUtf8());
-    QVERIFY(back && back->mode == LoudnessChoice::Mode::ReplayGain && back->measureOnly);
-    QVERIFY(back->targetLufs == -23 && back->truePeakDbtp == -2);
-    QVERIFY(loudnessEntry({}).isEmpty());
-    LoudnessChoice album;
+    LoudnessChoice measuring{LoudnessChoice::Mode::ReplayGain, kLoudnessBroadcastLufs, -2, false, true, {}}, album;
     album.mode = LoudnessChoice::Mode::ReplayGain;
     album.albumGain = AlbumGain{-3.25, 0.5};
-    const std::optional<LoudnessChoice> albumBack = loudnessFrom(loudnessEntry(album).section(u'=', 1).toUtf8());
-    QVERIFY(albumBack && !albumBack->measureOnly && albumBack->albumGain && albumBack->albumGain->gainDb == -3.25
-            && albumBack->albumGain->peak == 0.5);
+    QVERIFY(loudnessEntry(measuring).startsWith(QLatin1String(kLoudnessVariable) + u'=') && loudnessEntry({}).isEmpty());
+    const auto back = [](const LoudnessChoice &c) { return loudnessFrom(loudnessEntry(c).section(u'=', 1).toUtf8()).value_or(LoudnessChoice()); };
+    QVERIFY(back(measuring).mode == LoudnessChoice::Mode::ReplayGain && back(measuring).measureOnly);
+    QVERIFY(back(measuring).targetLufs == -23 && back(measuring).truePeakDbtp == -2 && !back(measuring).albumGain);
+    QVERIFY(!back(album).measureOnly && back(album).albumGain && back(album).albumGain->gainDb == -3.25 && back(album).albumGain->peak == 0.5);
 
     // The album's loudness is the files' as one: silence and unknown
     // lengths count for nothing; the peak is the highest.
@@ -459,86 +439,64 @@ void TestRun::loudnessChoiceIsRead()
     QVERIFY(!albumGainOf({{kLoudnessFloorLufs, -90, 60}}));
 }
 
-void TestRun::normalisedOutputMeetsTarget_data()
+void TestRun::loudness_data()
 {
-    QTest::addColumn<QString>("source");
+    for (const char *column : {"mode", "source", "codec", "note"})
+        QTest::addColumn<QString>(column);
     QTest::addColumn<double>("target");
-    QTest::addColumn<QString>("codec");
-    QTest::addColumn<bool>("limited");
-    // MP3 at 256 kbit/s: at 192 kbit/s and below lame itself takes up to
-    // 0.6 LU off whatever it is given.
-    QTest::newRow("speech raised, FLAC") << m_speech << -23.0 << u"flac"_s << false;
-    QTest::newRow("music lowered, MP3") << m_music << -16.0 << u"mp3"_s << false;
-    QTest::newRow("click limited, MP3") << m_click << -16.0 << u"mp3"_s << true;
-    QTest::newRow("click limited, FLAC") << m_click << -23.0 << u"flac"_s << true;
-    QTest::newRow("segment of quiet audio") << m_segment << -16.0 << u"flac"_s << false;
+    QTest::addColumn<bool>("kept"); // the audio is kept: tags are written, or the note is on stderr
+    const QString normalize = u"normalize"_s, replaygain = u"replaygain"_s, limited = u"limited"_s;
+    // MP3 at 256 kbit/s: at 192 kbit/s and below lame itself takes up to 0.6 LU off whatever it is given.
+    QTest::newRow("speech raised, FLAC") << normalize << m_speech << u"flac"_s << QString() << -23.0 << false;
+    QTest::newRow("music lowered, MP3") << normalize << m_music << u"mp3"_s << QString() << -16.0 << false;
+    QTest::newRow("click limited, MP3") << normalize << m_click << u"mp3"_s << limited << -16.0 << false;
+    QTest::newRow("click limited, FLAC") << normalize << m_click << u"flac"_s << limited << -23.0 << false;
+    QTest::newRow("segment of quiet audio") << normalize << m_segment << u"flac"_s << QString() << -16.0 << false;
+    QTest::newRow("ReplayGain, speech in FLAC") << replaygain << m_speech << u"flac"_s << QString() << -16.0 << true;
+    QTest::newRow("ReplayGain, click in MP3") << replaygain << m_click << u"mp3"_s << QString() << -16.0 << true;
+    QTest::newRow("ReplayGain, music in Opus") << replaygain << m_music << u"opus"_s << QString() << -16.0 << true;
+    QTest::newRow("ReplayGain, WAV") << replaygain << m_speech << u"pcm_s16le"_s
+                                     << u"wav files keep no ReplayGain tags"_s << -16.0 << true;
+    QTest::newRow("too short to normalise") << normalize << m_short << u"flac"_s
+                                            << u"too short to measure its loudness"_s << -16.0 << true;
 }
 
-void TestRun::normalisedOutputMeetsTarget()
-{
-    QFETCH(QString, source);
-    QFETCH(double, target);
-    QFETCH(QString, codec);
-    QFETCH(bool, limited);
-
-    const QString output = path(u"%1-%2.%3"_s.arg(QFileInfo(source).baseName()).arg(-target).arg(codec));
-    const Ran r = encode(lineFor(Kind::Ffmpeg, options(codec), source, output), choice(u"normalize"_s, target));
-    QVERIFY2(r.exitCode == 0, qPrintable(r.out + r.err));
-    QVERIFY2(r.err.isEmpty(), qPrintable(r.err));
-
-    // The description comes first and says what was done; the progress that
-    // follows only moves forward.
-    const QStringList lines = r.out.split(u'\n', Qt::SkipEmptyParts);
-    QVERIFY2(lines.value(0).contains(u"loudness %1 LUFS: "_s.arg(target)), qPrintable(r.out));
-    QCOMPARE(lines.value(0).contains(u"limited to -1 dBTP"_s), limited);
-    double last = -1;
-    for (const QString &status : lines.mid(1)) {
-        const QRegularExpressionMatch time = QRegularExpression(uR"(time=\s*([0-9.]+))"_s).match(status);
-        QVERIFY2(time.hasMatch() && time.captured(1).toDouble() >= last, qPrintable(r.out));
-        last = time.captured(1).toDouble();
-    }
-
-    const Loudness m = measureLoudness(output);
-    QVERIFY2(std::abs(m.lufs - target) <= 0.5, qPrintable(u"%1 LUFS"_s.arg(m.lufs)));
-    QVERIFY2(m.peakDbtp <= -1.0, qPrintable(u"%1 dBTP"_s.arg(m.peakDbtp)));
-    // The source's own gain no longer fits the audio.
-    QCOMPARE(replayGainTags(output), QString());
-}
-
-void TestRun::otherwiseTheAudioIsKept_data()
-{
-    QTest::addColumn<QString>("mode");
-    QTest::addColumn<QString>("source");
-    QTest::addColumn<QString>("codec");
-    QTest::addColumn<QString>("notice"); // what stderr says; empty: tags are written
-
-    QTest::newRow("ReplayGain, speech in FLAC") << u"replaygain"_s << m_speech << u"flac"_s << QString();
-    QTest::newRow("ReplayGain, click in MP3") << u"replaygain"_s << m_click << u"mp3"_s << QString();
-    QTest::newRow("ReplayGain, music in Opus") << u"replaygain"_s << m_music << u"opus"_s << QString();
-    QTest::newRow("ReplayGain, WAV") << u"replaygain"_s << m_speech << u"pcm_s16le"_s
-                                     << u"wav files keep no ReplayGain tags"_s;
-    QTest::newRow("too short to normalise") << u"normalize"_s << m_short << u"flac"_s
-                                            << u"too short to measure its loudness"_s;
-}
-
-void TestRun::otherwiseTheAudioIsKept()
+void TestRun::loudness()
 {
     QFETCH(QString, mode);
     QFETCH(QString, source);
     QFETCH(QString, codec);
-    QFETCH(QString, notice);
-
-    const QString name = path(u"%1-%2-"_s.arg(mode, QFileInfo(source).baseName()));
-    const QString plain = name + u"plain."_s + muxerOf(codec), output = name + u"out."_s + muxerOf(codec);
+    QFETCH(QString, note);
+    QFETCH(double, target);
+    QFETCH(bool, kept);
+    const QString name = path(QString::fromLatin1(QTest::currentDataTag()));
+    const QString plain = name + u" plain."_s + muxerOf(codec), output = name + u'.' + muxerOf(codec);
+    const Ran r = encode(lineFor(Kind::Ffmpeg, options(codec), source, output), choice(mode, target));
+    QVERIFY2(r.exitCode == 0 && (kept || r.err.isEmpty()), qPrintable(r.out + r.err));
+    const QString tags = replayGainTags(output);
+    if (!kept) {
+        // The description comes first and says what was done; the progress
+        // that follows only moves forward.
+        const QStringList lines = r.out.split(u'\n', Qt::SkipEmptyParts);
+        QVERIFY2(lines.value(0).contains(u"loudness %1 LUFS: "_s.arg(target)), qPrintable(r.out));
+        QCOMPARE(lines.value(0).contains(u"limited to -1 dBTP"_s), note == u"limited"_s);
+        double last = -1;
+        for (const QString &status : lines.mid(1)) {
+            const QRegularExpressionMatch time = QRegularExpression(uR"(time=\s*([0-9.]+))"_s).match(status);
+            QVERIFY2(time.hasMatch() && time.captured(1).toDouble() >= last, qPrintable(r.out));
+            last = time.captured(1).toDouble();
+        }
+        const Loudness m = measureLoudness(output);
+        QVERIFY2(std::abs(m.lufs - target) <= 0.5 && m.peakDbtp <= -1.0, qPrintable(u"%1 LUFS, %2 dBTP"_s.arg(m.lufs).arg(m.peakDbtp)));
+        // The source's own gain no longer fits the audio.
+        QCOMPARE(tags, QString());
+        return;
+    }
     QCOMPARE(encode(lineFor(Kind::Ffmpeg, options(codec), source, plain)).exitCode, 0);
-    const Ran r = encode(lineFor(Kind::Ffmpeg, options(codec), source, output), choice(mode, -16));
-    QVERIFY2(r.exitCode == 0, qPrintable(r.out + r.err));
     QVERIFY(!audioChecksum(output).isEmpty());
     QCOMPARE(audioChecksum(output), audioChecksum(plain));
-
-    const QString tags = replayGainTags(output);
-    if (!notice.isEmpty()) {
-        QVERIFY2(r.err.startsWith(u"tonmill-run: note: "_s) && r.err.count(u'\n') == 1 && r.err.contains(notice),
+    if (!note.isEmpty()) {
+        QVERIFY2(r.err.startsWith(u"tonmill-run: note: "_s) && r.err.count(u'\n') == 1 && r.err.contains(note),
                  qPrintable(r.err));
         QVERIFY2(tags.isEmpty(), qPrintable(tags));
         return;
@@ -562,14 +520,7 @@ void TestRun::otherwiseTheAudioIsKept()
 
 void TestRun::badInputSaysWhatInOneLine_data()
 {
-    // ffmpeg, the search path (empty: this test's own), SIGKILL ffmpeg once it is at work, and the
-    // lines before the error line (empty: not checked).
-    for (const char *column : {"ffmpeg", "searchPath", "source", "output", "expected"})
-        QTest::addColumn<QString>(column);
-    QTest::addColumn<bool>("killEncoder");
-    QTest::addColumn<int>("status");
-    QTest::addColumn<QStringList>("ffmpegSaid");
-
+    QTest::addColumn<Failure>("f");
     const QString dir = m_dir.path();
     // Random bytes behind a name that promises audio.
     const QString corrupt = dir + u"/corrupt.wav"_s;
@@ -592,19 +543,14 @@ void TestRun::badInputSaysWhatInOneLine_data()
     const QString corruptScript = scriptFor(u"corrupt-job"_s, corrupt);
     const QString missingScript = scriptFor(u"missing-job"_s, dir + u"/gone.wav"_s);
 
-    auto row = [](const char *name, const QString &source, const QString &output, const QString &expected,
-                  int status = 1, const QString &ffmpeg = kFfmpeg, const QString &searchPath = {},
-                  bool killEncoder = false, const QStringList &ffmpegSaid = {}) {
-        QTest::newRow(name) << ffmpeg << searchPath << source << output << expected << killEncoder << status << ffmpegSaid;
-    };
-    row("corrupt source", corrupt, dir + u"/c.mp3"_s, u"cannot read the source \"%1\""_s.arg(corrupt));
-    row("missing source", dir + u"/nothing.wav"_s, dir + u"/m.mp3"_s, u"does not exist"_s);
-    row("corrupt source in a script", corruptScript, dir + u"/cs.mp3"_s, u"\"%1\" could not be read"_s.arg(corrupt));
-    row("missing source in a script", missingScript, dir + u"/ms.mp3"_s, u"gone.wav\" does not exist"_s);
-    row("unknown script function", script, dir + u"/s.mp3"_s, u"FrobnicateSource"_s);
-    row("missing output folder", m_long, dir + u"/no/such/folder/o.mp3"_s, u"does not exist"_s);
-    row("unwritable output folder (/proc)", m_long, u"/proc/tonmill-test.mp3"_s,
-        u"cannot write to the output folder \"/proc\""_s);
+    const auto row = [](const char *name, const Failure &f) { QTest::newRow(name) << f; };
+    row("corrupt source", {corrupt, dir + u"/c.mp3"_s, u"cannot read the source \"%1\""_s.arg(corrupt)});
+    row("missing source", {dir + u"/nothing.wav"_s, dir + u"/m.mp3"_s, u"does not exist"_s});
+    row("corrupt source in a script", {corruptScript, dir + u"/cs.mp3"_s, u"\"%1\" could not be read"_s.arg(corrupt)});
+    row("missing source in a script", {missingScript, dir + u"/ms.mp3"_s, u"gone.wav\" does not exist"_s});
+    row("unknown script function", {script, dir + u"/s.mp3"_s, u"FrobnicateSource"_s});
+    row("missing output folder", {m_long, dir + u"/no/such/folder/o.mp3"_s, u"does not exist"_s});
+    row("unwritable output folder (/proc)", {m_long, u"/proc/tonmill-test.mp3"_s, u"cannot write to the output folder \"/proc\""_s});
 
     // An ffmpeg that cannot be started, in a folder of its own.
     const QString tools = dir + u"/tools"_s;
@@ -613,49 +559,41 @@ void TestRun::badInputSaysWhatInOneLine_data()
     QVERIFY(QFile::link(kFfmpeg, tools + u"/ffmpeg"_s));
     const QString launch = dir + u"/launch"_s;
     QVERIFY(QDir().mkpath(launch));
-    row("missing ffmpeg", m_long, launch + u"/l.mp3"_s, u"\"/nonexistent/ffmpeg\""_s, kHelperProgramMissing,
-        u"/nonexistent/ffmpeg"_s);
-    row("ffmpeg not executable", m_long, launch + u"/l.mp3"_s, u"\"%1/ffmpeg.txt\""_s.arg(tools),
-        kHelperProgramNotExecutable, tools + u"/ffmpeg.txt"_s);
-    row("ffmpeg a folder", m_long, launch + u"/l.mp3"_s, u"\"%1/folder/ffmpeg\""_s.arg(tools),
-        kHelperProgramNotExecutable, tools + u"/folder/ffmpeg"_s);
+    row("missing ffmpeg", {m_long, launch + u"/l.mp3"_s, u"\"/nonexistent/ffmpeg\""_s, kHelperProgramMissing,
+        u"/nonexistent/ffmpeg"_s});
+    row("ffmpeg not executable", {m_long, launch + u"/l.mp3"_s, u"\"%1/ffmpeg.txt\""_s.arg(tools),
+        kHelperProgramNotExecutable, tools + u"/ffmpeg.txt"_s});
+    row("ffmpeg a folder", {m_long, launch + u"/l.mp3"_s, u"\"%1/folder/ffmpeg\""_s.arg(tools),
+        kHelperProgramNotExecutable, tools + u"/folder/ffmpeg"_s});
     // A script needs ffprobe, found neither beside this ffmpeg nor on the path.
-    row("missing ffprobe", corruptScript, launch + u"/l.mp3"_s, u"\"ffprobe\""_s, kHelperProgramMissing,
-        tools + u"/ffmpeg"_s, launch);
+    row("missing ffprobe", {corruptScript, launch + u"/l.mp3"_s, u"\"ffprobe\""_s, kHelperProgramMissing,
+        tools + u"/ffmpeg"_s, launch});
 
     // An encoder that refuses in words of its own, not at ffmpeg's error level.
     const QString fake = executable(tools + u"/fake-ffmpeg"_s, "#!/bin/sh\nfor i in 1 2 3 4 5; do echo \"fake: step $i\" >&2; "
                                                                 "done\necho 'fake: licence refused' >&2\nexit 1\n");
-    row("encoder fails in its own words", m_long, dir + u"/fake.mp3"_s, u"status 1: fake: licence refused"_s, 1, fake,
-        {}, false, {u"fake: step 3"_s, u"fake: step 4"_s, u"fake: step 5"_s, u"fake: licence refused"_s});
-    row("ffmpeg killed from outside", m_long, dir + u"/killed.mp3"_s, u"ffmpeg was ended by signal 9"_s, 1, kFfmpeg,
-        {}, true);
+    row("encoder fails in its own words", {m_long, dir + u"/fake.mp3"_s, u"status 1: fake: licence refused"_s, 1, fake,
+        {}, false, {u"fake: step 3"_s, u"fake: step 4"_s, u"fake: step 5"_s, u"fake: licence refused"_s}});
+    row("ffmpeg killed from outside", {m_long, dir + u"/killed.mp3"_s, u"ffmpeg was ended by signal 9"_s, 1, kFfmpeg,
+        {}, true});
 }
 
 void TestRun::badInputSaysWhatInOneLine()
 {
-    QFETCH(QString, ffmpeg);
-    QFETCH(QString, searchPath);
-    QFETCH(QString, source);
-    QFETCH(QString, output);
-    QFETCH(bool, killEncoder);
-    QFETCH(int, status);
-    QFETCH(QString, expected);
-    QFETCH(QStringList, ffmpegSaid);
-
-    const CommandLine line = routed(lineFor(Kind::Ffmpeg, u"mp3 -vol 256 -ac 2 -ab 128 -f mp3"_s, source, output, false, ffmpeg));
+    QFETCH(Failure, f);
+    const CommandLine line = routed(lineFor(Kind::Ffmpeg, u"mp3 -vol 256 -ac 2 -ab 128 -f mp3"_s, f.source, f.output, false, f.ffmpeg));
     QProcess p;
-    if (!searchPath.isEmpty()) {
+    if (!f.searchPath.isEmpty()) {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(u"PATH"_s, searchPath);
+        environment.insert(u"PATH"_s, f.searchPath);
         p.setProcessEnvironment(environment);
     }
     p.start(line.program, line.arguments);
-    if (killEncoder) {
+    if (f.killEncoder) {
         QVERIFY(p.waitForStarted());
         QString seen;
         QTRY_VERIFY_WITH_TIMEOUT((seen += QString::fromUtf8(p.readAllStandardOutput())).contains(u"size="_s), 20000);
-        const QList<qint64> encoders = processesMentioning(partialOutputName(output));
+        const QList<qint64> encoders = processesMentioning(partialOutputName(f.output));
         QCOMPARE(encoders.size(), 1);
         QVERIFY(encoders.first() != p.processId());
         ::kill(pid_t(encoders.first()), SIGKILL);
@@ -663,17 +601,17 @@ void TestRun::badInputSaysWhatInOneLine()
     QVERIFY(p.waitForFinished(60000));
     QCOMPARE(p.exitStatus(), QProcess::NormalExit);
     const QString err = QString::fromUtf8(p.readAllStandardError());
-    QVERIFY2(p.exitCode() == status, qPrintable(QString::number(p.exitCode()) + u' ' + err));
+    QVERIFY2(p.exitCode() == f.status, qPrintable(QString::number(p.exitCode()) + u' ' + err));
     // The reason is the last line, after at most four of ffmpeg's own.
     QStringList errorLines = err.split(u'\n', Qt::SkipEmptyParts);
     QVERIFY2(!errorLines.isEmpty() && errorLines.size() <= 5, qPrintable(err));
     const QString last = errorLines.takeLast();
-    QVERIFY2(last.startsWith(u"tonmill-run: error: "_s) && last.contains(expected), qPrintable(err));
-    if (isLaunchFailureStatus(status))
+    QVERIFY2(last.startsWith(u"tonmill-run: error: "_s) && last.contains(f.expected), qPrintable(err));
+    if (isLaunchFailureStatus(f.status))
         QVERIFY(errorLines.isEmpty());
-    if (!ffmpegSaid.isEmpty())
-        QCOMPARE(errorLines, ffmpegSaid);
-    const QFileInfo target(output);
+    if (!f.ffmpegSaid.isEmpty())
+        QCOMPARE(errorLines, f.ffmpegSaid);
+    const QFileInfo target(f.output);
     QVERIFY(target.dir().entryList({target.fileName() + u'*'}, QDir::AllEntries | QDir::Hidden | QDir::System).isEmpty());
     QVERIFY(noProcessMentions(m_dir.path()));
 }
