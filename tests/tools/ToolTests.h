@@ -1,11 +1,23 @@
 // What the tests of the helper programs share.
 #pragma once
 
+#include "convert/AVSScripts.h"
+#include "platform/AppFolder.h"
+#include "platform/ToolChain.h"
+#include "support/TestFiles.h"
 #include "support/TestPaths.h"
 #include "support/TestProcesses.h"
 
 #include <QDebug>
-#include <QStringList>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <cmath>
+#include <csignal>
 
 using namespace Qt::StringLiterals;
 
@@ -37,3 +49,6 @@ inline QString helper(const QString &name)
 }
 
 } // namespace tonmill::test
+
+using namespace tonmill;
+using namespace tonmill::test;

@@ -6,26 +6,13 @@
 // signal stops a render.
 #include "ToolTests.h"
 
-#include "convert/AVSScripts.h"
-#include "platform/AppFolder.h"
 #include "platform/ChildProcess.h"
-#include "support/TestFiles.h"
 
-#include <QDir>
-#include <QElapsedTimer>
-#include <QProcess>
-#include <QTemporaryDir>
-#include <QTest>
 #include <QtEndian>
 
 #include <algorithm>
-#include <cmath>
 #include <complex>
-#include <csignal>
 #include <numeric>
-
-using namespace tonmill;
-using namespace tonmill::test;
 
 namespace {
 

@@ -3,16 +3,6 @@
 // says in one line why it cannot.
 #include "ToolTests.h"
 
-#include "platform/ToolChain.h"
-#include "support/TestFiles.h"
-
-#include <QDir>
-#include <QRegularExpression>
-#include <QTemporaryDir>
-#include <QTest>
-
-using namespace tonmill::test;
-
 class TestMediaInfo : public QObject {
     Q_OBJECT
 private Q_SLOTS:

@@ -6,32 +6,17 @@
 // also when the run is ended by a signal or aborted by name.
 #include "ToolTests.h"
 
-#include "convert/AVSScripts.h"
 #include "convert/LoudnessChoice.h"
-#include "platform/AppFolder.h"
 #include "platform/ProcessRegistry.h"
-#include "platform/ToolChain.h"
 #include "process/CommandLine.h"
 #include "process/KillApp.h"
-#include "support/TestFiles.h"
 
-#include <QDir>
-#include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
-#include <QRegularExpression>
-#include <QTemporaryDir>
-#include <QTest>
 #include <QTimer>
 
 #include <algorithm>
-#include <cmath>
-#include <csignal>
-
-using namespace tonmill;
-using namespace tonmill::test;
 
 namespace {
 
@@ -261,7 +246,6 @@ void TestRun::initTestCase()
     QVERIFY2(std::abs(music.lufs + 8) < 1.5, qPrintable(QString::number(music.lufs)));
     QVERIFY2(click.lufs < -28 && click.peakDbtp > -0.1, qPrintable(QString::number(click.lufs)));
 }
-
 
 void TestRun::formats_data()
 {
