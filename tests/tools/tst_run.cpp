@@ -436,6 +436,7 @@ void TestRun::loudness_data()
     QTest::newRow("click limited, MP3") << normalize << m_click << u"mp3"_s << limited << -16.0 << false;
     QTest::newRow("click limited, FLAC") << normalize << m_click << u"flac"_s << limited << -23.0 << false;
     QTest::newRow("segment of quiet audio") << normalize << m_segment << u"flac"_s << QString() << -16.0 << false;
+    QTest::newRow("music raised, limited, MP3") << normalize << m_music << u"mp3"_s << limited << -5.0 << false;
     QTest::newRow("ReplayGain, speech in FLAC") << replaygain << m_speech << u"flac"_s << QString() << -16.0 << true;
     QTest::newRow("ReplayGain, click in MP3") << replaygain << m_click << u"mp3"_s << QString() << -16.0 << true;
     QTest::newRow("ReplayGain, music in Opus") << replaygain << m_music << u"opus"_s << QString() << -16.0 << true;
