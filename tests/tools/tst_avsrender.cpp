@@ -76,7 +76,6 @@ double toneAmplitude(const std::vector<double> &x, double hz)
     return std::abs(sum) / 44100;
 }
 
-// The first sample whose magnitude reaches the level.
 qint64 onset(const std::vector<double> &x, double level)
 {
     return std::find_if(x.begin(), x.end(), [&](double v) { return std::abs(v) >= level; }) - x.begin();

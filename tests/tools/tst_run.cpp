@@ -128,7 +128,6 @@ QString muxerOf(const QString &codec)
     return codec == u"pcm_s16le"_s ? u"wav"_s : codec;
 }
 
-// The loudness tests' ffmpeg line.
 QString options(const QString &codec)
 {
     return u"%1 -vol 256 -ab 256 -f %2"_s.arg(codec, muxerOf(codec));
@@ -139,7 +138,6 @@ QString choice(const QString &mode, double target)
     return uR"({"mode":"%1","target":%2,"ceiling":-1})"_s.arg(mode).arg(target);
 }
 
-// The decoded audio's checksum.
 QString audioChecksum(const QString &file)
 {
     return runProgram(u"ffmpeg"_s, words(u"-v error -i IN -map 0:a -f md5 -"_s, file)).out.trimmed();
