@@ -1,3 +1,4 @@
+// Opening a source: the media report of it, and the tags it gives the editor.
 #include "app/ActivityLog.h"
 #include "media/FileSelection.h"
 #include "media/MediaReport.h"
@@ -8,205 +9,166 @@
 #include "process/ReadOutput.h"
 #include "settings/INIManager.h"
 #include "support/TestDialogs.h"
+#include "support/TestFiles.h"
 #include "support/TestPaths.h"
+#include "support/TestProcesses.h"
 
-#include <QDir>
 #include <QFile>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
 using namespace tonmill;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-// An application folder of its own whose Tools/ is the build's.
-struct Home {
+// Everything FileSelection needs, wired as the main window wires it, in an application folder of its own whose Tools/ is the build's, if
+// wanted.
+struct Selection {
     QTemporaryDir dir;
     AppFolder folder{dir.path()};
-    Home() { QFile::link(test::builtAppDir() + QStringLiteral("/Tools"), dir.filePath(QStringLiteral("Tools"))); }
-};
-
-// Everything FileSelection needs, wired as the main window wires it.
-struct Selection {
-    Home home;
     ProcessRegistry registry;
     ReadOutput reader{registry};
-    ConsolePane pane{home.folder.path()};
+    ConsolePane pane{folder.path()};
     ActivityLog log;
-    MediaReport report{home.folder, reader, pane, log};
+    MediaReport report{folder, reader, pane, log};
     MainFormState form;
     OptionState options;
     test::TestDialogs dialogs;
-    FileSelection selection{form, options, dialogs, report, home.folder};
-    Selection() { pane.attach(reader); }
-    QString reportText() const
+    FileSelection selection{form, options, dialogs, report, folder};
+    explicit Selection(bool tools = true)
     {
-        QFile f(report.reportFile());
-        return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()) : QString();
+        if (tools)
+            QFile::link(test::builtAppDir() + u"/Tools"_s, dir.filePath(u"Tools"_s));
+        pane.attach(reader);
     }
+    QString reportText() const { return QString::fromUtf8(test::readBytes(report.reportFile())); }
 };
-
-bool run(const QString &program, const QStringList &args)
-{
-    QProcess p;
-    p.setProcessChannelMode(QProcess::ForwardedChannels);
-    p.start(program, args);
-    return p.waitForFinished(60000) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
-}
-
-// A two-second tone with the usual tags, in the container the name asks for.
-QString tagged(const QTemporaryDir &dir, const QString &name, const QStringList &extra = {})
-{
-    const QString path = dir.filePath(name);
-    QStringList args{QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-y"), QStringLiteral("-f"),
-                     QStringLiteral("lavfi"), QStringLiteral("-i"), QStringLiteral("sine=d=2"), QStringLiteral("-ac"),
-                     QStringLiteral("2")};
-    args << extra
-         << QStringList{QStringLiteral("-metadata"), QStringLiteral("title=Intro  Song"), QStringLiteral("-metadata"),
-                        QStringLiteral("artist=The Band"), QStringLiteral("-metadata"), QStringLiteral("album=First : Album"),
-                        QStringLiteral("-metadata"), QStringLiteral("date=1999"), QStringLiteral("-metadata"),
-                        QStringLiteral("genre=Rock"), QStringLiteral("-metadata"), QStringLiteral("track=5"),
-                        QStringLiteral("-metadata"), QStringLiteral("comment=Live"), path};
-    return run(QStringLiteral("ffmpeg"), args) ? path : QString();
-}
 
 } // namespace
 
 class TestFileSelection : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void initTestCase();
-    void openingTaggedFilesFillsTheTagEditor_data();
+    void reportNormalisation();
     void openingTaggedFilesFillsTheTagEditor();
-    void cancelledOpenKeepsTheOldReportsTags();
-    void outputChoiceAndSameFolderSwitch();
+    void emptyPathKeepsAndFailedRunRemovesTheReport();
+    void cancelledOpenAndOutputChoice();
 
 private:
     QTemporaryDir m_media;
 };
 
-void TestFileSelection::initTestCase()
+void TestFileSelection::reportNormalisation()
 {
-    QVERIFY(QFile::exists(test::builtAppDir() + QStringLiteral("/Tools/MediaInfo/mediainfo")));
-}
-
-void TestFileSelection::openingTaggedFilesFillsTheTagEditor_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QStringList>("extra");
-    QTest::newRow("mp3 with ID3") << QStringLiteral("it's é song.mp3")
-                                  << QStringList{QStringLiteral("-id3v2_version"), QStringLiteral("3")};
-    QTest::newRow("m4a") << QStringLiteral("song.m4a") << QStringList{QStringLiteral("-c:a"), QStringLiteral("aac")};
-    QTest::newRow("wma") << QStringLiteral("song.wma") << QStringList{QStringLiteral("-c:a"), QStringLiteral("wmav2")};
-    QTest::newRow("flac") << QStringLiteral("song.flac") << QStringList{};
+    // What the real reports below do not show: the echo after a line break of either kind goes; odd and even label padding both end as
+    // Label=Value, single blanks inside labels stay; "Text1" also opens the general section, and "Audio #0" the audio one; two blank lines
+    // join their neighbours; MiB are MB; a normalised report stays as it is.
+    const QString cmd = u"\"/app/Tools/MediaInfo/mediainfo\" \"/m/a.mp3\""_s;
+    const QList<std::pair<QString, QString>> rows = {
+        {"x\r\n" + cmd + "\r\ny", "x\r\ny"}, {"x\n" + cmd + "\r\ny", "x\r\ny"},
+        {"Bit rate   : 128 kb/s\r\nBit rate    : 128 kb/s", "Bit rate=128 kb/s\r\nBit rate=128 kb/s"},
+        {"Text1\r\nA : 1\r\n\r\n\r\nB : 2\r\n\r\nAudio #0\r\nFile size : 3.52 MiB", "[General]\r\nA=1B=2\r\n\r\n[Audio]\r\nFile size=3.52 MB"}};
+    for (const auto &[text, normalised] : rows)
+        QVERIFY2(normaliseMediaReport(text, cmd) == normalised && normaliseMediaReport(normalised, cmd) == normalised, qPrintable(text));
+    // The File Info text shows the sections as banners.
+    QCOMPARE(fileInfoDisplayText(u"[General]\r\nFile size=3.52 MiB\r\n\r\n[Audio]\r\nChannel(s)=2 channels"_s),
+             u"+++++++++++\r\n + General +\r\n+++++++++++\r\nFile size = 3.52 MB\r\n\r\n+++++++++\r\n + Audio +\r\n+++++++++\r\n"
+             "Channel(s) = 2 channels"_s);
 }
 
 void TestFileSelection::openingTaggedFilesFillsTheTagEditor()
 {
-    QFETCH(QString, name);
-    QFETCH(QStringList, extra);
-    const QString source = tagged(m_media, name, extra);
-    QVERIFY(!source.isEmpty());
+    // MP3 names the comment "Comment", WMA "Description"; the name beyond ASCII reaches the media tool whole; of two streams, the first is
+    // "Audio #0".
+    for (const auto &[name, extra] : {std::pair{"it's é song.mp3", QStringList{"-id3v2_version", "3"}},
+                                      std::pair{"song.wma", QStringList{"-map", "0:a", "-map", "0:a", "-c:a", "wmav2"}}}) {
+        const QString source = m_media.filePath(QString::fromUtf8(name));
+        QStringList args = QStringList{"-v", "error", "-y", "-f", "lavfi", "-i", "sine=d=1", "-ac", "2"} + extra;
+        for (const char *tag : {"title=Intro  Song", "artist=The Band", "album=First : Album", "date=1999", "genre=Rock", "track=5", "comment=Live"})
+            args << u"-metadata"_s << QString::fromUtf8(tag);
+        QCOMPARE(test::runProgram(u"ffmpeg"_s, args << source).exitCode, 0);
 
-    Selection s;
-    s.form.txtTitle = QStringLiteral("typed by hand");
-    s.dialogs.answerFile(source);
-    s.selection.OpenSourceFile();
-    QCOMPARE(s.dialogs.fileRequests().size(), 1);
-    QCOMPARE(s.dialogs.fileRequests()[0].title, QStringLiteral("  Open"));
-    QCOMPARE(s.dialogs.fileRequests()[0].filter, FileSelection::kOpenFilter);
-    QCOMPARE(s.form.txtPath, source);
-    QVERIFY(s.form.sourceControlsEnabled);
-
-    // The report as written: the tool's labels become the keys the tag editor
-    // reads, padding is gone, and neither the console's prompt nor the echoed
-    // command is in it.
-    const QString report = s.reportText();
-    QVERIFY2(report.startsWith(QStringLiteral("[General]\r\n")), qPrintable(report));
-    QVERIFY(!report.contains(QStringLiteral("mediainfo\"")));
-    QVERIFY(report.contains(QStringLiteral("\r\n[Audio]\r\n")));
-    QVERIFY(report.contains(QStringLiteral("\r\nTitle=IntroSong\r\n")));
-    QVERIFY(report.contains(QStringLiteral("\r\nChannel(s)=2 channels")));
-    QVERIFY(!report.contains(QStringLiteral("C:\\>")));
-    QVERIFY(!report.contains(QStringLiteral(" : ")));
-    QVERIFY(report.endsWith(QStringLiteral("\r\n")));
-    QVERIFY(report.contains(QStringLiteral("\r\nFile size=")));
-    QVERIFY(s.pane.text() + QStringLiteral("\r\n") == report);
-
-    // Two blanks inside the title vanish on the way; the rest arrives as tagged.
-    QCOMPARE(s.form.txtTitle, QStringLiteral("IntroSong"));
-    QCOMPARE(s.form.txtArtist, QStringLiteral("The Band"));
-    QCOMPARE(s.form.txtAlbum, QStringLiteral("First=Album")); // " : " inside a value gains its "="
-    QCOMPARE(s.form.txtYear, QStringLiteral("1999"));
-    QCOMPARE(s.form.cmbGenre.text, QStringLiteral("Rock"));
-    QCOMPARE(s.form.txtTrack, QStringLiteral("5"));
-    QCOMPARE(s.form.txtNotes, QStringLiteral("Live")); // a Vorbis or WMA comment is reported as "Description"
-
-    // Opening again gives the same report.
-    s.dialogs.answerFile(source);
-    s.selection.OpenSourceFile();
-    QCOMPARE(s.reportText(), report);
-    // The File Info text shows the sections as banners.
-    QVERIFY(fileInfoDisplayText(s.pane.text()).contains(QStringLiteral("+++++++++++\r\n + General +\r\n+++++++++++")));
-    QVERIFY(fileInfoDisplayText(s.pane.text()).contains(QStringLiteral("Channel(s) = 2 channels")));
+        Selection s;
+        s.form.txtTitle = u"typed by hand"_s;
+        s.dialogs.answerFile(source);
+        s.selection.OpenSourceFile();
+        QCOMPARE(s.dialogs.fileRequests().size(), 1);
+        QVERIFY(s.dialogs.fileRequests()[0].title == "  Open"_L1 && s.dialogs.fileRequests()[0].filter == FileSelection::kOpenFilter);
+        QVERIFY(s.form.txtPath == source && s.form.sourceControlsEnabled);
+        // The report as written: the tool's labels become the keys the tag editor reads, padding is gone, and neither the console's prompt
+        // nor the echoed command is in it.
+        const QString report = s.reportText();
+        QVERIFY2(report.startsWith(u"[General]\r\nComplete name="_s + source + u"\r\n"_s), qPrintable(report));
+        QVERIFY(report.contains(u"\r\n[Audio]\r\n"_s) && report.contains(u"\r\nChannel(s)=2 channels"_s));
+        QVERIFY(!report.contains(u"mediainfo\""_s) && !report.contains(u"C:\\>"_s) && !report.contains(u" : "_s));
+        QCOMPARE(s.pane.text() + u"\r\n"_s, report);
+        // Two blanks inside the title vanish on the way; " : " inside a value gains its "="; the rest arrives as tagged.
+        QCOMPARE((QStringList{s.form.txtTitle, s.form.txtArtist, s.form.txtAlbum, s.form.txtYear, s.form.cmbGenre.text, s.form.txtTrack,
+                              s.form.txtNotes}),
+                 (QStringList{"IntroSong", "The Band", "First=Album", "1999", "Rock", "5", "Live"}));
+        // Opening again gives the same report.
+        s.dialogs.answerFile(source);
+        s.selection.OpenSourceFile();
+        QCOMPARE(s.reportText(), report);
+    }
 }
 
-void TestFileSelection::cancelledOpenKeepsTheOldReportsTags()
+void TestFileSelection::emptyPathKeepsAndFailedRunRemovesTheReport()
 {
-    Selection s;
-    WriteIniValue(QStringLiteral("General"), QStringLiteral("Title"), QStringLiteral("Previous"), s.report.reportFile());
-    s.form.txtArtist = QStringLiteral("typed");
-    s.dialogs.answerFile(QString());
-    s.selection.OpenSourceFile();
-    QVERIFY(s.form.txtPath.isEmpty());
-    QVERIFY(!s.form.sourceControlsEnabled);
-    QCOMPARE(s.form.txtTitle, QStringLiteral("Previous"));
-    QVERIFY(s.form.txtArtist.isEmpty()); // a key the report lacks empties its field
+    Selection s(false);
+    const QString tool = s.dir.path() + u"/Tools/MediaInfo/mediainfo"_s;
+    QCOMPARE(s.report.commandFor(u"/m/it's é.mp3"_s).text, u"\"%1\" \"/m/it's é.mp3\""_s.arg(tool));
+    QCOMPARE(s.report.commandFor(u"/m/it's é.mp3"_s).arguments, QStringList{"/m/it's é.mp3"});
+    test::writeBytes(s.report.reportFile(), "[General]\r\nTitle=Old\r\n");
+    s.pane.setText(u"kept"_s);
+    QVERIFY(!s.report.RunMediaReport(QString()));
+    QVERIFY(s.pane.text() == "kept"_L1 && QFile::exists(s.report.reportFile()) && s.log.text().isEmpty());
+    // This folder has no Tools/MediaInfo: the tool cannot start, and the old report, which is another file's, goes.
+    QVERIFY(!s.report.RunMediaReport(u"/m/a.mp3"_s));
+    QVERIFY(!QFile::exists(s.report.reportFile()));
+    QVERIFY2(s.log.text().contains(u" -> \"/m/a.mp3\" could not be described: cannot start \"%1\""_s.arg(tool)), qPrintable(s.log.text()));
+    QCOMPARE(s.report.lastFailure(), s.log.text().section(u" -> "_s, 1).trimmed());
 }
 
-void TestFileSelection::outputChoiceAndSameFolderSwitch()
+void TestFileSelection::cancelledOpenAndOutputChoice()
 {
     Selection s;
+    // A cancelled open keeps the old report, whose tags fill the editor; a key the report lacks empties its field.
+    WriteIniValue(u"General"_s, u"Title"_s, u"Previous"_s, s.report.reportFile());
+    s.form.txtArtist = u"typed"_s;
     // One dialog name serves both dialogs: the save dialog starts from the opened name.
-    s.dialogs.answerFile(QString()).answerFile(QStringLiteral("/out/a.mp3"));
+    s.dialogs.answerFile(QString()).answerFile(u"/out/a.mp3"_s);
     s.selection.OpenSourceFile();
-    s.options.txtFormat = QStringLiteral("5");
+    QVERIFY(s.form.txtPath.isEmpty() && !s.form.sourceControlsEnabled && s.form.txtArtist.isEmpty());
+    QCOMPARE(s.form.txtTitle, u"Previous"_s);
+
+    s.options.txtFormat = u"5"_s;
     s.selection.ChooseOutputFile();
-    QCOMPARE(s.dialogs.fileRequests()[1].title, QStringLiteral("  Save as..."));
-    QCOMPARE(s.dialogs.fileRequests()[1].filter, QStringLiteral("MP3 Files|*.mp3"));
-    QCOMPARE(s.form.lblOutputPath, QStringLiteral("/out/a.mp3"));
-    QVERIFY(!s.form.chkSameOutput);
+    QVERIFY(s.dialogs.fileRequests()[1].title == "  Save as..."_L1 && s.dialogs.fileRequests()[1].filter == "MP3 Files|*.mp3"_L1);
+    QVERIFY(s.form.lblOutputPath == "/out/a.mp3"_L1 && !s.form.chkSameOutput);
     s.selection.chkSameOutput_Click(true);
     QVERIFY(s.form.lblOutputPath.isEmpty());
     s.selection.chkSameOutput_Click(false);
-    QCOMPARE(s.form.lblOutputPath, QStringLiteral("/out/a.mp3"));
-
-    // A cancelled save keeps the dialog's last name; an empty one goes back to "beside the source".
-    s.dialogs.answerFile(QStringLiteral("/out/a.mp3"));
+    QCOMPARE(s.form.lblOutputPath, u"/out/a.mp3"_s);
+    // A cancelled save keeps the dialog's last name; an empty one goes back to "beside the source"; no format, no dialog.
+    s.dialogs.answerFile(u"/out/a.mp3"_s);
     s.selection.ChooseOutputFile();
-    QCOMPARE(s.dialogs.fileRequests()[2].fileName, QStringLiteral("/out/a.mp3"));
+    QCOMPARE(s.dialogs.fileRequests()[2].fileName, u"/out/a.mp3"_s);
     s.form.lblOutputPath.clear();
     s.dialogs.answerFile(QString());
     s.selection.ChooseOutputFile();
-    QVERIFY(s.form.lblOutputPath.isEmpty());
-    QVERIFY(s.form.chkSameOutput);
-    // No format, no dialog.
-    s.options.txtFormat = QStringLiteral("13");
+    QVERIFY(s.form.lblOutputPath.isEmpty() && s.form.chkSameOutput);
+    s.options.txtFormat = u"13"_s;
     s.selection.ChooseOutputFile();
-    QCOMPARE(s.dialogs.fileRequests().size(), 4);
-    QVERIFY(s.form.chkSameOutput);
+    QVERIFY(s.dialogs.fileRequests().size() == 4 && s.form.chkSameOutput);
 
-    const QStringList expected{QStringLiteral("AAC Files|*.aac"), QStringLiteral("AC3 Files|*.ac3"), QStringLiteral("AMR Files|*.amr"),
-                               QStringLiteral("MP2/MPA Files|*.mp2"), QStringLiteral("MP3 Files|*.mp3"),
-                               QStringLiteral("WAV Files|*.wav"), QStringLiteral("WMA Files|*.wma"),
-                               QStringLiteral("FLAC Files|*.flac"), QStringLiteral("Opus Files|*.opus"),
-                               QStringLiteral("Ogg Vorbis Files|*.ogg"), QStringLiteral("M4A Files|*.m4a"),
-                               QStringLiteral("ALAC Files|*.m4a")};
+    const QStringList expected = u"AAC Files|*.aac;AC3 Files|*.ac3;AMR Files|*.amr;MP2/MPA Files|*.mp2;MP3 Files|*.mp3;WAV Files|*.wav;"
+                                 "WMA Files|*.wma;FLAC Files|*.flac;Opus Files|*.opus;Ogg Vorbis Files|*.ogg;M4A Files|*.m4a;ALAC Files|*.m4a"_s
+                                     .split(QLatin1Char(';'));
     for (int i = 1; i <= 12; ++i)
         QCOMPARE(FileSelection::saveFilter(QString::number(i)), expected[i - 1]);
-    QVERIFY(FileSelection::saveFilter(QStringLiteral("0")).isEmpty());
-    QVERIFY(FileSelection::saveFilter(QStringLiteral("05")).isEmpty());
+    QVERIFY(FileSelection::saveFilter(u"0"_s).isEmpty() && FileSelection::saveFilter(u"05"_s).isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TestFileSelection)
