@@ -1,11 +1,8 @@
-"""The real program read over AT-SPI as a screen reader reads it, in each of
-the five languages, at 200 % scale on a 1920 x 1080 screen: in every form
-(the main window with each format's options and in batch mode, About, File
-Info, Setup and the Equalizer) every control that takes the focus has a name
-in words (a number with a description of what it counts), no two of them
-share one, and every control shown lies whole inside its window and the
-screen, none over another. The forms are opened with their keys: F1, the
-Alt+letters that the buttons and menus report.
+"""The real program read over AT-SPI as a screen reader reads it, in each of the five languages, at 200 % scale
+on a 1920 x 1080 screen: in every form (the main window with each format's options and in batch mode, About,
+File Info, Setup and the Equalizer, opened with their keys) every control that takes the focus has a name in
+words (a number with a description of what it counts), no two share one, and every control shown lies whole
+inside its window and the screen, none over another.
 Usage: dbus-run-session -- xvfb-run -a -s "-screen 0 1920x1080x24" python3 tst_accessible_names.py BUILD_DIR"""
 
 import os

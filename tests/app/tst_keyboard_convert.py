@@ -1,10 +1,7 @@
-"""A whole conversion with key presses alone, on the real program under Xvfb:
-the source is typed into the real Open dialog (Ctrl+O), the format list is
-reached with Tab and set by typing, the log is shown from the Tools menu by
-its Alt+letters, Ctrl+Return converts; the log says how it went and ffprobe
-reads the output. Meanwhile the progress reaches a screen reader at most once
-a second, and the end once. Ctrl+Shift+S then opens the Save As dialog, and
-Ctrl+Q ends the program.
+"""A whole conversion by key presses alone, on the real program under Xvfb: the source typed into the Open
+dialog (Ctrl+O), the format list reached with Tab and set by typing, the log shown from the Tools menu by its
+Alt+letters, Ctrl+Return converts; the log and ffprobe say how it went, and the progress reached a screen
+reader at most once a second and the end once. Ctrl+Shift+S opens Save As, Ctrl+Q ends the program.
 Usage: dbus-run-session -- xvfb-run -a -s "-screen 0 1920x1080x24" python3 tst_keyboard_convert.py BUILD_DIR"""
 
 import json
