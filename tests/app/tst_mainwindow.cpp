@@ -847,10 +847,10 @@ void TestMainWindow::playerMarksAndSegmentPreview()
 void TestMainWindow::waveformShowsTheSoundAndSetsMarks()
 {
     Home home;
-    // Three seconds of tone, two of silence, three of tone.
+    // Three seconds of tone, two of silence, three of a level below zero.
     const QString gap = home.path(u"gap.wav"_s), longTone = home.path(u"long.wav"_s);
-    QVERIFY(generate(gap, u"sine=f=440:d=3[a];anullsrc=cl=mono:r=44100:d=2[b];sine=f=440:d=3[c];[a][b][c]concat=n=3:v=0:a=1"_s,
-                     {u"-ac"_s, u"2"_s, u"-c:a"_s, u"pcm_s16le"_s}));
+    QVERIFY(generate(gap, u"sine=f=440:d=3[a];anullsrc=cl=mono:r=44100:d=2[b];aevalsrc=-0.5:d=3:s=44100[c];[a][b][c]concat=n=3:v=0:a=1"_s,
+                     {u"-c:a"_s, u"pcm_s16le"_s}));
     QVERIFY(makeTone(longTone, 300));
     Started s(home);
     QTRY_VERIFY_WITH_TIMEOUT(s.ready(), 30000);
@@ -874,6 +874,7 @@ void TestMainWindow::waveformShowsTheSoundAndSetsMarks()
     }
     const double from = double(silentFrom) / waveform.binsPerSecond, to = double(silentTo) / waveform.binsPerSecond;
     QVERIFY2(near(from, 3, 0.05) && near(to, 5, 0.05), qPrintable(u"%1 .. %2"_s.arg(from).arg(to)));
+    QVERIFY2(near(waveform.peaks.value(qsizetype(6.5 * waveform.binsPerSecond)), 0.5, 0.02), "the negative half counts");
     // A left click marks the start, a right click the end; a drag, either
     // way, the whole segment, drawn where it is. Every end is checked.
     auto *start = control<QLineEdit>(s.window, "txtCutS");
