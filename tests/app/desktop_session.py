@@ -1,7 +1,6 @@
-"""The real Tonmill on the X display that xvfb-run gives, read over the
-accessibility bus of the D-Bus session that dbus-run-session starts (as a
-screen reader reads it) and driven by xdotool's key presses (as a person
-without a mouse drives it)."""
+"""The real Tonmill on the X display of xvfb-run, read over the accessibility
+bus of the D-Bus session of dbus-run-session (as a screen reader reads it) and
+driven by xdotool's key presses (as a person without a mouse drives it)."""
 
 import os
 import shutil
@@ -17,8 +16,7 @@ LANGUAGES = ['English', 'Portugues', 'Espanol', 'Francais', 'Deutsch']
 
 def pump(seconds):
     """Lets the accessibility events that have come in reach their listeners."""
-    context = GLib.MainContext.default()
-    end = time.monotonic() + seconds
+    context, end = GLib.MainContext.default(), time.monotonic() + seconds
     while time.monotonic() < end:
         while context.pending():
             context.iteration(False)
@@ -28,38 +26,28 @@ def pump(seconds):
 def wait_for(what, condition, seconds=120):
     """The condition's first true value; the limit only guards against a hang."""
     deadline = time.monotonic() + seconds
-    while True:
-        value = condition()
-        if value:
-            return value
+    while not (value := condition()):
         if time.monotonic() > deadline:
             raise AssertionError('gave up waiting for ' + what)
         pump(0.1)
+    return value
 
 
 def keys(*names):
     subprocess.run(['xdotool', 'key', '--delay', '60', *names], check=True)
 
 
-def type_text(text):
-    subprocess.run(['xdotool', 'type', '--delay', '30', text], check=True)
-
-
-def screen_size():
-    width, height = subprocess.run(['xdotool', 'getdisplaygeometry'], check=True, capture_output=True,
-                                   text=True).stdout.split()
-    return int(width), int(height)
+def xdotool(*arguments):
+    return subprocess.run(['xdotool', *arguments], check=True, capture_output=True, text=True).stdout
 
 
 def walk(accessible):
-    """The accessible and what it shows; the items of lists and menus are
-    left out."""
+    """The accessible and what it shows, but the items of lists and menus."""
     yield accessible
-    if accessible.getRole() in (pyatspi.ROLE_LIST, pyatspi.ROLE_TABLE, pyatspi.ROLE_TREE, pyatspi.ROLE_MENU_BAR):
-        return
-    for child in accessible:
-        if child is not None and child.getState().contains(pyatspi.STATE_SHOWING):
-            yield from walk(child)
+    if accessible.getRole() not in (pyatspi.ROLE_LIST, pyatspi.ROLE_TABLE, pyatspi.ROLE_TREE, pyatspi.ROLE_MENU_BAR):
+        for child in accessible:
+            if child is not None and has(child, pyatspi.STATE_SHOWING):
+                yield from walk(child)
 
 
 def has(accessible, state):
@@ -67,9 +55,8 @@ def has(accessible, state):
 
 
 def presented_name(accessible):
-    """What a screen reader names a control by: its accessible name, but for
-    a list box, whose name on this platform is the item it holds, the label
-    that names it."""
+    """What a screen reader names a control by: its accessible name, but for a
+    list box, whose name on this platform is the item it holds, its label."""
     if accessible.getRole() == pyatspi.ROLE_COMBO_BOX:
         labels = [relation.getTarget(i).name for relation in accessible.getRelationSet()
                   if relation.getRelationType() == pyatspi.RELATION_LABELLED_BY
@@ -80,8 +67,8 @@ def presented_name(accessible):
 
 
 def current_name(accessible):
-    """The name as it stands now: the name that the bus keeps for a list box
-    is not always brought up to date when its item changes."""
+    """The name as it stands now: the bus does not always bring a list box's
+    name up to date when its item changes."""
     accessible.clear_cache()
     return accessible.name
 
@@ -101,20 +88,15 @@ def key_binding(accessible):
     return binding.lower() if binding.startswith('Alt+') else None
 
 
-def version_stamp(build):
-    version = subprocess.run([os.path.join(build, 'tonmill'), '--version'], check=True, capture_output=True,
-                             text=True).stdout.split()[-1]
-    return version.replace('.', '')
-
-
 class Program:
-    """One run of the program in an application folder of its own, settled
-    as after an earlier start (no first-start questions)."""
+    """One run of the program in an application folder of its own, settled as
+    after an earlier start (no first-start questions)."""
 
     def __init__(self, build, language='English', files=(), scale=None):
         self.home = tempfile.mkdtemp(prefix='tonmill-desktop-')
         os.symlink(os.path.join(build, 'Tools'), os.path.join(self.home, 'Tools'))
-        stamp = version_stamp(build)
+        stamp = subprocess.run([os.path.join(build, 'tonmill'), '--version'], check=True, capture_output=True,
+                               text=True).stdout.split()[-1].replace('.', '')
         settings = {'Version': stamp, 'Interface': stamp, 'ChkUpdates': '0', 'Vista': '0', 'Language': language,
                     'FFMPEG': '/usr/bin/ffmpeg'}
         with open(os.path.join(self.home, 'Tonmill.ini'), 'w', encoding='utf-8') as ini:
@@ -122,55 +104,38 @@ class Program:
         environment = dict(os.environ, QT_LINUX_ACCESSIBILITY_ALWAYS_ON='1', QT_QPA_PLATFORM='xcb')
         if scale:
             environment['QT_SCALE_FACTOR'] = str(scale)
-        self.process = subprocess.Popen([os.path.join(build, 'tonmill'), '--home', self.home, *files],
-                                        env=environment)
-        self.focus = None
-        self.focus_moves = 0
+        self.process = subprocess.Popen([os.path.join(build, 'tonmill'), '--home', self.home, *files], env=environment)
+        self.focus, self.focus_moves = None, 0
         pyatspi.Registry.registerEventListener(self._focus_moved, 'object:state-changed:focused')
         try:
-            self.app = wait_for('the program on the accessibility bus', self._find_app)
+            self.app = wait_for('the program on the accessibility bus', lambda: next(
+                (app for app in pyatspi.Registry.getDesktop(0) if app is not None
+                 and app.get_process_id() == self.process.pid), None))
             self.window = wait_for('the main window', lambda: self.top_level(pyatspi.ROLE_FRAME))
-            self.x_window = wait_for('the main window on the display', self._find_x_window)
+            self.x_window = wait_for('the main window on the display', lambda: subprocess.run(
+                ['xdotool', 'search', '--onlyvisible', '--pid', str(self.process.pid)], capture_output=True,
+                text=True).stdout.split()[:1])[0]
             self.focus_main_window()
         except BaseException:
             self.close()
             raise
 
     def focus_main_window(self):
-        """What the window manager does when a dialog closes; the virtual
-        display has none."""
-        subprocess.run(['xdotool', 'windowfocus', '--sync', self.x_window], check=True)
+        """What the window manager does when a dialog closes; the virtual display has none."""
+        xdotool('windowfocus', '--sync', self.x_window)
 
     def _focus_moved(self, event):
         if event.detail1:
-            self.focus = event.source
-            self.focus_moves += 1
-
-    def _find_app(self):
-        for app in pyatspi.Registry.getDesktop(0):
-            if app is not None and app.get_process_id() == self.process.pid:
-                return app
-        return None
-
-    def _find_x_window(self):
-        found = subprocess.run(['xdotool', 'search', '--onlyvisible', '--pid', str(self.process.pid)],
-                               capture_output=True, text=True).stdout.split()
-        return found[0] if found else None
+            self.focus, self.focus_moves = event.source, self.focus_moves + 1
 
     def top_level(self, role, exclude=()):
         """A window of the program that shows, other than those excluded."""
         left_out = {window.path for window in exclude}
-        for window in self.app:
-            if window is not None and window.getRole() == role and has(window, pyatspi.STATE_SHOWING) \
-                    and window.path not in left_out:
-                return window
-        return None
+        return next((window for window in self.app if window is not None and window.getRole() == role
+                     and has(window, pyatspi.STATE_SHOWING) and window.path not in left_out), None)
 
-    def find(self, role, name, root=None):
-        for accessible in walk(root or self.window):
-            if accessible.getRole() == role and presented_name(accessible) == name:
-                return accessible
-        return None
+    def find(self, role, name):
+        return next((a for a in walk(self.window) if a.getRole() == role and presented_name(a) == name), None)
 
     def menu_bar(self):
         return next(child for child in self.window if child.getRole() == pyatspi.ROLE_MENU_BAR)

@@ -1,11 +1,8 @@
-"""The real program read over AT-SPI as a screen reader reads it, in each of
-the five languages, at 200 % scale on a 1920 x 1080 screen: in every form
-(the main window with each format's options and in batch mode, About, File
-Info, Setup and the Equalizer) every control that takes the focus has a
-name in words (a number with a description of what it counts), no two of
-them share one, and every control shown lies whole inside
-its window and the screen, none over another. The forms are opened with
-their keys: F1, the Alt+letters that the buttons and menus report.
+"""The real program read over AT-SPI as a screen reader reads it, in each of the five languages, at 200 % scale
+on a 1920 x 1080 screen: in every form (the main window with each format's options and in batch mode, About,
+File Info, Setup and the Equalizer, opened with their keys) every control that takes the focus has a name in
+words (a number with a description of what it counts), no two share one, and every control shown lies whole
+inside its window and the screen, none over another.
 Usage: dbus-run-session -- xvfb-run -a -s "-screen 0 1920x1080x24" python3 tst_accessible_names.py BUILD_DIR"""
 
 import os
@@ -17,17 +14,13 @@ import tempfile
 
 import pyatspi
 
-from desktop_session import (LANGUAGES, Program, current_name, has, key_binding, keys, presented_name, screen_size,
-                             text_of, walk, wait_for)
+from desktop_session import (LANGUAGES, Program, current_name, has, key_binding, keys, presented_name, text_of, walk,
+                             wait_for, xdotool)
 
 SHOWN_ROLES = {pyatspi.ROLE_PUSH_BUTTON, pyatspi.ROLE_CHECK_BOX, pyatspi.ROLE_RADIO_BUTTON, pyatspi.ROLE_TEXT,
                pyatspi.ROLE_COMBO_BOX, pyatspi.ROLE_SLIDER, pyatspi.ROLE_SPIN_BUTTON, pyatspi.ROLE_LABEL,
                pyatspi.ROLE_TREE, pyatspi.ROLE_PANEL}
-
-
-def said(name):
-    """A name as it sounds: case, a closing colon and dots aside."""
-    return name.strip().rstrip(':…. ').casefold()
+SCALE = 2
 
 
 def extents(accessible):
@@ -36,28 +29,14 @@ def extents(accessible):
 
 
 def inside(inner, outer):
-    return inner[0] >= outer[0] - 1 and inner[1] >= outer[1] - 1 and inner[2] <= outer[2] + 1 \
-        and inner[3] <= outer[3] + 1
-
-
-def overlap(a, b):
-    return min(a[2], b[2]) > max(a[0], b[0]) and min(a[3], b[3]) > max(a[1], b[1])
-
-
-def within_list_box(accessible):
-    parent = accessible.parent
-    return parent is not None and parent.getRole() == pyatspi.ROLE_COMBO_BOX
-
-
-SCALE = 2
+    return all(inner[i] >= outer[i] - 1 for i in (0, 1)) and all(inner[i] <= outer[i] + 1 for i in (2, 3))
 
 
 def check_form(window, where, failures):
-    """Names and room of the controls the form shows now. Qt gives the
-    places in its own pixels, so the screen is measured in them too."""
-    width, height = screen_size()
-    screen = (0, 0, width / SCALE, height / SCALE)
-    frame = extents(window)
+    """Names and room of the controls the form shows now. Qt gives the places
+    in its own pixels, so the screen is measured in them too."""
+    width, height = map(int, xdotool('getdisplaygeometry').split())
+    screen, frame = (0, 0, width / SCALE, height / SCALE), extents(window)
     if not inside(frame, screen):
         failures.append(f'{where}: the window {frame} is not whole on the screen {screen}')
     focusable = []
@@ -73,35 +52,25 @@ def check_form(window, where, failures):
             if not re.search(r'[^\W\d_]', name) and not (re.search(r'\d', name) and accessible.description):
                 failures.append(f'{where}: a {accessible.getRoleName()} named "{name}" at {box}')
             # The line of an editable list box is part of the list box.
-            if not within_list_box(accessible):
+            if not (accessible.parent is not None and accessible.parent.getRole() == pyatspi.ROLE_COMBO_BOX):
                 focusable.append((name, accessible.getRoleName(), box))
+    said = [name.strip().rstrip(':…. ').casefold() for name, _, _ in focusable]  # case, a colon and dots aside
     for i, (name, role, box) in enumerate(focusable):
-        for other, other_role, other_box in focusable[i + 1:]:
-            if name.strip() and said(name) == said(other):
+        for j, (other, other_role, other_box) in enumerate(focusable[i + 1:], i + 1):
+            if name.strip() and said[i] == said[j]:
                 failures.append(f'{where}: a {role} and a {other_role} are both named "{name}"')
-            if overlap(box, other_box):
+            if min(box[2], other_box[2]) > max(box[0], other_box[0]) and min(box[3], other_box[3]) > max(box[1], other_box[1]):
                 failures.append(f'{where}: "{name}" {box} and "{other}" {other_box} overlap')
     return len(focusable)
 
 
-def open_form(program, press, others):
-    """Presses the keys of a form and returns its window once it shows."""
+def open_form(program, press, menu=None):
+    """The form that the key opens, from the menu if given, once it shows."""
+    if menu:
+        keys(key_binding(menu))
+        wait_for('the menu', lambda: has(menu[0], pyatspi.STATE_SHOWING))
     keys(press)
-    return wait_for(f'the form of {press}', lambda: program.top_level(pyatspi.ROLE_DIALOG, others))
-
-
-def close_form(program, form):
-    keys('Escape')
-    wait_for('the form to close', lambda: all(window.path != form.path for window in program.app
-                                              if window is not None and has(window, pyatspi.STATE_SHOWING)))
-    program.focus_main_window()
-
-
-def tools_item(program, index):
-    """The Tools menu's item at index (separators not counted): its keys."""
-    tools = list(program.menu_bar())[1]
-    items = [item for item in tools[0] if item.getRole() != pyatspi.ROLE_SEPARATOR]
-    return [key_binding(tools), key_binding(items[index]).replace('alt+', '')]
+    return wait_for(f'the form of {press}', lambda: program.top_level(pyatspi.ROLE_DIALOG, [program.window]))
 
 
 def check_language(build, language, source, failures):
@@ -110,47 +79,39 @@ def check_language(build, language, source, failures):
         # The start-up height, 7530 twips and the waveform's row (28 pixels
         # and the layout's 3 between rows), in the screen's pixels.
         wanted = SCALE * (7530 // 15 + 28 + 3)
-        geometry = subprocess.run(['xdotool', 'getwindowgeometry', program.x_window], check=True, capture_output=True,
-                                  text=True).stdout
+        geometry = xdotool('getwindowgeometry', program.x_window)
         if f'x{wanted}\n' not in geometry:
             failures.append(f'{language}: the window is not {wanted} pixels high: {geometry}')
         fields = wait_for('the source in its field', lambda: next(
             (a for a in walk(main) if a.getRole() == pyatspi.ROLE_TEXT and text_of(a) == source), None))
-        buttons = [a for a in fields.parent if a.getRole() == pyatspi.ROLE_PUSH_BUTTON and key_binding(a)]
-        file_info = buttons[0]
+        file_info = [a for a in fields.parent if a.getRole() == pyatspi.ROLE_PUSH_BUTTON and key_binding(a)][0]
         wait_for('the media report', lambda: has(file_info, pyatspi.STATE_SENSITIVE))
         counted = check_form(main, f'{language} main', failures)
 
         # Each format's options: the list box reached with Tab, and moved with the arrow keys.
         formats = next(a for a in walk(main) if a.getRole() == pyatspi.ROLE_COMBO_BOX and current_name(a) == 'MP3')
-        for _ in range(80):
-            if program.press_for_focus('Tab').path == formats.path:
-                break
-        else:
+        if not any(program.press_for_focus('Tab').path == formats.path for _ in range(80)):
             failures.append(f'{language}: Tab never reaches the format list')
             return
         keys('Home')
         shown = []
-        while True:
-            name = wait_for('a format shown', lambda: current_name(formats) not in shown and current_name(formats))
-            shown.append(name)
-            counted += check_form(main, f'{language} {name}', failures)
-            if len(shown) == 12:
-                break
-            keys('Down')
+        while len(shown) < 12:
+            if shown:
+                keys('Down')
+            shown.append(wait_for('a format shown', lambda: current_name(formats) not in shown and current_name(formats)))
+            counted += check_form(main, f'{language} {shown[-1]}', failures)
 
-        for press in ['F1', key_binding(file_info)]:
-            form = open_form(program, press, [main])
+        # About (F1), File Info, Setup, closed with Escape; the Equalizer stays.
+        tools = list(program.menu_bar())[1]
+        items = [(key_binding(item) or '').replace('alt+', '') for item in tools[0] if item.getRole() != pyatspi.ROLE_SEPARATOR]
+        for press, menu in [('F1', None), (key_binding(file_info), None), (items[1], tools), (items[2], tools)]:
+            form = open_form(program, press, menu)
             counted += check_form(form, f'{language} {form.name}', failures)
-            close_form(program, form)
-        keys(*tools_item(program, 1)[:1])
-        setup = open_form(program, tools_item(program, 1)[1], [main])
-        counted += check_form(setup, f'{language} {setup.name}', failures)
-        close_form(program, setup)
-        keys(*tools_item(program, 2)[:1])
-        equalizer = open_form(program, tools_item(program, 2)[1], [main])
-        counted += check_form(equalizer, f'{language} {equalizer.name}', failures)
-        program.focus_main_window()
+            if press != items[2]:
+                keys('Escape')
+                wait_for('the form to close', lambda: all(window.path != form.path for window in program.app
+                                                          if window is not None and has(window, pyatspi.STATE_SHOWING)))
+            program.focus_main_window()
 
         # Batch mode, by the Alt+letter of its option button.
         modes = [a for a in walk(main) if a.getRole() == pyatspi.ROLE_RADIO_BUTTON and key_binding(a)][:2]
@@ -164,13 +125,11 @@ def main(build):
     work = tempfile.mkdtemp(prefix='tonmill-names-')
     try:
         source = os.path.join(work, 'Morning Song.wav')
-        subprocess.run(['sox', '-n', '-r', '44100', '-c', '2', '-b', '16', source, 'synth', '20', 'sine', '440'],
-                       check=True)
+        subprocess.run(['sox', '-n', '-r', '44100', '-c', '2', '-b', '16', source, 'synth', '3', 'sine', '440'], check=True)
         failures = []
         for language in LANGUAGES:
             check_language(build, language, source, failures)
-        for failure in failures:
-            print(failure)
+        print('\n'.join(failures))
         assert not failures, f'{len(failures)} failures'
     finally:
         shutil.rmtree(work, ignore_errors=True)

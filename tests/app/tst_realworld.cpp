@@ -17,14 +17,12 @@
 #include "process/cStdIO.h"
 #include "support/TestDialogs.h"
 #include "support/TestFiles.h"
+#include "support/TestHome.h"
 #include "support/TestPaths.h"
 #include "support/TestProcesses.h"
 
 #include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QProcess>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QtEndian>
@@ -33,31 +31,17 @@
 #include <functional>
 
 using namespace tonmill;
-using test::decodedSeconds;
+using namespace tonmill::test;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-const QString kFfmpeg = QStringLiteral("/usr/bin/ffmpeg");
-
-bool run(const QString &program, const QStringList &arguments)
-{
-    QProcess p;
-    p.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    p.start(program, arguments);
-    return p.waitForFinished(120000) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
-}
-
-// ffmpeg making test material from its own generators.
-bool generate(const QString &path, const QString &lavfi, const QStringList &encode)
-{
-    return run(QStringLiteral("ffmpeg"), QStringList{QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-y"),
-                                                     QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"), lavfi}
-                                             + encode + QStringList{path});
-}
+const QString kFfmpeg = u"/usr/bin/ffmpeg"_s;
 
 void writeExecutable(const QString &path, const QByteArray &script)
 {
-    test::writeBytes(path, script);
+    QDir().mkpath(QFileInfo(path).path());
+    writeBytes(path, script);
     QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 }
 
@@ -68,46 +52,40 @@ QStringList entries(const QString &folder)
 
 // A portable application folder: a copy of the program, whose helpers are
 // the build's, each linked on its own so that a test can take one away;
-// sources and outputs in folders of their own, so that anything left behind
-// shows.
+// sources and outputs in folders of their own, so that anything left behind shows.
 struct Home {
     QTemporaryDir dir;
-    QString app = dir.filePath(QStringLiteral("app"));
-    QString sources = dir.filePath(QStringLiteral("sources"));
-    QString out = dir.filePath(QStringLiteral("out"));
+    QString app = dir.filePath(u"app"_s), sources = dir.filePath(u"sources"_s), out = dir.filePath(u"out"_s);
+    QString mediaTool = app + u"/Tools/MediaInfo/mediainfo"_s;
 
     Home()
     {
-        for (const QString &folder : {app + QStringLiteral("/Tools/MediaInfo"), sources, out})
+        for (const QString &folder : {app + u"/Tools/MediaInfo"_s, sources, out})
             QDir().mkpath(folder);
-        const QString built = test::builtAppDir() + QStringLiteral("/Tools/");
-        for (const QString &tool : {QStringLiteral("tonmill-run"), QStringLiteral("tonmill-avs"), QStringLiteral("MediaInfo/mediainfo")})
-            QFile::link(built + tool, app + QStringLiteral("/Tools/") + tool);
-        // A link would not do: the program finds its helpers from where it
-        // really lies.
-        QFile::copy(test::builtAppDir() + QStringLiteral("/tonmill"), program());
+        for (const QString &tool : {u"tonmill-run"_s, u"tonmill-avs"_s, u"MediaInfo/mediainfo"_s})
+            QFile::link(builtAppDir() + u"/Tools/"_s + tool, app + u"/Tools/"_s + tool);
+        // A link would not do: the program finds its helpers from where it really lies.
+        QFile::copy(builtAppDir() + u"/tonmill"_s, app + u"/tonmill"_s);
         setFfmpeg(kFfmpeg);
     }
-
-    void setFfmpeg(const QString &path) const
-    {
-        test::writeBytes(app + QStringLiteral("/Tonmill.ini"), "[General]\r\nFFMPEG=" + path.toUtf8() + "\r\n");
-    }
-    QString program() const { return app + QStringLiteral("/tonmill"); }
-    QString mediaTool() const { return app + QStringLiteral("/Tools/MediaInfo/mediainfo"); }
+    void setFfmpeg(const QString &path) const { writeBytes(app + u"/Tonmill.ini"_s, "[General]\r\nFFMPEG=" + path.toUtf8() + "\r\n"); }
+    // A script in place of the media tool; none at all for "-"; the build's for "".
     void replaceMediaTool(const QByteArray &script) const
     {
-        QFile::remove(mediaTool());
-        writeExecutable(mediaTool(), script);
+        QFile::remove(mediaTool);
+        if (script.isEmpty())
+            QFile::link(builtAppDir() + u"/Tools/MediaInfo/mediainfo"_s, mediaTool);
+        else if (script != "-")
+            writeExecutable(mediaTool, script);
     }
-    QString source(const QString &name) const { return sources + QLatin1Char('/') + name; }
+    QString source(const QString &name) const { return sources + u'/' + name; }
 };
 
 // The core pieces wired as the main window wires them.
 struct Converter {
     AppFolder folder;
     ProcessRegistry registry;
-    test::TestDialogs dialogs;
+    TestDialogs dialogs;
     ActivityLog log;
     cStdIO runner{registry};
     ReadOutput reader{registry};
@@ -127,56 +105,45 @@ struct Converter {
         options.fillLists();
         form.fillFormatList();
     }
-
-    void open(const QString &source) { selection.loadSource(source); }
-
-    void convert(const QString &format, const QString &output)
+    void convert(const QString &source, const QString &format, const QString &output)
     {
-        const int index = QStringList{"AAC", "AC3", "AMR", "MP2/MPA", "MP3", "WAV", "WMA"}.indexOf(format) + 1;
+        selection.loadSource(source);
         form.cmbFormat.select(format);
-        options.txtFormat = QString::number(index);
+        options.txtFormat = QString::number(QStringList{"AAC", "AC3", "AMR", "MP2/MPA", "MP3", "WAV", "WMA"}.indexOf(format) + 1);
         options.OutExtension = QFileInfo(output).suffix();
         form.chkSameOutput = false;
         form.lblOutputPath = output;
         job.btnConvert_Click();
     }
-
     bool idle() const
     {
-        return form.btnConvertEnabled && !form.btnAbortVisible && !form.EncodingVisible && !form.PB1Visible
-               && !form.Timer3Enabled && form.btnExitEnabled && form.mnuArquivoEnabled;
+        return form.btnConvertEnabled && !form.btnAbortVisible && !form.EncodingVisible && !form.PB1Visible && !form.Timer3Enabled
+               && form.btnExitEnabled && form.mnuArquivoEnabled;
     }
 };
 
-struct CommandLineRun {
-    int status = -1;
-    QString err;
-};
-
-// The program's command line, optionally under a wrapper (the small disk).
-CommandLineRun convertByCommandLine(const Home &home, const QStringList &arguments, const QStringList &wrapper = {},
+// The program's command line, under a wrapper (the small disk) if given; the
+// status and the error output.
+std::pair<int, QString> commandLine(const Home &home, const QStringList &arguments, const QStringList &wrapper = {},
                                     const std::function<void(QProcess &)> &meanwhile = {})
 {
     QProcess p;
-    const QStringList command = wrapper + QStringList{home.program()} + arguments;
+    const QStringList command = wrapper + QStringList{home.app + u"/tonmill"_s, u"--convert"_s} + arguments;
     p.start(command.first(), command.mid(1));
     p.waitForStarted();
     if (meanwhile)
         meanwhile(p);
-    CommandLineRun r;
-    if (p.waitForFinished(120000) && p.exitStatus() == QProcess::NormalExit)
-        r.status = p.exitCode();
-    r.err = QString::fromUtf8(p.readAllStandardError());
-    return r;
+    const bool ended = p.waitForFinished(120000) && p.exitStatus() == QProcess::NormalExit;
+    return {ended ? p.exitCode() : -1, QString::fromUtf8(p.readAllStandardError())};
 }
 
 // The ffmpeg that writes the output (the only process whose command line
 // names the partial file), once it is writing; 0 when none appears in time.
 qint64 encoderWriting(const QString &output, int waitMs)
 {
-    const QString partial = output + QStringLiteral(".part");
+    const QString partial = output + u".part"_s;
     for (int waited = 0;; waited += 20) {
-        const QList<qint64> found = test::processesMentioning(partial);
+        const QList<qint64> found = processesMentioning(partial);
         if (!found.isEmpty() && QFileInfo(partial).size() > 0)
             return found.first();
         if (waited >= waitMs)
@@ -190,12 +157,16 @@ bool inOrder(const QString &text, const QStringList &fragments)
 {
     qsizetype at = 0;
     for (const QString &f : fragments) {
-        at = text.indexOf(f, at);
-        if (at < 0)
+        if ((at = text.indexOf(f, at)) < 0)
             return false;
         at += f.size();
     }
     return true;
+}
+
+bool oneLine(const QString &err)
+{
+    return err.startsWith(u"tonmill: "_s) && err.count(u'\n') == 1;
 }
 
 } // namespace
@@ -213,64 +184,55 @@ private Q_SLOTS:
 void TestRealWorld::wholeSoundAndNothingMore()
 {
     Home home;
-    const QString vbr = home.source(QStringLiteral("vbr.mp3"));
-    const QString truncated = home.source(QStringLiteral("truncated.mp3"));
-    const QString tiny = home.source(QStringLiteral("tiny.wav"));
-    const QString liar = home.source(QStringLiteral("liar.wav"));
-    const QString streamed = home.source(QStringLiteral("streamed.ogg"));
-    const QString raw = home.source(QStringLiteral("raw.aac"));
-    const QString halfRate = home.source(QStringLiteral("half-rate.mp3"));
-    // Loud noise, then a quiet tone: a VBR MP3 without a frame count, whose
-    // length ffmpeg guesses from its first, costly frames (16 s of 60 s).
-    QVERIFY(generate(vbr, QStringLiteral("anoisesrc=d=5:c=pink:a=0.5[a];sine=f=440:d=55,volume=0.1[b];[a][b]concat=n=2:v=0:a=1"),
-                     {QStringLiteral("-ac"), QStringLiteral("2"), QStringLiteral("-c:a"), QStringLiteral("libmp3lame"),
-                      QStringLiteral("-q:a"), QStringLiteral("0"), QStringLiteral("-write_xing"), QStringLiteral("0")}));
-    // A 211 s MP3 whose frame count stays when all but its first 2.4 s are cut off.
-    QVERIFY(generate(truncated, QStringLiteral("sine=f=440:d=211"), {QStringLiteral("-c:a"), QStringLiteral("libmp3lame"),
-                                                                      QStringLiteral("-b:a"), QStringLiteral("128k")}));
-    test::writeBytes(truncated, test::readBytes(truncated).left(40000));
-    // MPEG-2 layer III: half as many samples in a frame.
-    QVERIFY(generate(halfRate, QStringLiteral("sine=f=440:d=4"), {QStringLiteral("-ar"), QStringLiteral("22050"),
-                                                                   QStringLiteral("-c:a"), QStringLiteral("libmp3lame")}));
-    QVERIFY(generate(tiny, QStringLiteral("sine=f=440:d=0.01"), {QStringLiteral("-c:a"), QStringLiteral("pcm_s16le")}));
-    // A WAV whose header claims three times the data the file holds.
-    QVERIFY(generate(liar, QStringLiteral("sine=f=440:d=3"), {QStringLiteral("-c:a"), QStringLiteral("pcm_s16le")}));
-    QByteArray bytes = test::readBytes(liar);
-    const qsizetype data = bytes.indexOf("data");
-    const quint32 size = qFromLittleEndian<quint32>(bytes.constData() + data + 4);
-    qToLittleEndian<quint32>(size * 3, bytes.data() + data + 4);
-    test::writeBytes(liar, bytes);
-    // Containers without a duration, whose length is guessed: an Ogg whose
-    // end is not found, and raw AAC.
-    QVERIFY(generate(streamed, QStringLiteral("sine=f=440:d=20"), {QStringLiteral("-c:a"), QStringLiteral("libvorbis")}));
-    test::writeBytes(streamed, test::readBytes(streamed) + QByteArray(200000, '\0'));
-    QVERIFY(generate(raw, QStringLiteral("anoisesrc=d=27:c=pink:a=0.5,adelay=3s:all=1"),
-                     {QStringLiteral("-ac"), QStringLiteral("2"), QStringLiteral("-c:a"), QStringLiteral("aac"), QStringLiteral("-f"),
-                      QStringLiteral("adts")}));
-
-    for (const QString &source : {vbr, truncated, halfRate, tiny, liar, streamed, raw}) {
+    // Each source, what ffmpeg makes it of, and whether its header is known
+    // to lie about its length by more than a second.
+    const std::tuple<const char *, QString, QString, bool> sources[] = {
+        // Loud noise, then a quiet tone: a VBR MP3 without a frame count, whose
+        // length ffmpeg guesses from its first, costly frames (16 s of 60 s).
+        {"vbr.mp3", u"anoisesrc=d=5:c=pink:a=0.5[a];sine=f=440:d=55,volume=0.1[b];[a][b]concat=n=2:v=0:a=1"_s,
+         u"-ac 2 -c:a libmp3lame -q:a 0 -write_xing 0"_s, true},
+        // A 211 s MP3 whose frame count stays when all but its first 2.4 s are cut off.
+        {"truncated.mp3", u"sine=f=440:d=211"_s, u"-c:a libmp3lame -b:a 128k"_s, true},
+        // MPEG-2 layer III: half as many samples in a frame.
+        {"half-rate.mp3", u"sine=f=440:d=4"_s, u"-ar 22050 -c:a libmp3lame"_s, false},
+        {"tiny.wav", u"sine=f=440:d=0.01"_s, u"-c:a pcm_s16le"_s, false},
+        // A WAV whose header claims three times the data the file holds.
+        {"liar.wav", u"sine=f=440:d=3"_s, u"-c:a pcm_s16le"_s, false},
+        // Containers without a duration, whose length is guessed: an Ogg whose
+        // end is not found, and raw AAC.
+        {"streamed.ogg", u"sine=f=440:d=20"_s, u"-c:a libvorbis"_s, true},
+        {"raw.aac", u"anoisesrc=d=27:c=pink:a=0.5,adelay=3s:all=1"_s, u"-ac 2 -c:a aac -f adts"_s, true},
+    };
+    for (const auto &[name, lavfi, encode, lies] : sources) {
+        const QString source = home.source(QLatin1String(name));
+        QVERIFY(generate(source, lavfi, encode.split(u' ')));
+        QByteArray bytes = readBytes(source);
+        if (source.contains(u"truncated"_s))
+            bytes.truncate(40000);
+        if (source.contains(u"streamed"_s))
+            bytes += QByteArray(200000, '\0');
+        if (source.contains(u"liar"_s)) {
+            uchar *size = reinterpret_cast<uchar *>(bytes.data() + bytes.indexOf("data") + 4);
+            qToLittleEndian<quint32>(qFromLittleEndian<quint32>(size) * 3, size);
+        }
+        writeBytes(source, bytes);
         const double length = decodedSeconds(source);
-        QVERIFY2(length > 0, qPrintable(source));
-        // All but the WAVs and the whole MP3 lie in their headers by more than a second.
-        const double claimed = test::probeEntries(source, QStringLiteral("format=duration")).toDouble();
-        if (!source.endsWith(QLatin1String(".wav")) && source != halfRate)
-            QVERIFY2(std::abs(claimed - length) > 1, qPrintable(QStringLiteral("%1 claims %2 s").arg(source).arg(claimed)));
-        for (const QString &format : {QStringLiteral("MP3"), QStringLiteral("WAV")}) {
+        QVERIFY2(length > 0, name);
+        const double claimed = probeEntries(source, u"format=duration"_s).toDouble();
+        QVERIFY2(!lies || std::abs(claimed - length) > 1, qPrintable(u"%1 claims %2 s"_s.arg(source).arg(claimed)));
+        for (const QString &format : {u"MP3"_s, u"WAV"_s}) {
             Converter c(home.app);
-            c.open(source);
-            const QString output = home.out + QStringLiteral("/") + QFileInfo(source).completeBaseName()
-                                   + QStringLiteral(".") + format.toLower();
-            c.convert(format, output);
-            const QString what = source + QLatin1Char(' ') + format + QLatin1Char('\n') + c.log.text();
+            const QString output = home.out + u'/' + QFileInfo(source).completeBaseName() + u'.' + format.toLower();
+            c.convert(source, format, output);
+            const QString what = source + u' ' + format + u'\n' + c.log.text();
             QVERIFY2(c.job.result().outcome == ConvertResult::Outcome::Ended, qPrintable(what));
             // The progress bar spans the sound's whole seconds.
-            QVERIFY2(std::abs(c.form.PB1Max - length) <= 0.6, qPrintable(QStringLiteral("%1: bar of %2 s").arg(what).arg(c.form.PB1Max)));
+            QVERIFY2(std::abs(c.form.PB1Max - length) <= 0.6, qPrintable(u"%1: bar of %2 s"_s.arg(what).arg(c.form.PB1Max)));
             // The script never trims at frame 0, which would mean the clip's end.
-            if (source == tiny)
-                QVERIFY(test::readBytes(home.app + QStringLiteral("/DirectQX.avs")).contains("Trim(Clip3,0,1)\r\n"));
+            if (source.contains(u"tiny"_s))
+                QVERIFY(readBytes(home.app + u"/DirectQX.avs"_s).contains("Trim(Clip3,0,1)\r\n"));
             const double written = decodedSeconds(output);
-            QVERIFY2(std::abs(written - length) <= 0.040,
-                     qPrintable(QStringLiteral("%1: %2 s from %3 s").arg(what).arg(written).arg(length)));
+            QVERIFY2(std::abs(written - length) <= 0.040, qPrintable(u"%1: %2 s from %3 s"_s.arg(what).arg(written).arg(length)));
         }
     }
     QCOMPARE(entries(home.out).size(), 14);
@@ -279,29 +241,19 @@ void TestRealWorld::wholeSoundAndNothingMore()
 void TestRealWorld::failuresAreNamed()
 {
     Home home;
-    const QString tone = home.source(QStringLiteral("tone.wav"));
-    const QString longTone = home.source(QStringLiteral("long.wav"));
-    const QString text = home.source(QStringLiteral("notes.mp3"));
-    QVERIFY(generate(tone, QStringLiteral("sine=f=440:d=2"), {QStringLiteral("-ac"), QStringLiteral("2")}));
-    QVERIFY(generate(longTone, QStringLiteral("sine=f=440:d=300"), {QStringLiteral("-ac"), QStringLiteral("2")}));
-    test::writeBytes(text, "Shopping list: milk, eggs, tape.\n");
-    const QString missing = home.dir.filePath(QStringLiteral("nowhere/ffmpeg"));
-    const QString notAProgram = home.dir.filePath(QStringLiteral("plain/ffmpeg"));
+    const QString tone = home.source(u"tone.wav"_s), longTone = home.source(u"long.wav"_s), text = home.source(u"notes.mp3"_s);
+    QVERIFY(generate(tone, u"sine=f=440:d=2"_s, {u"-ac"_s, u"2"_s}) && generate(longTone, u"sine=f=440:d=120"_s, {u"-ac"_s, u"2"_s}));
+    writeBytes(text, "Shopping list: milk, eggs, tape.\n");
+    const QString missing = home.dir.filePath(u"nowhere/ffmpeg"_s), notAProgram = home.dir.filePath(u"plain/ffmpeg"_s);
+    const QString refuses = home.dir.filePath(u"fake/ffmpeg"_s), endless = home.dir.filePath(u"endless/ffmpeg"_s);
     QDir().mkpath(QFileInfo(notAProgram).path());
-    test::writeBytes(notAProgram, "not a program\n");
-    const QString refuses = home.dir.filePath(QStringLiteral("fake/ffmpeg"));
-    QDir().mkpath(QFileInfo(refuses).path());
+    writeBytes(notAProgram, "not a program\n");
     writeExecutable(refuses, "#!/bin/sh\necho 'fake: no licence for this codec' >&2\nexit 1\n");
     // An encoder that reports ever more sound written and never ends.
-    const QString endless = home.dir.filePath(QStringLiteral("endless/ffmpeg"));
-    QDir().mkpath(QFileInfo(endless).path());
     writeExecutable(endless, "#!/bin/sh\ni=0\nwhile :; do\n  i=$((i + 1))\n"
-                             "  printf 'total_size=%d\\nout_time_us=%d000000\\nprogress=continue\\n' $((i * 1000)) $i\n"
-                             "  sleep 0.01\ndone\n");
-    const QByteArray builtTool = QFile::symLinkTarget(home.mediaTool()).toUtf8();
-
-    const QString launchMessage = QStringLiteral("PROCESS LAUNCH FAILED!\r\n\r\nPlease, press 'Convert' button again!");
-    const QString failedMessage = QStringLiteral("The conversion failed!\r\n\r\n");
+                             "  printf 'total_size=%d\\nout_time_us=%d000000\\nprogress=continue\\n' $((i * 1000)) $i\n  sleep 0.01\ndone\n");
+    const QString launchMessage = u"PROCESS LAUNCH FAILED!\r\n\r\nPlease, press 'Convert' button again!"_s;
+    const QString failed = u"The conversion failed!\r\n\r\n"_s; // the failure's cause follows
     using Outcome = ConvertResult::Outcome;
     struct Case {
         const char *name;
@@ -309,53 +261,47 @@ void TestRealWorld::failuresAreNamed()
         QByteArray mediaTool; // a script in place of the media tool; "-" none at all
         QString source;
         Outcome outcome;
-        QStringList log;      // in this order
-        QStringList messages; // exact texts, except that a failure's cause follows failedMessage
-        int status;           // of the command line
-        QString line;         // in its one line
+        QStringList log;     // in this order
+        QString message;     // the one message shown, if any
+        QString line;        // in the command line's one line, and in the failure
         bool killEncoder = false;
     };
-    const QList<Case> cases = {
+    const Case cases[] = {
         {"missing ffmpeg", missing, {}, tone, Outcome::LaunchFailed,
          {" -> Error #406: CreateProcess failed.", " -> Error: cannot start \"" + missing + "\"", "PROCESS LAUNCH FAILED!"},
-         {launchMessage}, 1, "cannot start \"" + missing + "\""},
+         launchMessage, "cannot start \"" + missing + "\""},
         {"ffmpeg not executable", notAProgram, {}, tone, Outcome::LaunchFailed,
          {" -> Error #406: CreateProcess failed.", " -> Error: cannot start \"" + notAProgram + "\"", "PROCESS LAUNCH FAILED!"},
-         {launchMessage}, 1, "cannot start \"" + notAProgram + "\""},
+         launchMessage, "cannot start \"" + notAProgram + "\""},
         {"encoder refuses with a reason", refuses, {}, tone, Outcome::Failed,
          {" -> Process Completed!", " -> Error: ", "fake: no licence for this codec", " | ", "fake: no licence for this codec"},
-         {failedMessage}, 1, "fake: no licence for this codec"},
+         failed, "fake: no licence for this codec"},
         {"encoder that never ends", endless, {}, tone, Outcome::Failed,
-         {" -> Encoding Aborted!", " -> Error: the encoder went on past the sound's end"}, {failedMessage}, 1,
+         {" -> Encoding Aborted!", " -> Error: the encoder went on past the sound's end"}, failed,
          "the encoder went on past the sound's end"},
-        {"encoder killed from outside", kFfmpeg, {}, longTone, Outcome::Failed,
-         {" -> Process Completed!", " -> Error: ", "signal 9"}, {failedMessage}, 1, "signal 9", true},
-        {"text file named .mp3", kFfmpeg, {}, text, Outcome::Failed,
-         {" -> Error: \"" + text + "\" cannot be read as audio: "}, {failedMessage}, 1,
+        {"encoder killed from outside", kFfmpeg, {}, longTone, Outcome::Failed, {" -> Process Completed!", " -> Error: ", "signal 9"},
+         failed, "signal 9", true},
+        {"text file named .mp3", kFfmpeg, {}, text, Outcome::Failed, {" -> Error: \"" + text + "\" cannot be read as audio: "}, failed,
          "\"" + text + "\" cannot be read as audio: "},
         {"missing media tool", kFfmpeg, "-", tone, Outcome::Ended,
-         {" -> Error #2: CreateProcess failed.", " -> \"" + tone + "\" could not be described: cannot start \"" + home.mediaTool(),
+         {" -> Error #2: CreateProcess failed.", " -> \"" + tone + "\" could not be described: cannot start \"" + home.mediaTool,
           " -> Process Completed!"},
-         {"Error!\r\nDescription: CreateProcess failed.\r\nLastDLLError: 2"}, 0, "could not be described: cannot start"},
+         "Error!\r\nDescription: CreateProcess failed.\r\nLastDLLError: 2", "could not be described: cannot start"},
         {"media tool prints garbage", kFfmpeg, "#!/bin/sh\necho 'no report here'\n", tone, Outcome::Ended,
          {" -> \"" + tone + "\" could not be described: the media tool printed no report of it, only: no report here",
           " -> Process Completed!"},
-         {}, 0, "could not be described: the media tool printed no report of it"},
+         {}, "could not be described: the media tool printed no report of it"},
     };
-
+    const QString output = home.out + u"/result.mp3"_s;
     for (const Case &c : cases) {
         home.setFfmpeg(c.ffmpeg);
-        if (c.mediaTool == "-")
-            QFile::remove(home.mediaTool());
-        else if (!c.mediaTool.isEmpty())
+        if (!c.mediaTool.isEmpty())
             home.replaceMediaTool(c.mediaTool);
-        const QString output = home.out + QStringLiteral("/result.mp3");
-        const QStringList expectedOutputs = c.outcome == Outcome::Ended ? QStringList{QStringLiteral("result.mp3")} : QStringList{};
-
-        // In the window's core.
+        const QStringList outputs = c.outcome == Outcome::Ended ? QStringList{u"result.mp3"_s} : QStringList{};
         {
+            // In the window's core.
             Converter conv(home.app);
-            for (qsizetype i = 0; i < c.messages.size(); ++i)
+            if (!c.message.isEmpty())
                 conv.dialogs.answer(DialogAnswer::Ok);
             qint64 killed = 0;
             if (c.killEncoder) {
@@ -364,146 +310,97 @@ void TestRealWorld::failuresAreNamed()
                         ::kill(pid_t(killed), SIGKILL);
                 });
             }
-            conv.open(c.source);
-            conv.convert(QStringLiteral("MP3"), output);
-            const QString what = QLatin1String(c.name) + QLatin1Char('\n') + conv.log.text();
-            QVERIFY2(conv.job.result().outcome == c.outcome, qPrintable(what));
-            QVERIFY2(inOrder(conv.log.text(), c.log), qPrintable(what));
-            QCOMPARE(conv.dialogs.messages().size(), c.messages.size());
-            for (qsizetype i = 0; i < c.messages.size(); ++i) {
-                const QString shown = conv.dialogs.messages()[i].text;
-                if (c.messages[i] == failedMessage)
-                    QCOMPARE(shown, failedMessage + conv.job.result().failure);
-                else
-                    QCOMPARE(shown, c.messages[i]);
-            }
-            QVERIFY2(c.outcome == Outcome::Ended || conv.job.result().failure.contains(c.line), qPrintable(what));
-            QVERIFY2(conv.idle(), c.name);
-            QCOMPARE(entries(home.out), expectedOutputs);
-            QVERIFY(conv.registry.live().isEmpty());
-            QVERIFY2(test::noProcessMentions(home.dir.path()), c.name);
+            conv.convert(c.source, u"MP3"_s, output);
+            const ConvertResult &result = conv.job.result();
+            const QString what = QLatin1String(c.name) + u'\n' + conv.log.text();
+            QVERIFY2(result.outcome == c.outcome && inOrder(conv.log.text(), c.log), qPrintable(what));
+            QCOMPARE(conv.dialogs.messages().size(), c.message.isEmpty() ? 0 : 1);
+            if (!c.message.isEmpty())
+                QCOMPARE(conv.dialogs.messages()[0].text, c.message == failed ? failed + result.failure : c.message);
+            QVERIFY2(c.outcome == Outcome::Ended || result.failure.contains(c.line), qPrintable(what));
+            QVERIFY2(conv.idle() && conv.registry.live().isEmpty(), c.name);
+            QCOMPARE(entries(home.out), outputs);
+            QVERIFY2(noProcessMentions(home.dir.path()), c.name);
         }
         QFile::remove(output);
-
         // On the command line: the same cause in one line, and the exit status.
-        const CommandLineRun r = convertByCommandLine(
-            home, {QStringLiteral("--convert"), c.source, QStringLiteral("--format"), QStringLiteral("MP3"), QStringLiteral("--output"), output},
-            {}, [&](QProcess &) {
-                if (c.killEncoder) {
-                    const qint64 pid = encoderWriting(output, 30000);
-                    QVERIFY(pid > 0);
-                    ::kill(pid_t(pid), SIGKILL);
-                }
-            });
-        const QString what = QLatin1String(c.name) + QStringLiteral(": ") + r.err;
-        QVERIFY2(r.status == c.status, qPrintable(what));
-        QVERIFY2(r.err.startsWith(QStringLiteral("tonmill: ")) && r.err.count(QLatin1Char('\n')) == 1, qPrintable(what));
-        QVERIFY2(r.err.contains(c.line), qPrintable(what));
-        QCOMPARE(entries(home.out), expectedOutputs);
-        QVERIFY2(test::noProcessMentions(home.dir.path()), c.name);
+        const auto [status, err] = commandLine(home, {c.source, u"--format"_s, u"MP3"_s, u"--output"_s, output}, {}, [&](QProcess &) {
+            if (c.killEncoder) {
+                const qint64 pid = encoderWriting(output, 30000);
+                QVERIFY(pid > 0);
+                ::kill(pid_t(pid), SIGKILL);
+            }
+        });
+        QVERIFY2(status == (c.outcome == Outcome::Ended ? 0 : 1) && oneLine(err) && err.contains(c.line),
+                 qPrintable(QLatin1String(c.name) + u": "_s + err));
+        QCOMPARE(entries(home.out), outputs);
+        QVERIFY2(noProcessMentions(home.dir.path()), c.name);
         QFile::remove(output);
-        if (!c.mediaTool.isEmpty()) {
-            QFile::remove(home.mediaTool());
-            QFile::link(QString::fromUtf8(builtTool), home.mediaTool());
-        }
+        if (!c.mediaTool.isEmpty())
+            home.replaceMediaTool({});
     }
 }
 
 void TestRealWorld::fullDiskIsAFailure()
 {
     Home home;
-    const QString tone = home.source(QStringLiteral("tone.wav"));
-    QVERIFY(generate(tone, QStringLiteral("sine=f=440:d=30"), {QStringLiteral("-ac"), QStringLiteral("2")}));
-    const QString listing = home.dir.filePath(QStringLiteral("left.txt"));
-    const QString output = home.out + QStringLiteral("/result.wav");
+    const QString tone = home.source(u"tone.wav"_s), listing = home.dir.filePath(u"left.txt"_s);
+    QVERIFY(generate(tone, u"sine=f=440:d=30"_s, {u"-ac"_s, u"2"_s}));
     // 256 KiB hold a second and a half of the 30 s WAV.
-    const CommandLineRun r = convertByCommandLine(
-        home, {QStringLiteral("--convert"), tone, QStringLiteral("--format"), QStringLiteral("WAV"), QStringLiteral("--output"), output},
-        {test::testProgram(QStringLiteral("tonmill-test-smallfs")), QStringLiteral("256"), home.out, listing});
-    if (r.status == 77)
-        QSKIP(qPrintable(QStringLiteral("no mount namespace can be made here: ") + r.err));
-    QVERIFY2(r.status == 1, qPrintable(r.err));
-    QVERIFY2(r.err.startsWith(QStringLiteral("tonmill: ")) && r.err.count(QLatin1Char('\n')) == 1, qPrintable(r.err));
-    QVERIFY2(r.err.contains(QStringLiteral("No space left on device")), qPrintable(r.err));
-    QCOMPARE(test::readBytes(listing), QByteArray());
-    QVERIFY(test::noProcessMentions(home.dir.path()));
+    const auto [status, err] = commandLine(home, {tone, u"--format"_s, u"WAV"_s, u"--output"_s, home.out + u"/result.wav"_s},
+                                           {testProgram(u"tonmill-test-smallfs"_s), u"256"_s, home.out, listing});
+    if (status == 77)
+        QSKIP(qPrintable(u"no mount namespace can be made here: "_s + err));
+    QVERIFY2(status == 1 && oneLine(err) && err.contains(u"No space left on device"_s), qPrintable(err));
+    QCOMPARE(readBytes(listing), QByteArray());
+    QVERIFY(noProcessMentions(home.dir.path()));
 }
 
 void TestRealWorld::abortLeavesNoPartialFile()
 {
-    Home home;
     // An hour of 8 kHz silence becomes 635 MB of 44.1 kHz stereo WAV, written
-    // as fast as the disk takes it.
-    const QString hour = home.source(QStringLiteral("hour.wav"));
-    QVERIFY(generate(hour, QStringLiteral("anullsrc=r=8000:cl=mono"),
-                     {QStringLiteral("-t"), QStringLiteral("3600"), QStringLiteral("-c:a"), QStringLiteral("pcm_u8")}));
-    const QString output = home.out + QStringLiteral("/result.wav");
-    const QString partial = output + QStringLiteral(".part");
-    constexpr qint64 kWrittenBeforeAbort = 20 * 1024 * 1024;
-    for (int round = 0; round < 10; ++round) {
+    // as fast as the disk takes it; Abort comes once 20 MB of it are written.
+    Home home;
+    const QString hour = home.source(u"hour.wav"_s), output = home.out + u"/result.wav"_s, partial = output + u".part"_s;
+    QVERIFY(generate(hour, u"anullsrc=r=8000:cl=mono"_s, {u"-t"_s, u"3600"_s, u"-c:a"_s, u"pcm_u8"_s}));
+    for (int round = 0; round < 3; ++round) {
         Converter c(home.app);
-        c.open(hour);
         qint64 seen = 0;
         connect(&c.job, &ConvertJob::progressChanged, this, [&] {
-            if (seen == 0 && QFileInfo(partial).size() >= kWrittenBeforeAbort) {
+            if (seen == 0 && QFileInfo(partial).size() >= 20 * 1024 * 1024) {
                 seen = QFileInfo(partial).size();
                 c.job.btnAbort_Click();
             }
         });
-        c.convert(QStringLiteral("WAV"), output);
+        c.convert(hour, u"WAV"_s, output);
         QVERIFY2(seen > 0, qPrintable(c.log.text()));
         QCOMPARE(c.job.result().outcome, ConvertResult::Outcome::Aborted);
         QVERIFY(c.idle());
-        QVERIFY2(entries(home.out).isEmpty(), qPrintable(QStringLiteral("round %1: %2").arg(round).arg(entries(home.out).join(' '))));
-        QVERIFY(test::noProcessMentions(home.dir.path()));
-    }
-    // The command line ended by either signal while ffmpeg writes.
-    for (const int number : {SIGINT, SIGTERM}) {
-        const CommandLineRun r = convertByCommandLine(
-            home, {QStringLiteral("--convert"), hour, QStringLiteral("--format"), QStringLiteral("WAV"), QStringLiteral("--output"), output},
-            {}, [&](QProcess &p) {
-                for (int waited = 0; QFileInfo(partial).size() < kWrittenBeforeAbort && waited < 30000; waited += 2)
-                    QTest::qWait(2);
-                QVERIFY(p.processId() > 0);
-                ::kill(pid_t(p.processId()), number);
-            });
-        QCOMPARE(r.status, 128 + number);
-        QVERIFY2(entries(home.out).isEmpty(), qPrintable(entries(home.out).join(' ')));
-        QVERIFY(test::noProcessMentions(home.dir.path()));
+        QVERIFY2(entries(home.out).isEmpty(), qPrintable(u"round %1: %2"_s.arg(round).arg(entries(home.out).join(u' '))));
+        QVERIFY(noProcessMentions(home.dir.path()));
     }
 }
 
 void TestRealWorld::failedReportLeavesNoOtherFilesTags()
 {
     Home home;
-    const QString a = home.source(QStringLiteral("a.mp3"));
-    const QString b = home.source(QStringLiteral("b.wav"));
-    QVERIFY(generate(a, QStringLiteral("sine=d=2"),
-                     {QStringLiteral("-metadata"), QStringLiteral("title=Song of A"), QStringLiteral("-metadata"),
-                      QStringLiteral("artist=Band of A")}));
-    QVERIFY(generate(b, QStringLiteral("sine=d=2"), {}));
+    const QString a = home.source(u"a.mp3"_s), b = home.source(u"b.wav"_s), output = home.out + u"/b.mp3"_s;
+    QVERIFY(generate(a, u"sine=d=2"_s, {u"-metadata"_s, u"title=Song of A"_s, u"-metadata"_s, u"artist=Band of A"_s}));
+    QVERIFY(generate(b, u"sine=d=2"_s));
     Converter c(home.app);
-    c.open(a);
-    QCOMPARE(c.form.txtTitle, QStringLiteral("Song of A"));
-    QCOMPARE(c.form.txtArtist, QStringLiteral("Band of A"));
+    c.selection.loadSource(a);
+    QVERIFY(c.form.txtTitle == u"Song of A"_s && c.form.txtArtist == u"Band of A"_s);
 
     home.replaceMediaTool("#!/bin/sh\necho 'mediainfo: error: the disk is unreadable' >&2\nexit 1\n");
-    c.open(b);
+    c.convert(b, u"MP3"_s, output);
     QVERIFY(!QFileInfo::exists(c.report.reportFile()));
     for (const QString *field : {&c.form.txtTitle, &c.form.txtArtist, &c.form.txtAlbum, &c.form.txtYear, &c.form.txtNotes,
                                  &c.form.cmbGenre.text, &c.form.txtTrack})
         QVERIFY2(field->isEmpty(), qPrintable(*field));
-    QVERIFY2(c.log.text().contains(QStringLiteral(" -> \"") + b + QStringLiteral("\" could not be described: the disk is unreadable")),
-             qPrintable(c.log.text()));
-
-    const QString output = home.out + QStringLiteral("/b.mp3");
-    c.convert(QStringLiteral("MP3"), output);
+    QVERIFY2(c.log.text().contains(u" -> \""_s + b + u"\" could not be described: the disk is unreadable"_s), qPrintable(c.log.text()));
     QCOMPARE(c.job.result().outcome, ConvertResult::Outcome::Ended);
-    QProcess tags;
-    tags.start(QStringLiteral("mid3v2"), {QStringLiteral("-l"), output});
-    QVERIFY(tags.waitForFinished(30000));
-    const QString listed = QString::fromUtf8(tags.readAllStandardOutput());
-    QVERIFY2(!listed.contains(QStringLiteral("of A")), qPrintable(listed));
+    const Ran tags = runProgram(u"mid3v2"_s, {u"-l"_s, output});
+    QVERIFY2(!tags.out.contains(u"of A"_s), qPrintable(tags.out));
     QVERIFY(decodedSeconds(output) > 1.9);
 }
 

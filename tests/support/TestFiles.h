@@ -22,5 +22,8 @@ struct Loudness {
     double peakDbtp = 0;
 };
 Loudness measureLoudness(const QString &path);
+// The mean level in dB of the file's sound after ffmpeg's filters (such as
+// "atrim=0:0.25" or a band-pass), as its volume meter finds it; NaN if none.
+double meanVolume(const QString &path, const QString &filters);
 
 } // namespace tonmill::test

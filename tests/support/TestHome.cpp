@@ -10,15 +10,31 @@
 
 namespace tonmill::test {
 
+namespace {
+
+bool succeeds(const QString &program, const QStringList &arguments)
+{
+    QProcess p;
+    p.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    p.start(program, arguments);
+    return p.waitForFinished(120000) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
+}
+
+} // namespace
+
 bool makeTone(const QString &path, int seconds, int channels)
 {
-    QProcess sox;
-    sox.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    sox.start(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
-                                      QStringLiteral("-c"), QString::number(channels), QStringLiteral("-b"),
-                                      QStringLiteral("16"), path, QStringLiteral("synth"), QString::number(seconds),
-                                      QStringLiteral("sine"), QStringLiteral("440")});
-    return sox.waitForFinished(120000) && sox.exitStatus() == QProcess::NormalExit && sox.exitCode() == 0;
+    return succeeds(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
+                                            QStringLiteral("-c"), QString::number(channels), QStringLiteral("-b"),
+                                            QStringLiteral("16"), path, QStringLiteral("synth"), QString::number(seconds),
+                                            QStringLiteral("sine"), QStringLiteral("440")});
+}
+
+bool generate(const QString &path, const QString &lavfi, const QStringList &more)
+{
+    return succeeds(QStringLiteral("ffmpeg"), QStringList{QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-y"),
+                                                          QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"), lavfi}
+                                                  + more + QStringList{path});
 }
 
 AppHome::AppHome()

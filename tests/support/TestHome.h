@@ -3,12 +3,16 @@
 #include "platform/AppFolder.h"
 
 #include <QString>
+#include <QStringList>
 #include <QTemporaryDir>
 
 namespace tonmill::test {
 
 // A sine tone of 16-bit WAV made by sox; false when sox fails.
 bool makeTone(const QString &path, int seconds, int channels = 2);
+// What ffmpeg makes of one of its own generators ("sine=d=2"), with further
+// arguments (codec, tags) before the path; false when ffmpeg fails.
+bool generate(const QString &path, const QString &lavfi, const QStringList &more = {});
 
 // A temporary application folder ("app" in a temporary folder) with the
 // build's tools, and room beside it for sources.

@@ -7,7 +7,6 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
-#include <QProcessEnvironment>
 #include <QTest>
 
 namespace tonmill::test {
@@ -15,16 +14,12 @@ namespace tonmill::test {
 QList<qint64> processesMentioning(const QString &text)
 {
     QList<qint64> found;
-    const QByteArray needle = text.toUtf8();
     for (const QString &entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
         bool numeric = false;
         const qint64 pid = entry.toLongLong(&numeric);
-        if (!numeric || pid == QCoreApplication::applicationPid())
-            continue;
         QFile file(QStringLiteral("/proc/%1/cmdline").arg(pid));
-        if (!file.open(QIODevice::ReadOnly))
-            continue;
-        if (file.readAll().contains(needle) && isProcessAlive(pid))
+        if (numeric && pid != QCoreApplication::applicationPid() && file.open(QIODevice::ReadOnly)
+            && file.readAll().contains(text.toUtf8()) && isProcessAlive(pid))
             found << pid;
     }
     return found;
@@ -45,12 +40,10 @@ bool noProcessMentions(const QString &text, int waitMs)
 Ran runProgram(const QString &program, const QStringList &arguments, const QStringList &environment)
 {
     QProcess p;
-    if (!environment.isEmpty()) {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        for (const QString &entry : environment)
-            env.insert(entry.section(QLatin1Char('='), 0, 0), entry.section(QLatin1Char('='), 1));
-        p.setProcessEnvironment(env);
-    }
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    for (const QString &entry : environment)
+        env.insert(entry.section(QLatin1Char('='), 0, 0), entry.section(QLatin1Char('='), 1));
+    p.setProcessEnvironment(env);
     p.start(program, arguments);
     Ran r;
     if (!p.waitForStarted(-1) || !p.waitForFinished(300000))

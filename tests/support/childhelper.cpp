@@ -11,47 +11,28 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 
-void writeAll(const char *data, size_t size)
-{
-    while (size > 0) {
-        const ssize_t n = ::write(1, data, size);
-        if (n < 0) {
-            if (errno == EINTR)
-                continue;
-            std::exit(3);
-        }
-        data += n;
-        size -= static_cast<size_t>(n);
-    }
-}
-
 void say(const std::string &text)
 {
-    writeAll(text.data(), text.size());
+    for (size_t done = 0; done < text.size();) {
+        const ssize_t n = ::write(1, text.data() + done, text.size() - done);
+        if (n < 0 && errno != EINTR)
+            std::exit(3);
+        done += n > 0 ? size_t(n) : 0;
+    }
 }
 
 std::string hex(const std::string &bytes)
 {
-    static const char digits[] = "0123456789abcdef";
     std::string out;
-    for (unsigned char c : bytes) {
-        out += digits[c >> 4];
-        out += digits[c & 15];
-    }
+    for (unsigned char c : bytes)
+        out += std::string{"0123456789abcdef"[c >> 4], "0123456789abcdef"[c & 15]};
     return out;
-}
-
-// Byte i of the pattern; printable, with a line break every 64 bytes.
-char patternByte(long long i)
-{
-    return (i % 64 == 63) ? '\n' : static_cast<char>('A' + (i * 7 + i / 64) % 26);
 }
 
 } // namespace
@@ -62,59 +43,50 @@ int main(int argc, char **argv)
         return 2;
     const std::string mode = argv[1];
     const long long n = argc > 2 ? std::atoll(argv[2]) : 0;
-
+    const auto sleepMs = [n] { usleep(static_cast<useconds_t>(n * 1000)); };
     if (mode == "args") {
         say("ARGC " + std::to_string(argc - 2) + "\n");
         for (int i = 2; i < argc; ++i)
             say("ARG " + hex(argv[i]) + "\n");
-        return 0;
-    }
-    if (mode == "write") {
+    } else if (mode == "write") {
+        // Printable, with a line break every 64 bytes.
         std::string block;
         for (long long i = 0; i < n;) {
             block.clear();
             for (int k = 0; k < 65536 && i < n; ++k, ++i)
-                block += patternByte(i);
-            writeAll(block.data(), block.size());
+                block += (i % 64 == 63) ? '\n' : static_cast<char>('A' + (i * 7 + i / 64) % 26);
+            say(block);
         }
-        if (argc > 3)
-            say(argv[3]);
+        say(argc > 3 ? argv[3] : "");
         _exit(0);
-    }
-    if (mode == "silent") {
-        usleep(static_cast<useconds_t>(n * 1000));
-        return 0;
-    }
-    if (mode == "sleep" || mode == "stubborn") {
+    } else if (mode == "silent") {
+        sleepMs();
+    } else if (mode == "sleep" || mode == "stubborn") {
         if (mode == "stubborn")
             std::signal(SIGTERM, SIG_IGN);
         say("PID " + std::to_string(getpid()) + "\n");
-        usleep(static_cast<useconds_t>(n * 1000));
-        return 0;
-    }
-    if (mode == "readhex") {
+        sleepMs();
+    } else if (mode == "readhex") {
         std::string got;
         char c;
         while (static_cast<long long>(got.size()) < n && ::read(0, &c, 1) == 1)
             got += c;
         say("GOT " + hex(got) + "\n");
-        return 0;
-    }
-    if (mode == "exit") {
+    } else if (mode == "exit") {
         if (argc > 3)
             std::fprintf(stderr, "%s\n", argv[3]);
         return static_cast<int>(n);
-    }
-    if (mode == "spawn") {
+    } else if (mode == "spawn") {
         const pid_t child = fork();
         if (child == 0) {
-            usleep(static_cast<useconds_t>(n * 1000));
+            sleepMs();
             _exit(0);
         }
         say("PID " + std::to_string(getpid()) + " CHILD " + std::to_string(child) + "\n");
-        usleep(static_cast<useconds_t>(n * 1000));
+        sleepMs();
         waitpid(child, nullptr, 0);
-        return 0;
+    } else {
+        return 2;
     }
-    return 2;
+    return 0;
 }

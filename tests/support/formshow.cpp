@@ -8,18 +8,15 @@
 // dropped on it would be; "player" then previews the result from its middle
 // (and plays that), "waveform" marks a segment from 12 to 26 seconds on the
 // waveform and plays from 18 seconds, and "equalizer" shows the Equalizer
-// window beside it; "batch"
-// lists the files of the folder SOURCE in batch mode and converts them.
+// window beside it; "batch" lists the files of the folder SOURCE in batch
+// mode and converts them.
 #include "app/AboutDialog.h"
-#include "app/ActivityLog.h"
 #include "app/MainProgram.h"
-#include "platform/AppFolder.h"
 #include "platform/AppVersion.h"
 #include "platform/WidgetDialogs.h"
 #include "settings/INIManager.h"
 #include "settings/SetupDialog.h"
 #include "settings/Translations.h"
-#include "settings/UpdateCheck.h"
 
 #include <QApplication>
 #include <QTimer>
@@ -27,24 +24,44 @@
 #include <cstdio>
 #include <memory>
 
-namespace {
+using namespace tonmill;
 
-int showMain(const tonmill::AppFolder &folder, const QString &form, const QString &language, const QString &source)
+int main(int argc, char *argv[])
 {
-    const QString settings = folder.file(QStringLiteral("Tonmill.ini"));
+    qputenv("QT_MEDIA_BACKEND", "ffmpeg");
+    QApplication app(argc, argv);
+    const QStringList args = app.arguments();
+    const QStringList forms = QStringLiteral("setup about main start player waveform equalizer batch").split(QLatin1Char(' '));
+    if (args.size() < 4 || args.size() > 5 || !forms.contains(args[2])) {
+        std::fprintf(stderr, "usage: tonmill-form-show APP_DIR %s LANGUAGE [SOURCE]\n", qPrintable(forms.join(QLatin1Char('|'))));
+        return 2;
+    }
+    const AppFolder folder(args[1]);
+    const QString form = args[2], language = args[3], source = args.value(4);
+    WidgetDialogs dialogs;
+    if (forms.indexOf(form) < 2) {
+        WriteLanguageFile(language, folder.file(QStringLiteral("Tonmill.LNG")));
+        ActivityLog log;
+        UpdateCheck updates(log, dialogs);
+        std::unique_ptr<QDialog> shown;
+        if (form == QLatin1String("setup"))
+            shown = std::make_unique<SetupDialog>(folder, dialogs, updates, nullptr);
+        else
+            shown = std::make_unique<AboutDialog>(folder, dialogs);
+        shown->show();
+        return shown->exec();
+    }
     const std::pair<const char *, QString> earlierRun[] = {
-        {"Version", tonmill::versionStamp()}, {"Interface", tonmill::versionStamp()}, {"ChkUpdates", QStringLiteral("0")},
-        {"Vista", QStringLiteral("0")},       {"Language", language},                 {"FFMPEG", QStringLiteral("/usr/bin/ffmpeg")},
-        {"LogOnOff", form == QLatin1String("start") ? QStringLiteral("False") : QStringLiteral("True")},
-    };
+        {"Version", versionStamp()}, {"Interface", versionStamp()}, {"ChkUpdates", QStringLiteral("0")},
+        {"Vista", QStringLiteral("0")}, {"Language", language}, {"FFMPEG", QStringLiteral("/usr/bin/ffmpeg")},
+        {"LogOnOff", form == QLatin1String("start") ? QStringLiteral("False") : QStringLiteral("True")}};
     for (const auto &[key, value] : earlierRun)
-        tonmill::WriteIniValue(QStringLiteral("General"), QLatin1String(key), value, settings);
-    tonmill::WidgetDialogs dialogs;
-    tonmill::MainProgram program(folder, dialogs);
+        WriteIniValue(QStringLiteral("General"), QLatin1String(key), value, folder.file(QStringLiteral("Tonmill.ini")));
+    MainProgram program(folder, dialogs);
     dialogs.setParent(&program.window());
     program.start();
     QTimer::singleShot(0, &program.form(), [&program, form, source] {
-        tonmill::MainForm &main = program.form();
+        MainForm &main = program.form();
         if (form == QLatin1String("batch")) {
             main.setBatchMode(true);
             main.addToBatch({source});
@@ -67,35 +84,4 @@ int showMain(const tonmill::AppFolder &folder, const QString &form, const QStrin
         }
     });
     return QApplication::exec();
-}
-
-} // namespace
-
-int main(int argc, char *argv[])
-{
-    qputenv("QT_MEDIA_BACKEND", "ffmpeg");
-    QApplication app(argc, argv);
-    const QStringList args = app.arguments();
-    const QStringList forms = {QStringLiteral("setup"),  QStringLiteral("about"),    QStringLiteral("main"),
-                               QStringLiteral("start"),  QStringLiteral("player"),   QStringLiteral("waveform"),
-                               QStringLiteral("equalizer"), QStringLiteral("batch")};
-    if (args.size() < 4 || args.size() > 5 || !forms.contains(args[2])) {
-        std::fprintf(stderr,
-                     "usage: tonmill-form-show APP_DIR setup|about|main|start|player|waveform|equalizer|batch LANGUAGE [SOURCE]\n");
-        return 2;
-    }
-    const tonmill::AppFolder folder(args[1]);
-    if (forms.indexOf(args[2]) >= 2)
-        return showMain(folder, args[2], args[3], args.value(4));
-    tonmill::WriteLanguageFile(args[3], folder.file(QStringLiteral("Tonmill.LNG")));
-    tonmill::WidgetDialogs dialogs;
-    tonmill::ActivityLog log;
-    tonmill::UpdateCheck updates(log, dialogs);
-    std::unique_ptr<QDialog> form;
-    if (args[2] == QLatin1String("setup"))
-        form = std::make_unique<tonmill::SetupDialog>(folder, dialogs, updates, nullptr);
-    else
-        form = std::make_unique<tonmill::AboutDialog>(folder, dialogs);
-    form->show();
-    return form->exec();
 }

@@ -7,7 +7,6 @@
 // 128 + the signal that ended it; 77 when no mount namespace can be made here.
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
@@ -19,15 +18,12 @@
 
 namespace {
 
-constexpr int kUnavailable = 77;
-
 bool writeFile(const char *path, const std::string &text)
 {
     const int fd = ::open(path, O_WRONLY);
-    if (fd < 0)
-        return false;
-    const bool ok = ::write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    ::close(fd);
+    const bool ok = fd >= 0 && ::write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+    if (fd >= 0)
+        ::close(fd);
     return ok;
 }
 
@@ -35,15 +31,10 @@ bool writeFile(const char *path, const std::string &text)
 // our own in which we are root.
 bool enterMountNamespace()
 {
-    if (::unshare(CLONE_NEWNS) == 0)
-        return true;
-    const uid_t uid = ::getuid();
-    const gid_t gid = ::getgid();
-    if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
-        return false;
-    return writeFile("/proc/self/setgroups", "deny")
-           && writeFile("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1")
-           && writeFile("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
+    const std::string uid = std::to_string(::getuid()), gid = std::to_string(::getgid());
+    return ::unshare(CLONE_NEWNS) == 0
+           || (::unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0 && writeFile("/proc/self/setgroups", "deny")
+               && writeFile("/proc/self/uid_map", "0 " + uid + " 1") && writeFile("/proc/self/gid_map", "0 " + gid + " 1"));
 }
 
 } // namespace
@@ -55,12 +46,10 @@ int main(int argc, char **argv)
         return 2;
     }
     const std::string options = "size=" + std::string(argv[1]) + "k";
-    const char *folder = argv[2];
-    const char *listing = argv[3];
     if (!enterMountNamespace() || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0
-        || ::mount("tonmill-test", folder, "tmpfs", 0, options.c_str()) != 0) {
+        || ::mount("tonmill-test", argv[2], "tmpfs", 0, options.c_str()) != 0) {
         std::fprintf(stderr, "smallfs: no mount namespace here: %s\n", std::strerror(errno));
-        return kUnavailable;
+        return 77;
     }
     const pid_t child = ::fork();
     if (child == 0) {
@@ -71,16 +60,14 @@ int main(int argc, char **argv)
     int status = 0;
     while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
-    std::string names;
-    if (DIR *dir = ::opendir(folder)) {
-        while (const dirent *entry = ::readdir(dir)) {
-            if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
-                names += std::string(entry->d_name) + "\n";
+    if (FILE *out = std::fopen(argv[3], "w")) {
+        if (DIR *dir = ::opendir(argv[2])) {
+            while (const dirent *entry = ::readdir(dir)) {
+                if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
+                    std::fprintf(out, "%s\n", entry->d_name);
+            }
+            ::closedir(dir);
         }
-        ::closedir(dir);
-    }
-    if (FILE *out = std::fopen(listing, "w")) {
-        std::fputs(names.c_str(), out);
         std::fclose(out);
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
