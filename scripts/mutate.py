@@ -13,6 +13,8 @@ puts the file back exactly as it was.
   scripts/mutate.py run [--only ID,ID]     apply, build (build-mut/), test, restore; writes the report
                                            (--plan: only show the tests each mutation would run)
   scripts/mutate.py run --all-tests ...    the same with every test for each mutation (a check of the selection)
+  scripts/mutate.py run --first-kill ...   the chosen tests, quickest first, only until one fails: the
+                                           same score sooner, without which tests alone kill a mutation
   scripts/mutate.py report [--per-test]    the report again from the stored results
 
 Only the tests that execute a mutated line can fail because of it, so "run"
@@ -354,6 +356,31 @@ def run_tests(build: Path, names: list[str], timeouts: dict[str, float], jobs: i
     return dict(zip(order, runs))
 
 
+def run_until_killed(build: Path, names: list[str], timeouts: dict[str, float], jobs: int) -> dict[str, TestRun]:
+    """The tests, quickest first, until one fails: that settles the mutation.
+    Tests stopped or never started because of it are left out of the answer,
+    so a mutation that survives has run every one of them."""
+    order = sorted(names, key=lambda n: timeouts.get(n, 0))
+    decided = threading.Event()
+    lock = threading.Lock()
+
+    def one(name: str) -> TestRun | None:
+        if decided.is_set():
+            return None
+        run = run_test(build, name, timeouts.get(name, 900))
+        with lock:
+            if decided.is_set():
+                return None
+            if not run.passed:
+                decided.set()
+        if not run.passed:
+            stop_running()
+        return run
+
+    runs = in_pool(jobs, one, order)
+    return {name: run for name, run in zip(order, runs) if run is not None}
+
+
 def list_tests(build: Path) -> list[dict]:
     out = subprocess.run(["ctest", "--test-dir", str(build), "--show-only=json-v1"], cwd=ROOT,
                          capture_output=True, check=True).stdout
@@ -603,7 +630,7 @@ def load_results(path: Path, tree: str) -> dict:
         if data.get("tree") == tree:
             return data
         say(f"== the sources changed since {path.name} was written; starting new results")
-    return {"tree": tree, "baseline": {}, "runs": {"selected": {}, "all": {}}}
+    return {"tree": tree, "baseline": {}, "runs": {"selected": {}, "all": {}, "first-kill": {}}}
 
 
 def save_results(path: Path, data: dict) -> None:
@@ -622,7 +649,7 @@ def cmd_run(args) -> None:
     recover(work / "backup")
     mutations = load_mutations(Path(args.list), args.only)
     tree = tree_hash()
-    mode = "all" if args.all_tests else "selected"
+    mode = "all" if args.all_tests else "first-kill" if args.first_kill else "selected"
 
     cmap = None
     map_path = cov_dir / "mutation-coverage.json"
@@ -713,7 +740,8 @@ def cmd_run(args) -> None:
                         entry["status"] = "did not build"
                     else:
                         tested = time.monotonic()
-                        runs = run_tests(build_dir, chosen, timeouts, args.jobs)
+                        runs = (run_until_killed(build_dir, chosen, timeouts, args.jobs) if args.first_kill
+                                else run_tests(build_dir, chosen, timeouts, args.jobs))
                         entry["test_seconds"] = round(time.monotonic() - tested, 1)
                         for name, r in runs.items():
                             if r.passed:
@@ -800,10 +828,12 @@ def write_report(results: dict, build_dir: Path, args) -> None:
         if stale:
             say(f"== left out of the {mode} report, no longer in the list as they ran: {', '.join(stale)}")
         results["runs"][mode] = {i: e for i, e in runs.items() if i not in stale}
-    modes = [m for m in ("selected", "all") if results["runs"].get(m)]
+    modes = [m for m in ("selected", "all", "first-kill") if results["runs"].get(m)]
     for mode in modes:
         entries = sorted(results["runs"][mode].values(), key=lambda e: order.get(e["id"], 10**6))
-        out += [f"## {'Tests chosen by coverage' if mode == 'selected' else 'Every test'}: {score_line(entries)}", "",
+        title = {"selected": "Tests chosen by coverage", "all": "Every test",
+                 "first-kill": "Tests chosen by coverage, until the first that fails"}[mode]
+        out += [f"## {title}: {score_line(entries)}", "",
                 "| id | file:line | kind | what | status | killed by | tests run | seconds |",
                 "| --- | --- | --- | --- | --- | --- | --- | --- |"]
         for e in entries:
@@ -819,7 +849,7 @@ def write_report(results: dict, build_dir: Path, args) -> None:
         out += ["", f"Average time per mutation: {sum(seconds) / len(seconds):.0f} s "
                     f"(build {sum(e['build_seconds'] for e in entries) / len(entries):.0f} s, "
                     f"tests {sum(e['test_seconds'] for e in entries) / len(entries):.0f} s).", ""]
-    if len(modes) == 2:
+    if "selected" in modes and "all" in modes:
         both = set(results["runs"]["selected"]) & set(results["runs"]["all"])
         out += ["## The selection against every test", ""]
         for i in sorted(both, key=lambda i: order.get(i, 10**6)):
@@ -828,16 +858,18 @@ def write_report(results: dict, build_dir: Path, args) -> None:
             out.append(f"- {i}: chosen tests {s['status']} ({', '.join(s['killers']) or 'none'}), every test "
                        f"{a['status']} ({', '.join(a['killers']) or 'none'}){'' if same else ' — DIFFERENT'}")
         out.append("")
-    if modes:
-        entries = sorted(results["runs"][modes[0]].values(), key=lambda e: order.get(e["id"], 10**6))
+    # Which test alone kills a mutation is known only where every chosen test ran.
+    complete = [m for m in modes if m != "first-kill"]
+    if complete:
+        entries = sorted(results["runs"][complete[0]].values(), key=lambda e: order.get(e["id"], 10**6))
         out += per_test_lines(entries)
     report = Path(args.report) if args.report else build_dir / "mutation-report.md"
     report.write_text("\n".join(out) + "\n")
     for mode in modes:
         say(f"== {mode} tests: {score_line(list(results['runs'][mode].values()))}")
     say(f"== report: {report}")
-    if args.per_test and modes:
-        say("\n".join(per_test_lines(sorted(results["runs"][modes[0]].values(),
+    if args.per_test and complete:
+        say("\n".join(per_test_lines(sorted(results["runs"][complete[0]].values(),
                                               key=lambda e: order.get(e["id"], 10**6)))))
 
 
@@ -924,6 +956,8 @@ def main() -> None:
     run = sub.add_parser("run", parents=[common], help="apply the mutations one by one and test")
     run.add_argument("--only", help="comma-separated mutation ids")
     run.add_argument("--all-tests", action="store_true", help="run every test for each mutation")
+    run.add_argument("--first-kill", action="store_true",
+                     help="chosen tests, quickest first, only until one fails (the score alone, sooner)")
     run.add_argument("--fresh", action="store_true", help="run again mutations that have a result")
     run.add_argument("--no-baseline", action="store_true", help="do not check the tests on the unmutated tree")
     run.add_argument("--allow-stale-map", action="store_true")
