@@ -270,10 +270,9 @@ void TestMainWindow::firstStartThenNormalStarts()
                                                   u" -> Interface and Language files verification: OK"_s, u" -> Configuration: OK"_s,
                                                   u" -> External Paths: OK"_s, u" -> Startup routines successfully loaded."_s,
                                                   u" -> Process Completed!"_s}));
-        QCOMPARE(s.window.windowTitle(), mainWindowTitle(true));
         QVERIFY(home.setting("General", "FFMPEG") == u"/usr/bin/ffmpeg"_s && home.setting("General", "ChkUpdates") == u"0"_s);
         QVERIFY(home.setting("Options", "Mode") == u"MP3"_s && control<QComboBox>(s.window, "cmbFormat")->currentText() == u"MP3"_s);
-        QVERIFY(control(s.window, "frmMP3")->isVisible() && !control(s.window, "frmAAC")->isVisible());
+        QVERIFY(control(s.window, "frmMP3")->isVisible() && !control(s.window, "frmAAC")->isVisible() && s.window.windowTitle() == mainWindowTitle(true));
         // 7530 twips with the log hidden, 9190 with it, and the rows added to the design.
         const int added = s.window.addedRowsHeight();
         QVERIFY(added > 30 && s.window.height() == 502 + added);
@@ -319,8 +318,8 @@ void TestMainWindow::openAdviseConvertAbortClose()
     // Open through the browse button: the report fills the tag editor and File Info.
     s.dialogs.answerFile(tagged);
     click(window, "cmdBrowse");
-    QVERIFY(control<QLineEdit>(window, "txtPath")->text() == tagged && control<QLineEdit>(window, "txtTitle")->text() == u"Morning Song"_s);
-    QCOMPARE(control<QLineEdit>(window, "txtArtist")->text(), u"The Testers"_s);
+    QVERIFY(control<QLineEdit>(window, "txtPath")->text() == tagged && control<QLineEdit>(window, "txtTitle")->text() == u"Morning Song"_s
+            && control<QLineEdit>(window, "txtArtist")->text() == u"The Testers"_s);
     QString info;
     QTimer infoWatch;
     onModal(infoWatch, "Dialog", [&](QWidget &modal) {
@@ -329,8 +328,7 @@ void TestMainWindow::openAdviseConvertAbortClose()
     });
     click(window, "btnInfo");
     QVERIFY2(info.startsWith(u"File Information\n+++++++++++\n + General +\n"_s) && info.contains(u"Title = Morning Song"_s), qPrintable(info));
-    // The tag editor says when the chosen format keeps no tags; a stereo
-    // source for AC3 in six channels is advised the up-mix, which is set.
+    // The tag editor says when the format keeps no tags; AC3 in six channels advises the up-mix.
     QComboBox *format = control<QComboBox>(window, "cmbFormat");
     for (const auto &[name, keeps] : {std::pair{"WAV", false}, {"WMA", true}, {"FLAC", true}, {"MP2/MPA", false}, {"AC3", false}}) {
         choose(format, QLatin1String(name));
@@ -339,23 +337,21 @@ void TestMainWindow::openAdviseConvertAbortClose()
     s.dialogs.answer(DialogAnswer::Ok);
     click(window, "optChannelsAC3_2");
     QVERIFY(control<QCheckBox>(window, "chk51UpMix")->isChecked() && s.dialogs.allAnswersUsed());
-    // A loudness target takes the place of peak normalising and opens its
-    // ceiling; ReplayGain tags leave both to the audio as it is.
+    // A loudness target takes the place of peak normalising and opens its ceiling; ReplayGain tags leave both.
     auto *normalize = control<QCheckBox>(window, "chkNormalize");
     auto *ceiling = control<QDoubleSpinBox>(window, "spnTruePeak");
     const LoudnessChoice &chosen = s.form.form.loudness;
     QVERIFY(normalize->isEnabled() && !ceiling->isEnabled());
     choose(control<QComboBox>(window, "cmbLoudness"), u"−23 LUFS"_s);
     ceiling->setValue(-2);
-    QVERIFY(!normalize->isEnabled() && ceiling->isEnabled() && chosen.mode == LoudnessChoice::Mode::Normalize);
-    QVERIFY(chosen.targetLufs == -23 && chosen.truePeakDbtp == -2);
+    QVERIFY(!normalize->isEnabled() && ceiling->isEnabled() && chosen.mode == LoudnessChoice::Mode::Normalize && chosen.targetLufs == -23
+            && chosen.truePeakDbtp == -2);
     choose(control<QComboBox>(window, "cmbLoudness"), u"ReplayGain tags"_s);
     QVERIFY(chosen.mode == LoudnessChoice::Mode::ReplayGain && normalize->isEnabled() && !ceiling->isEnabled());
     choose(control<QComboBox>(window, "cmbLoudness"), u"Peak level only"_s);
     QVERIFY(chosen.mode == LoudnessChoice::Mode::Off);
 
-    // A real MP3 conversion from the Convert button: busy meanwhile, the bar
-    // moving forward over the source's seconds.
+    // A real MP3 conversion from the Convert button: busy meanwhile, the bar moving forward over the source's seconds.
     choose(format, u"MP3"_s);
     QVERIFY(control(window, "frmMP3")->isVisible() && !control(window, "lblNoTags")->isVisible());
     choose(control<QComboBox>(window, "Combo5"), u"96"_s);
@@ -376,10 +372,8 @@ void TestMainWindow::openAdviseConvertAbortClose()
     click(window, "btnSend");
     QCOMPARE(logMessages(s.program.log()).constLast(), u" -> The application isn't encoding anything!"_s);
 
-    // The long source comes dropped from a file manager; its waveform is let
-    // finish first, so that only the encoder is left to end. Escape aborts in
-    // the middle of its encode, closing the window ends the next (Ctrl+Return
-    // converts): the encoder ends, nothing is left behind.
+    // The long source is dropped, its waveform let finish; Escape aborts its encode in the middle, closing the
+    // window ends the next (Ctrl+Return converts): the encoder ends, nothing is left behind.
     drop(window, longTone);
     QCOMPARE(control<QLineEdit>(window, "txtPath")->text(), longTone);
     QTRY_VERIFY_WITH_TIMEOUT(!s.form.waveform().computing(), 60000);
@@ -397,8 +391,7 @@ void TestMainWindow::openAdviseConvertAbortClose()
         QTest::keyClick(&window, Qt::Key_Return, Qt::ControlModifier);
         const QStringList messages = logMessages(s.program.log());
         QVERIFY(acted && messages.contains(u" -> Canceling program."_s) && messages.contains(u" -> Encoding Aborted!"_s));
-        QVERIFY(!QFileInfo::exists(home.path(u"long_Konverted.mp3"_s)) && !QFileInfo::exists(home.path(u"long_Konverted.mp3.part"_s)));
-        QVERIFY(noProcessMentions(home.dir.path()) && window.isVisible() == !closing);
+        QVERIFY(QDir(home.dir.path()).entryList({u"long_*"_s}).isEmpty() && noProcessMentions(home.dir.path()) && window.isVisible() == !closing);
     }
     QCOMPARE(home.setting("Options", "MP3BitRate"), u"96"_s);
 }
@@ -622,8 +615,7 @@ void TestMainWindow::everyLanguageCaptionsKeysAndTabOrder()
     MainWindow &window = s.window;
     QTRY_VERIFY_WITH_TIMEOUT(s.ready(), 30000);
     const QString file = s.form.languageFile();
-    // The texts the same in every language: numbers, codec and container
-    // names, the mute button's fixed words for the next state.
+    // The same in every language: numbers, codec and container names, the mute button's words.
     QSet<QString> captioned;
     for (const LanguageCaption &row : languageCaptions())
         captioned << QLatin1String(row.control);
@@ -678,9 +670,9 @@ void TestMainWindow::everyLanguageCaptionsKeysAndTabOrder()
         }
         // About: its title, version and notice in the language, and its links.
         if (language == QLatin1String("Deutsch")) {
+            const QString notice = lines.text(u"About"_s, u"Notice"_s, QString());
             QVERIFY(about.windowTitle() == u"Über Tonmill"_s && control<QLabel>(about, "lblVersion")->text() == u"Version "_s + versionText() + u" beta"_s);
-            QVERIFY(!lines.text(u"About"_s, u"Notice"_s, QString()).isEmpty());
-            QCOMPARE(control<QLabel>(about, "lblNotice")->text(), lines.text(u"About"_s, u"Notice"_s, QString()));
+            QVERIFY(!notice.isEmpty() && control<QLabel>(about, "lblNotice")->text() == notice);
             click(about, "lnkHome");
             click(about, "lnkAuthor");
             click(about, "btnOk");
@@ -695,9 +687,8 @@ void TestMainWindow::everyLanguageCaptionsKeysAndTabOrder()
     checkTabOrder(window, u"batch"_s);
 }
 
-// The player's transport and the segment marks on a real player: what the
-// counters read, Play, Pause and the steps; the end checked as text; the
-// marks from the player's position; the segment's preview; a new source.
+// The player's transport and the segment marks on a real player: counters, Play, Pause and the steps;
+// the end checked as text; the marks from the player's position; the segment's preview; a new source.
 void TestMainWindow::playerMarksAndSegmentPreview()
 {
     for (const auto &[seconds, time, counter] : {std::tuple{3725.5, "01:02:06", "3725.500"}, {0.0, "00:00:00", "000.000"},
@@ -720,7 +711,7 @@ void TestMainWindow::playerMarksAndSegmentPreview()
     transport.btnPlay_Click();
     QVERIFY(transport.state.Slider1Max == 20 && transport.state.Timer1Enabled && transport.state.txtPlayWhat == u"0"_s);
     QTRY_VERIFY_WITH_TIMEOUT(player.currentPosition() > 0.5 && player.playState() == MediaPlayer::kPlaying, 10000);
-    // Pause holds the position; Play resumes from it without loading again.
+    // Pause holds the position; Play resumes from it without loading again; each step pauses and moves by its step.
     transport.btnPause_Click();
     QTRY_VERIFY(player.playState() != MediaPlayer::kPlaying);
     const double held = player.currentPosition();
@@ -728,7 +719,6 @@ void TestMainWindow::playerMarksAndSegmentPreview()
     QVERIFY(near(player.currentPosition(), held, 0.05));
     transport.btnPlay_Click();
     QTRY_VERIFY(player.currentPosition() > held + 0.2 && player.currentPosition() < held + 5);
-    // Each step pauses a playing player and moves it by its step.
     transport.step(0);
     player.setCurrentPosition(10);
     QTRY_VERIFY(near(player.currentPosition(), 10, 0.01));
@@ -741,8 +731,7 @@ void TestMainWindow::playerMarksAndSegmentPreview()
     transport.BtnMute_Click();
     QCOMPARE(transport.state.BtnMute, u"On"_s);
 
-    // The end is checked as text, in two steps whose order is kept; switching
-    // off unchecks chkSegment, switching on leaves it.
+    // The end is checked as text, in two steps; switching off unchecks chkSegment, switching on leaves it.
     const std::tuple<const char *, const char *, int, bool, bool> rows[] = {
         {"010.000", "005.000", 1, true, false}, // reported, yet enabled by the second step
         {"007.500", "007.500", 1, false, false},
@@ -766,10 +755,8 @@ void TestMainWindow::playerMarksAndSegmentPreview()
         (marks.*set)();
     }
     QVERIFY(form.txtCutS == u"004.250"_s && form.txtCutE == u"009.500"_s);
-    // The preview plays just the segment, rendered from segment.avs: frames
-    // 106 to 238 of 25 a second (9.5 s is frame 237.5, rounded up), its end
-    // frame included; then 106 to 150. The rendered sound goes when the next
-    // replaces it and when the player goes.
+    // The preview plays just the segment: frames 106 to 238 of 25 a second (9.5 s rounded up, the end frame
+    // included), then 106 to 150; the rendered sound goes when the next replaces it and when the player goes.
     marks.btnSegPreview_Click();
     const QString first = player.renderedFile();
     QVERIFY2(QFileInfo::exists(first) && near(player.duration(), 133 / 25.0, 0.01), qPrintable(player.loadFailure()));
