@@ -888,8 +888,8 @@ void TestMainWindow::windowWithoutSound()
     QVERIFY(makeTone(tone, 3));
     Started s(home);
     QTRY_VERIFY_WITH_TIMEOUT(s.ready(), 30000);
-    QVERIFY(s.program.log().text().contains(u" -> Preview player unavailable: no sound output device was found\r\n"_s));
-    QVERIFY(!control(s.window, "fraPlayer")->isEnabled());
+    QVERIFY(s.program.log().text().contains(u" -> Preview player unavailable: no sound output device was found\r\n"_s)
+            && !control(s.window, "fraPlayer")->isEnabled());
     s.form.openDropped(tone);
     QVERIFY(!control(s.window, "btnSetS")->isEnabled());
     click(s.window, "btnConvert");
@@ -902,22 +902,19 @@ int main(int argc, char *argv[])
 {
     qputenv("QT_MEDIA_BACKEND", "ffmpeg");
     QTemporaryDir runtime;
+    const QString config = runtime.filePath(u"client.conf"_s), socket = runtime.filePath(u"pulse/native"_s);
     qputenv("XDG_RUNTIME_DIR", runtime.path().toLocal8Bit());
-    QFile config(runtime.filePath(u"client.conf"_s));
-    if (!config.open(QIODevice::WriteOnly) || config.write("autospawn = no\n") < 0)
+    qputenv("PULSE_CLIENTCONFIG", config.toLocal8Bit());
+    if (QFile file(config); !file.open(QIODevice::WriteOnly) || file.write("autospawn = no\n") < 0)
         return 1;
-    config.close();
-    qputenv("PULSE_CLIENTCONFIG", runtime.filePath(u"client.conf"_s).toLocal8Bit());
     QProcess server;
     if (withSound()) {
         server.start(u"pulseaudio"_s, {u"-n"_s, u"--daemonize=no"_s, u"--exit-idle-time=-1"_s, u"--disallow-exit"_s,
                                         u"--load=module-null-sink"_s, u"--load=module-native-protocol-unix"_s});
-        for (int i = 0; i < 100 && !QFileInfo::exists(runtime.filePath(u"pulse/native"_s)); ++i)
+        for (int i = 0; i < 100 && !QFileInfo::exists(socket); ++i)
             QThread::msleep(50);
-        if (!QFileInfo::exists(runtime.filePath(u"pulse/native"_s))) {
-            std::fprintf(stderr, "the PulseAudio null sink did not start\n");
-            return 1;
-        }
+        if (!QFileInfo::exists(socket))
+            return std::fprintf(stderr, "the PulseAudio null sink did not start\n"), 1;
     }
     int status = 0;
     {
