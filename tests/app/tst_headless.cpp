@@ -204,9 +204,8 @@ void TestHeadless::commandLineWithoutDisplay()
     }
 }
 
-// Classic formats from sources of three kinds, left as they were (each format
-// is encoded in tst_run); saved options, typed tags and the report's title; an
-// existing output ends the run with status 3, unless it is empty or --replace overwrites it.
+// Classic formats (each encoded in tst_run) from sources of three kinds, left as they were; saved options, typed
+// tags and the report's title; an existing output ends the run with status 3, unless empty or --replace is given.
 void TestHeadless::everyFormatTagsAndTheExistingOutput()
 {
     Home home("[Options]\r\nMode=AAC\r\nMP3BitRate=192\r\nMP3Channels=0\r\n");
@@ -303,9 +302,8 @@ void TestHeadless::segmentFadeUpmixAndLoudness()
              qPrintable(read.join(u' ')));
 }
 
-// Every tag field and the front cover of each kind of source reach each later
-// format's own tag system, as mutagen reads it; typed values win; each format
-// has its options from the settings.
+// Every tag field and the front cover of each kind of source reach each later format's own tag system, as
+// mutagen reads it; typed values win; each format has its options from the settings.
 void TestHeadless::tagsAndOptionsReachTheLaterFormats()
 {
     Home home("[Options]\r\nFLACSamFreq=2\r\nFLACBits=1\r\nOpusBitRate=64\r\nOpusMode=1\r\nOggQuality=2\r\nM4AMode=1\r\n"

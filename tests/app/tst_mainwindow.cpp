@@ -1,6 +1,4 @@
-// The main window clicked as a person would, offscreen, with the real helpers
-// and a sound server of its own (a PulseAudio null sink), and on a machine
-// without any sound device.
+// The main window clicked as a person would, with the real helpers and a sound server of its own, or none.
 #include "app/AboutDialog.h"
 #include "app/FileInfoDialog.h"
 #include "app/MainProgram.h"
@@ -133,9 +131,7 @@ QStringList column(QTreeWidget *list, int column)
     return texts;
 }
 
-// The Alt+letters of what the window shows: none twice, and one for every
-// menu and push button with a letter in its caption; each menu's items
-// likewise among themselves.
+// The Alt+letters shown: none twice, one for every menu and push button with a letter; each menu's items likewise.
 void checkMnemonics(QWidget &window, const QString &where)
 {
     const auto check = [&](const QList<std::pair<QString, bool>> &captions) {
@@ -171,10 +167,8 @@ void checkMnemonics(QWidget &window, const QString &where)
     check(shown);
 }
 
-// The Tab key, pressed until the focus comes round again, reaches every
-// control that takes it (of a group of option buttons the chosen one), in
-// the order of reading: a panel is read through once, and within it each
-// control stands right of the one before on its line or below it.
+// Tab reaches every control that takes it (of option buttons the chosen one) in the order of reading: a panel
+// is read through once, and within it each control stands right of the one before on its line or below it.
 void checkTabOrder(QWidget &window, const QString &where)
 {
     window.activateWindow();
@@ -461,15 +455,10 @@ void TestMainWindow::batchFromTheWindow()
     qunsetenv("XDG_DATA_HOME");
 }
 
-// The Equalizer window on its own: its captions in French, the sliders and
-// their labels, the reset, a sum past 16 bits, where it goes beside a main
-// window. Beside the real window: glued to it while its timer runs, until a
-// conversion stops the timer; with a band at -12 dB and the switch on, pink
-// noise comes out 12 dB lower in that band and as it was in the others,
-// converted alone and in a batch. The tag editor's item hides its frame: the
-// window shorter by its height, nothing below it cut or squeezed, even beside
-// the tallest option panel; the log switch keeps the difference, the batch
-// list takes the room. Both choices hold at the next start.
+// The Equalizer on its own: French captions, sliders, labels, reset, a sum past 16 bits, its place beside a
+// window. Beside the real window: glued to it until a conversion stops its timer; a band at -12 dB shapes pink
+// noise, alone and in a batch. The tag editor's item hides its frame: the window shorter by its height, nothing
+// cut or squeezed, the log switch keeps the difference. Both choices hold at the next start.
 void TestMainWindow::tagEditorAndEqualizerHoldAtTheNextStart()
 {
     QTemporaryDir dir;
@@ -783,10 +772,8 @@ void TestMainWindow::playerMarksAndSegmentPreview()
     QVERIFY(!QFileInfo::exists(second));
 }
 
-// The waveform, computed while the window goes on, and marks set on it by
-// the mouse; ten seconds of the output from where the source stands, encoded
-// while the window goes on, then played, with the estimate beside Convert;
-// the estimate goes once a choice changes; the files go with the next
+// The waveform, computed aside, and marks set on it by the mouse; ten seconds of the output from where the source
+// stands, encoded aside, then played, with the estimate until a choice changes; its files go with the next
 // preview and with the program.
 void TestMainWindow::waveformMarksAndPreviewOfTheResult()
 {
@@ -896,8 +883,7 @@ void TestMainWindow::windowWithoutSound()
     QVERIFY(QFileInfo(home.path(u"tone_Konverted.mp3"_s)).size() > 0);
 }
 
-// The sound server is started before the application object, since the
-// media framework looks for sound devices once; no other is started on demand.
+// The sound server starts before the application object: the media framework looks for sound devices once.
 int main(int argc, char *argv[])
 {
     qputenv("QT_MEDIA_BACKEND", "ffmpeg");

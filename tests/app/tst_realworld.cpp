@@ -1,8 +1,6 @@
-// Files as they come from the world, and what goes wrong between them and an
-// output: the output holds the source's whole sound and nothing more, every
-// failure is named with its cause (log, message, the command line's one
-// line), and nothing is left behind: no partial file, no process, no other
-// file's tags.
+// Files as they come from the world, and what goes wrong between them and an output: the output holds the
+// source's whole sound and nothing more, every failure is named with its cause (log, message, the command
+// line's one line), and nothing is left behind: no partial file, no process, no other file's tags.
 #include "app/ActivityLog.h"
 #include "convert/ConvertJob.h"
 #include "convert/SourceDuration.h"
@@ -47,9 +45,8 @@ void writeExecutable(const QString &path, const QByteArray &script)
 
 QStringList entries(const QString &folder) { return QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden); }
 
-// A portable application folder: a copy of the program, whose helpers are
-// the build's, each linked on its own so that a test can take one away;
-// sources and outputs in folders of their own, so that anything left behind shows.
+// A copy of the program whose helpers are linked one by one, so that a test can take one away; sources and
+// outputs in folders of their own, so that anything left behind shows.
 struct Home {
     QTemporaryDir dir;
     QString app = dir.filePath(u"app"_s), sources = dir.filePath(u"sources"_s), out = dir.filePath(u"out"_s);
@@ -116,8 +113,7 @@ struct Converter {
     }
 };
 
-// The program's command line, under a wrapper (the small disk) if given; the
-// status and the error output.
+// The program's command line, under a wrapper (the small disk) if given: the status and the error output.
 std::pair<int, QString> commandLine(const Home &home, const QStringList &arguments, const QStringList &wrapper = {},
                                     const std::function<void(QProcess &)> &meanwhile = {})
 {
@@ -131,8 +127,7 @@ std::pair<int, QString> commandLine(const Home &home, const QStringList &argumen
     return {ended ? p.exitCode() : -1, QString::fromUtf8(p.readAllStandardError())};
 }
 
-// The ffmpeg that writes the output (the only process whose command line
-// names the partial file), once it is writing; 0 when none appears in time.
+// The ffmpeg writing the output (its command line names the partial file); 0 when none appears in time.
 qint64 encoderWriting(const QString &output, int waitMs)
 {
     const QString partial = output + u".part"_s;
