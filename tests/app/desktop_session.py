@@ -1,6 +1,5 @@
-"""The real Tonmill on the X display of xvfb-run, read over the accessibility
-bus of the D-Bus session of dbus-run-session (as a screen reader reads it) and
-driven by xdotool's key presses (as a person without a mouse drives it)."""
+"""The real Tonmill on xvfb-run's display, read over the accessibility bus as a screen reader reads it and
+driven by xdotool's key presses as a person without a mouse drives it."""
 
 import os
 import shutil
@@ -55,8 +54,7 @@ def has(accessible, state):
 
 
 def presented_name(accessible):
-    """What a screen reader names a control by: its accessible name, but for a
-    list box, whose name on this platform is the item it holds, its label."""
+    """What a screen reader names a control by: for a list box (named by its item here) its label."""
     if accessible.getRole() == pyatspi.ROLE_COMBO_BOX:
         labels = [relation.getTarget(i).name for relation in accessible.getRelationSet()
                   if relation.getRelationType() == pyatspi.RELATION_LABELLED_BY
@@ -67,8 +65,7 @@ def presented_name(accessible):
 
 
 def current_name(accessible):
-    """The name as it stands now: the bus does not always bring a list box's
-    name up to date when its item changes."""
+    """The name as it stands now, which the bus does not always bring up to date."""
     accessible.clear_cache()
     return accessible.name
 
@@ -76,9 +73,9 @@ def current_name(accessible):
 def text_of(accessible):
     try:
         text = accessible.queryText()
+        return text.getText(0, text.characterCount)
     except NotImplementedError:
         return None
-    return text.getText(0, text.characterCount)
 
 
 def key_binding(accessible):
@@ -89,8 +86,7 @@ def key_binding(accessible):
 
 
 class Program:
-    """One run of the program in an application folder of its own, settled as
-    after an earlier start (no first-start questions)."""
+    """One run of the program in an application folder of its own, without first-start questions."""
 
     def __init__(self, build, language='English', files=(), scale=None):
         self.home = tempfile.mkdtemp(prefix='tonmill-desktop-')
