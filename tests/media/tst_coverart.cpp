@@ -1,5 +1,5 @@
-// Front covers embedded into Ogg Vorbis, Opus and WMA files that ffmpeg made, read back by mutagen and decoded by ffmpeg, neither of which
-// shares code with the writers. Broken files are refused and left as they were.
+// Front covers embedded into Ogg Vorbis, Opus and WMA files that ffmpeg made, read back by mutagen and decoded by ffmpeg; broken files
+// are refused and left as they were.
 #include "media/CoverArt.h"
 #include "support/TestFiles.h"
 #include "support/TestProcesses.h"
@@ -18,32 +18,10 @@ using test::runProgram;
 
 namespace {
 
-// What mutagen reads of a file, as JSON: its kind, its tags other than pictures, its pictures, and for Ogg the sequence numbers of its
-// pages.
-const char kReader[] = R"(
-import base64, json, sys, mutagen
-from mutagen.flac import Picture
-from mutagen.ogg import OggPage
-f, tags, pictures, pages = mutagen.File(sys.argv[1]), {}, [], []
-for name, value in f.tags:
-    if name.upper() == 'METADATA_BLOCK_PICTURE':
-        p = Picture(base64.b64decode(value))
-        pictures.append(dict(type=p.type, mime=p.mime, width=p.width, height=p.height, depth=p.depth, data=p.data.hex()))
-    elif name == 'WM/Picture':
-        v = value.value
-        size = int.from_bytes(v[1:5], 'little')
-        pictures.append(dict(type=v[0], mime=v[5:len(v) - size].decode('utf-16-le').split('\0')[0], data=v[len(v) - size:].hex()))
-    else:
-        tags.setdefault(name, []).append(str(value))
-with open(sys.argv[1], 'rb') as file:
-    while sys.argv[1].endswith(('.ogg', '.opus')) and file.peek(1):
-        pages.append(OggPage(file).sequence)
-print(json.dumps(dict(kind=type(f).__name__, tags=tags, pictures=pictures, pages=pages)))
-)";
-
+// What mutagen reads of a file (id3tool.py covers): its kind, its tags other than pictures, its pictures, the numbers of its Ogg pages.
 QJsonObject readWithMutagen(const QString &path)
 {
-    const test::Ran ran = runProgram(u"/usr/bin/python3"_s, {"-c", QLatin1String(kReader), path}, {"LC_ALL=C.UTF-8"});
+    const test::Ran ran = runProgram(u"/usr/bin/python3"_s, {QStringLiteral(ID3TOOL), u"covers"_s, path}, {"LC_ALL=C.UTF-8"});
     if (ran.exitCode != 0)
         qWarning() << ran.err;
     return QJsonDocument::fromJson(ran.out.toUtf8()).object();

@@ -34,7 +34,7 @@ QJsonObject id3tool(const QStringList &arguments)
     return QJsonDocument::fromJson(ran.out.toUtf8()).object();
 }
 
-// What mutagen reads of a file's ID3v2 tag: its version, its size, its frames as stored, by identifier and in order.
+// What mutagen reads of a file's ID3v2 tag: its version, size and frames as stored, in order.
 struct Dump {
     int version = 0;
     qint64 size = 0;
@@ -45,7 +45,7 @@ struct Dump {
 
 Dump dump(const QString &path)
 {
-    const QJsonObject v2 = id3tool({"dump", path})["v2"_L1].toObject();
+    const QJsonObject v2 = id3tool({"dump", path});
     Dump d{v2["version"_L1][1].toInt(), v2["size"_L1].toInteger(), {}, {}};
     for (const QJsonValue &f : v2["frames"_L1].toArray()) {
         d.ids << f["id"_L1].toString();
@@ -58,7 +58,6 @@ Dump dump(const QString &path)
 struct Bytes : QBuffer {
     explicit Bytes(const QByteArray &bytes) { setData(bytes), open(ReadOnly); }
 };
-
 qint64 tagSizeOf(const QByteArray &bytes)
 {
     Bytes device(bytes);
@@ -129,8 +128,6 @@ private:
 
 void TestID3Tags::genresAndId3v1Tag()
 {
-    QCOMPARE(genreNames().size(), 148);
-    QCOMPARE(genreListText(), genreNames().join(QLatin1Char('#')));
     // The list's own spellings, both ways; names are trimmed and compared without regard to case; 255 is no genre.
     for (const auto &[number, name] : QList<std::pair<int, const char *>>{
              {0, "Blues"}, {17, "Rock"}, {40, "Alt. Rock"}, {67, "Psychadelic"}, {123, "A capella"}, {140, "Contemporary C"}, {147, "SynthPop"}})
@@ -138,12 +135,10 @@ void TestID3Tags::genresAndId3v1Tag()
     QVERIFY(GenreNumber(u"  rOcK "_s) == 17 && GenreNumber(u"Nu-Rock"_s) == 255 && GenreNumber(QString()) == 255);
     QVERIFY(GenreName(-1).isEmpty() && GenreName(148).isEmpty() && GenreName(255).isEmpty());
     // The genre frame carries the number and the list's name, or the text as typed.
-    for (const auto &[typed, frame] : QList<std::pair<QString, QString>>{{"rock", "(17)Rock"}, {" synthpop", "(147)SynthPop"},
-                                                                         {" Nu-Rock ", " Nu-Rock "}, {"", ""}})
+    for (const auto &[typed, frame] : QList<std::pair<QString, QString>>{{"rock", "(17)Rock"}, {" synthpop", "(147)SynthPop"}, {" Nu-Rock ", " Nu-Rock "}, {"", ""}})
         QCOMPARE(genreFrameText(typed), frame);
 
-    // ID3v1.1: fields cut to their width, CR LF in the comment as blanks, the year's first four letters, a zero before the track byte, the
-    // genre's number.
+    // ID3v1.1: fields cut to their width, CR LF in the comment as blanks, the year's first four letters, a zero before the track byte.
     QCOMPARE(id3v1Tag({}), QByteArray("TAG") + QByteArray(124, 0) + char(255));
     ID3TagInfo info{"Artist", "Album", "Café au lait, a title longer than thirty letters", "20215", "rock", "line one\r\nline two\r\nand a third one",
                     {}, {}, {}, {}, {}, {}};
@@ -170,9 +165,8 @@ void TestID3Tags::genresAndId3v1Tag()
 
 void TestID3Tags::tagSizes()
 {
-    // At least 1 KiB to spare, in 2 KiB steps, plus the header. A title of n letters makes a frame of n + 12 bytes. A new tag has
-    // its padded size; into a tag, frames fit while they leave room for the header, and one byte more grows it. The frames are
-    // followed by zeros.
+    // At least 1 KiB to spare, in 2 KiB steps, plus the header; a title of n letters is a frame of n + 12 bytes. Into a tag, frames fit
+    // while they leave room for the header; one byte more grows it. Zeros follow the frames.
     const QString path = m_dir.filePath(u"sizes.mp3"_s);
     const QByteArray audio = fakeAudio(5000);
     ID3TagInfo info;
@@ -193,8 +187,7 @@ void TestID3Tags::tagSizes()
     const qint64 size = tagSizeOf(readBytes(path));
     QVERIFY(WriteID3v2Tag(path, kFull, 1, true, false));
     QVERIFY(readBytes(path)[3] == 4 && readBytes(path).indexOf("ID3", 3) == -1 && readBytes(path).mid(size) == audio);
-    // An empty record: a tag already there becomes a bare header and padding of the same size; with no tag, or only blanks, there is
-    // nothing to write.
+    // An empty record: a tag there becomes a bare header and padding of its size; with no tag, or only blanks, nothing is written.
     QVERIFY(WriteID3v2Tag(path, ID3TagInfo(), 1, true, false));
     QCOMPARE(readBytes(path), QByteArray("ID3\x04\x00\x00", 6) + synchsafe(size - 10) + QByteArray(size - 10, 0) + audio);
     writeBytes(path, audio);
@@ -205,8 +198,7 @@ void TestID3Tags::tagSizes()
 
 void TestID3Tags::independentReadersSeeEveryField()
 {
-    // What a conversion does after an MP3 encode, to ffmpeg's own ID3v2.4 and ID3v1 tags: an ID3v1 tag, a 2.3 tag, then a 2.4 tag of the
-    // same size.
+    // As after an MP3 encode, over ffmpeg's own ID3v2.4 and ID3v1 tags: an ID3v1 tag, a 2.3 tag, then a 2.4 tag of the same size.
     const QString path = m_dir.filePath(u"enc.mp3"_s);
     QCOMPARE(test::runProgram(u"ffmpeg"_s, {"-v", "error", "-f", "lavfi", "-i", "sine=duration=1", "-write_id3v1", "1", "-metadata",
                                             "title=ffmpeg title", path}).exitCode, 0);
@@ -282,7 +274,7 @@ void TestID3Tags::olderAndUnusualTags()
     const QString path = m_dir.filePath(u"unusual.mp3"_s);
     ID3TagInfo record;
     record.Title = u"Rewritten"_s;
-    // What mutagen finds after the record rewrote the old tag; behind the new tag the file goes on as it did behind the old one.
+    // What mutagen finds after the record rewrote the old tag; behind the new tag the file goes on as behind the old one.
     const auto rewritten = [&](const QByteArray &old, const QByteArray &behind = {}, int version4 = 0) {
         writeBytes(path, old + audio);
         [&] { QVERIFY(WriteID3v2Tag(path, record, version4, false, false)); }();
@@ -290,8 +282,7 @@ void TestID3Tags::olderAndUnusualTags()
         return dump(path);
     };
 
-    // Version 2.2: three-letter frames take their 2.3 names, PIC its MIME type, LNK the 2.3 name of the frame it links to; unmapped frames
-    // are dropped.
+    // Version 2.2: frames take their 2.3 names, PIC a MIME type, LNK the 2.3 name it links to; unmapped frames are dropped.
     const QByteArray png = QByteArray("\x89PNG\r\n\x1a\n", 8) + fakeAudio(300);
     const QByteArray v22 = tag(2, 0, frame22("TT2", latin1Text("Old 2.2 title")) + frame22("TYE", latin1Text("1987"))
                                          + frame22("COM", QByteArray("\0eng\0old comment", 16))
@@ -301,18 +292,16 @@ void TestID3Tags::olderAndUnusualTags()
     Read read;
     QCOMPARE(read.from(v22 + audio), -1);
     QCOMPARE((QStringList{read.info.Title, read.info.Year, read.info.Comment}), (QStringList{"Old 2.2 title", "1987", "old comment"}));
-    QVERIFY(read.kept.size() == 4 && read.kept[0].id == "APIC" && read.kept[1].id == "LINK" && read.kept[2].id == "TORY" && read.kept[3].id == "TXXX");
-    QCOMPARE(read.kept[0].body, QByteArray(1, 0) + "image/png" + char(0) + char(3) + "cover" + char(0) + png);
-    QCOMPARE(read.kept[1].body, QByteArray("TIT2http://example.org/\0id", 26));
     Dump d = rewritten(v22, {}, 1);
+    QCOMPARE(d.ids, (QStringList{"TIT2", "APIC", "LINK", "TDOR", "TXXX"}));
     const QJsonObject apic = d.frames.value(u"APIC"_s), link = d.frames.value(u"LINK"_s);
     QCOMPARE((QStringList{d.text(u"TIT2"_s), apic["mime"_L1].toString(), apic["desc"_L1].toString(), apic["data"_L1]["hex"_L1].toString(),
-                          link["frameid"_L1].toString(), link["url"_L1].toString(), d.text(u"TDOR"_s), d.frames.value(u"TXXX"_s)["desc"_L1].toString()}),
-             (QStringList{record.Title, "image/png", "cover", QString::fromLatin1(png.toHex()), "TIT2", "http://example.org/", "1970", "mood"}));
-    QVERIFY(!d.ids.contains(u"COMM"_s));
+                          link["frameid"_L1].toString(), link["url"_L1].toString(), link["data"_L1]["hex"_L1].toString(), d.text(u"TDOR"_s),
+                          d.frames.value(u"TXXX"_s)["desc"_L1].toString()}),
+             (QStringList{record.Title, "image/png", "cover", QString::fromLatin1(png.toHex()), "TIT2", "http://example.org/", "6964", "1970", "mood"}));
 
-    // Version 2.3, unsynchronised and with an extended header; version 2.4 with an extended header, a footer, and frames that are
-    // unsynchronised on their own, carry a data length or a group byte, or are compressed.
+    // 2.3 unsynchronised with an extended header; 2.4 with an extended header, a footer, and frames unsynchronised on their own, with a
+    // data length or a group byte, or compressed.
     const QByteArray secret = QByteArray("owner\0", 6) + QByteArray("\xFF\xE0\xFF\x00\xFF\xFF\x01", 7);
     const QByteArray v23 = tag(3, char(0xC0), unsynchronised(QByteArray("\0\0\0\x06\0\0\0\0\0\0", 10) + frame23("TIT2", latin1Text("Sync \xFF\xFE title"))
                                                              + frame23("PRIV", secret) + frame23("PCNT", QByteArray("\0\0\0\x07\x01", 5), char(0x80))));
@@ -334,8 +323,7 @@ void TestID3Tags::olderAndUnusualTags()
         QCOMPARE(d.frames.value(u"PRIV"_s)["data"_L1]["hex"_L1].toString(), QString::fromLatin1(secret.mid(6).toHex()));
     }
 
-    // Two tags in a row: the frames of both are kept; the second tag stays behind the new one. Only the first maxSize bytes of a tag are
-    // read; the position after it is found all the same.
+    // Two tags in a row: the frames of both are kept, the second tag stays behind the new one. Of a tag only maxSize bytes are read.
     const QByteArray first = tag(3, 0, frame23("PRIV", QByteArray("a\0one", 5)));
     const QByteArray second = tag(4, 0, frame24("PRIV", QByteArray("b\0two", 5)) + frame24("TIT2", latin1Text("2nd")));
     Read two;
@@ -363,7 +351,7 @@ void TestID3Tags::rewritesAreSafe()
     const QString missing = m_dir.filePath(u"missing.mp3"_s);
     QVERIFY(!WriteID3v1Tag(missing, kFull, true) && !WriteID3v2Tag(missing, kFull, 1, true, true) && !QFile::exists(missing));
     QVERIFY(!WriteID3v1Tag(m_dir.path(), kFull, true) && !WriteID3v2Tag(m_dir.path(), kFull, 0, true, true));
-    // A file without any write permission is read-only, for root too; clearReadOnly gives the owner's write permission back first.
+    // Without any write permission a file is read-only, for root too; clearReadOnly gives the owner's back first.
     const QString path = m_dir.filePath(u"locked.mp3"_s);
     const QByteArray audio = fakeAudio(3 << 20);
     writeBytes(path, audio);
@@ -375,8 +363,7 @@ void TestID3Tags::rewritesAreSafe()
     QVERIFY(QFile::setPermissions(path, QFile::ReadOwner) && WriteID3v1Tag(path, kFull, true));
     QVERIFY(QFileInfo(path).permissions() & QFile::WriteOwner);
 
-    // A grown tag goes through a new file, which keeps the old one's permissions (0640), leaves nothing else behind and is reached through
-    // a link as before.
+    // A grown tag goes through a new file, which keeps the permissions (0640), leaves nothing behind and is reached by the link as before.
     QTemporaryDir dir;
     const QString song = dir.filePath(u"song.mp3"_s), link = dir.filePath(u"link.mp3"_s);
     writeBytes(song, audio);
@@ -388,8 +375,7 @@ void TestID3Tags::rewritesAreSafe()
     const auto entries = [&] { return QDir(dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot); };
     QCOMPARE(entries(), (QStringList{"link.mp3", "song.mp3"}));
 
-    // A rewrite that grows the tag of a 32 MB file, ended by SIGKILL at moments spread over the time a whole rewrite takes, leaves the old
-    // file or the new one.
+    // A rewrite that grows the tag of a 32 MB file, ended by SIGKILL at moments spread over a whole rewrite's time: the old file or the new.
     const QString program = test::testProgram(u"tonmill-test-id3write"_s);
     const QByteArray old = fakeAudio(32 << 20);
     writeBytes(song, old);
@@ -399,7 +385,6 @@ void TestID3Tags::rewritesAreSafe()
     const qint64 wholeMs = timer.elapsed();
     const QByteArray grown = readBytes(song);
     QCOMPARE(grown.mid(tagSizeOf(grown)), old);
-    int sawOld = 0;
     for (int step = 0; step <= 12; ++step) {
         writeBytes(song, old);
         QProcess writer;
@@ -411,10 +396,8 @@ void TestID3Tags::rewritesAreSafe()
         QVERIFY(writer.waitForFinished(10000));
         const QByteArray now = readBytes(song);
         QVERIFY2(now == old || now == grown, qPrintable(u"mixed file after %1 ms"_s.arg(wholeMs * step / 10)));
-        sawOld += now == old;
         QCOMPARE(entries(), (QStringList{"link.mp3", "song.mp3"}));
     }
-    qInfo("whole rewrite %lld ms; %d of 13 interrupted rewrites left the old file, the others the new one", wholeMs, sawOld);
 }
 
 QTEST_GUILESS_MAIN(TestID3Tags)
