@@ -1,5 +1,18 @@
+// The media files a conversion reads and writes: the report and tags of an opened source, ID3 tags and embedded covers, checked with
+// mutagen (id3tool.py) and ffmpeg, which share no code with the program.
+#include "app/ActivityLog.h"
+#include "media/CoverArt.h"
+#include "media/FileSelection.h"
 #include "media/GenreList.h"
+#include "media/MediaReport.h"
 #include "media/modID3Tags.h"
+#include "options/MainFormState.h"
+#include "options/OptionState.h"
+#include "platform/ProcessRegistry.h"
+#include "process/ConsolePane.h"
+#include "process/ReadOutput.h"
+#include "settings/INIManager.h"
+#include "support/TestDialogs.h"
 #include "support/TestFiles.h"
 #include "support/TestPaths.h"
 #include "support/TestProcesses.h"
@@ -21,17 +34,27 @@
 using namespace tonmill;
 using namespace Qt::StringLiterals;
 using test::readBytes;
+using test::runProgram;
 using test::writeBytes;
 
 namespace {
 
-// mutagen, a reader and writer that shares no code with ours (id3tool.py).
+// What mutagen (id3tool.py) reads or writes.
 QJsonObject id3tool(const QStringList &arguments)
 {
-    const test::Ran ran = test::runProgram(u"/usr/bin/python3"_s, QStringList{QStringLiteral(ID3TOOL)} + arguments, {"LC_ALL=C.UTF-8"});
+    const test::Ran ran = runProgram(u"/usr/bin/python3"_s, QStringList{QStringLiteral(ID3TOOL)} + arguments, {"LC_ALL=C.UTF-8"});
     if (ran.exitCode != 0)
         qWarning() << arguments << ran.err;
     return QJsonDocument::fromJson(ran.out.toUtf8()).object();
+}
+
+// ffmpeg making a file from a lavfi source: the source, then options and the output.
+bool ffmpeg(const QStringList &arguments)
+{
+    const test::Ran ran = runProgram(u"ffmpeg"_s, QStringList{"-v", "error", "-y", "-f", "lavfi", "-i"} + arguments);
+    if (ran.exitCode != 0)
+        qWarning() << arguments << ran.err;
+    return ran.exitCode == 0;
 }
 
 // What mutagen reads of a file's ID3v2 tag: its version, size and frames as stored, in order.
@@ -110,23 +133,187 @@ QByteArray fakeAudio(qsizetype size)
 const ID3TagInfo kFull{"Ärtist Name", "The Album", "Café au lait, a title longer than thirty letters", "2021", "rock",
                        "Señor comment", "7", "Tonmill", "http://example.org/x?a=1", "2021 Someone", "Сергей Прокофьев", "Orig Artist"};
 
+// ffmpeg's decoding of the first audio stream: a checksum and duration per frame.
+QString decoded(const QString &path)
+{
+    const test::Ran ran = runProgram(u"ffmpeg"_s, {"-v", "error", "-i", path, "-map", "0:a:0", "-c:a", "pcm_s16le", "-f", "framecrc", "-"});
+    return ran.err.isEmpty() ? ran.out : u"error: "_s + ran.err;
+}
+
+// A two-second tone with tags in three scripts.
+QByteArray tone(const QString &path, const QString &codec, const QStringList &extra = {})
+{
+    const QStringList tags{"-metadata", "title=夜明けの歌", "-metadata", "artist=Сергей Прокофьев", "-metadata", "album=Plain Album"};
+    return ffmpeg(QStringList{"sine=frequency=440:duration=2", "-c:a", codec} + tags + extra + QStringList{path}) ? readBytes(path) : QByteArray();
+}
+
+struct Cover {
+    CoverPicture picture;
+    int width = 0, height = 0;
+};
+
+// Everything FileSelection needs, wired as the main window wires it, in an application folder of its own whose Tools/ is the build's, if
+// wanted.
+struct Selection {
+    QTemporaryDir dir;
+    AppFolder folder{dir.path()};
+    ProcessRegistry registry;
+    ReadOutput reader{registry};
+    ConsolePane pane{folder.path()};
+    ActivityLog log;
+    MediaReport report{folder, reader, pane, log};
+    MainFormState form;
+    OptionState options;
+    test::TestDialogs dialogs;
+    FileSelection selection{form, options, dialogs, report, folder};
+    explicit Selection(bool tools = true)
+    {
+        if (tools)
+            QFile::link(test::builtAppDir() + u"/Tools"_s, dir.filePath(u"Tools"_s));
+        pane.attach(reader);
+    }
+    QString reportText() const { return QString::fromUtf8(test::readBytes(report.reportFile())); }
+};
+
 } // namespace
 
-class TestID3Tags : public QObject {
+class TestMedia : public QObject {
     Q_OBJECT
 private Q_SLOTS:
+    void initTestCase();
+    void reportNormalisation();
+    void openingTaggedFilesFillsTheTagEditor();
+    void emptyPathKeepsAndFailedRunRemovesTheReport();
+    void cancelledOpenAndOutputChoice();
     void genresAndId3v1Tag();
     void tagSizes();
     void independentReadersSeeEveryField();
     void unknownFramesSurvive();
     void olderAndUnusualTags();
     void rewritesAreSafe();
+    void embedsOneFrontCover();
+    void refusesBrokenFiles();
 
 private:
     QTemporaryDir m_dir;
+    Cover m_jpeg;
+    Cover m_png;
+    QByteArray m_vorbis, m_opus, m_wma;
 };
 
-void TestID3Tags::genresAndId3v1Tag()
+void TestMedia::reportNormalisation()
+{
+    // What the real reports below do not show: the echo after a line break of either kind goes; odd and even label padding both end as
+    // Label=Value, single blanks inside labels stay; "Text1" also opens the general section, and "Audio #0" the audio one; two blank lines
+    // join their neighbours; MiB are MB; a normalised report stays as it is.
+    const QString cmd = u"\"/app/Tools/MediaInfo/mediainfo\" \"/m/a.mp3\""_s;
+    const QList<std::pair<QString, QString>> rows = {
+        {"x\r\n" + cmd + "\r\ny", "x\r\ny"}, {"x\n" + cmd + "\r\ny", "x\r\ny"},
+        {"Bit rate   : 128 kb/s\r\nBit rate    : 128 kb/s", "Bit rate=128 kb/s\r\nBit rate=128 kb/s"},
+        {"Text1\r\nA : 1\r\n\r\n\r\nB : 2\r\n\r\nAudio #0\r\nFile size : 3.52 MiB", "[General]\r\nA=1B=2\r\n\r\n[Audio]\r\nFile size=3.52 MB"}};
+    for (const auto &[text, normalised] : rows)
+        QVERIFY2(normaliseMediaReport(text, cmd) == normalised && normaliseMediaReport(normalised, cmd) == normalised, qPrintable(text));
+    // The File Info text shows the sections as banners.
+    QCOMPARE(fileInfoDisplayText(u"[General]\r\nFile size=3.52 MiB\r\n\r\n[Audio]\r\nChannel(s)=2 channels"_s),
+             u"+++++++++++\r\n + General +\r\n+++++++++++\r\nFile size = 3.52 MB\r\n\r\n+++++++++\r\n + Audio +\r\n+++++++++\r\n"
+             "Channel(s) = 2 channels"_s);
+}
+
+void TestMedia::openingTaggedFilesFillsTheTagEditor()
+{
+    // MP3 names the comment "Comment", WMA "Description"; the name beyond ASCII reaches the media tool whole; of two streams, the first is
+    // "Audio #0".
+    for (const auto &[name, extra] : {std::pair{"it's é song.mp3", QStringList{"-id3v2_version", "3"}},
+                                      std::pair{"song.wma", QStringList{"-map", "0:a", "-map", "0:a", "-c:a", "wmav2"}}}) {
+        const QString source = m_dir.filePath(QString::fromUtf8(name));
+        QStringList args = QStringList{"sine=d=1", "-ac", "2"} + extra;
+        for (const char *tag : {"title=Intro  Song", "artist=The Band", "album=First : Album", "date=1999", "genre=Rock", "track=5", "comment=Live"})
+            args << u"-metadata"_s << QString::fromUtf8(tag);
+        QVERIFY(ffmpeg(args << source));
+
+        Selection s;
+        s.form.txtTitle = u"typed by hand"_s;
+        s.dialogs.answerFile(source);
+        s.selection.OpenSourceFile();
+        QCOMPARE(s.dialogs.fileRequests().size(), 1);
+        QVERIFY(s.dialogs.fileRequests()[0].title == "  Open"_L1 && s.dialogs.fileRequests()[0].filter == FileSelection::kOpenFilter);
+        QVERIFY(s.form.txtPath == source && s.form.sourceControlsEnabled);
+        // The report as written: the tool's labels become the keys the tag editor reads, padding is gone, and neither the console's prompt
+        // nor the echoed command is in it.
+        const QString report = s.reportText();
+        QVERIFY2(report.startsWith(u"[General]\r\nComplete name="_s + source + u"\r\n"_s), qPrintable(report));
+        QVERIFY(report.contains(u"\r\n[Audio]\r\n"_s) && report.contains(u"\r\nChannel(s)=2 channels"_s));
+        QVERIFY(!report.contains(u"mediainfo\""_s) && !report.contains(u"C:\\>"_s) && !report.contains(u" : "_s));
+        QCOMPARE(s.pane.text() + u"\r\n"_s, report);
+        // Two blanks inside the title vanish on the way; " : " inside a value gains its "="; the rest arrives as tagged.
+        QCOMPARE((QStringList{s.form.txtTitle, s.form.txtArtist, s.form.txtAlbum, s.form.txtYear, s.form.cmbGenre.text, s.form.txtTrack,
+                              s.form.txtNotes}),
+                 (QStringList{"IntroSong", "The Band", "First=Album", "1999", "Rock", "5", "Live"}));
+        // Opening again gives the same report.
+        s.dialogs.answerFile(source);
+        s.selection.OpenSourceFile();
+        QCOMPARE(s.reportText(), report);
+    }
+}
+
+void TestMedia::emptyPathKeepsAndFailedRunRemovesTheReport()
+{
+    Selection s(false);
+    const QString tool = s.dir.path() + u"/Tools/MediaInfo/mediainfo"_s;
+    QCOMPARE(s.report.commandFor(u"/m/it's é.mp3"_s).text, u"\"%1\" \"/m/it's é.mp3\""_s.arg(tool));
+    QCOMPARE(s.report.commandFor(u"/m/it's é.mp3"_s).arguments, QStringList{"/m/it's é.mp3"});
+    test::writeBytes(s.report.reportFile(), "[General]\r\nTitle=Old\r\n");
+    s.pane.setText(u"kept"_s);
+    QVERIFY(!s.report.RunMediaReport(QString()));
+    QVERIFY(s.pane.text() == "kept"_L1 && QFile::exists(s.report.reportFile()) && s.log.text().isEmpty());
+    // This folder has no Tools/MediaInfo: the tool cannot start, and the old report, which is another file's, goes.
+    QVERIFY(!s.report.RunMediaReport(u"/m/a.mp3"_s));
+    QVERIFY(!QFile::exists(s.report.reportFile()));
+    QVERIFY2(s.log.text().contains(u" -> \"/m/a.mp3\" could not be described: cannot start \"%1\""_s.arg(tool)), qPrintable(s.log.text()));
+    QCOMPARE(s.report.lastFailure(), s.log.text().section(u" -> "_s, 1).trimmed());
+}
+
+void TestMedia::cancelledOpenAndOutputChoice()
+{
+    Selection s;
+    // A cancelled open keeps the old report, whose tags fill the editor; a key the report lacks empties its field.
+    WriteIniValue(u"General"_s, u"Title"_s, u"Previous"_s, s.report.reportFile());
+    s.form.txtArtist = u"typed"_s;
+    // One dialog name serves both dialogs: the save dialog starts from the opened name.
+    s.dialogs.answerFile(QString()).answerFile(u"/out/a.mp3"_s);
+    s.selection.OpenSourceFile();
+    QVERIFY(s.form.txtPath.isEmpty() && !s.form.sourceControlsEnabled && s.form.txtArtist.isEmpty());
+    QCOMPARE(s.form.txtTitle, u"Previous"_s);
+
+    s.options.txtFormat = u"5"_s;
+    s.selection.ChooseOutputFile();
+    QVERIFY(s.dialogs.fileRequests()[1].title == "  Save as..."_L1 && s.dialogs.fileRequests()[1].filter == "MP3 Files|*.mp3"_L1);
+    QVERIFY(s.form.lblOutputPath == "/out/a.mp3"_L1 && !s.form.chkSameOutput);
+    s.selection.chkSameOutput_Click(true);
+    QVERIFY(s.form.lblOutputPath.isEmpty());
+    s.selection.chkSameOutput_Click(false);
+    QCOMPARE(s.form.lblOutputPath, u"/out/a.mp3"_s);
+    // A cancelled save keeps the dialog's last name; an empty one goes back to "beside the source"; no format, no dialog.
+    s.dialogs.answerFile(u"/out/a.mp3"_s);
+    s.selection.ChooseOutputFile();
+    QCOMPARE(s.dialogs.fileRequests()[2].fileName, u"/out/a.mp3"_s);
+    s.form.lblOutputPath.clear();
+    s.dialogs.answerFile(QString());
+    s.selection.ChooseOutputFile();
+    QVERIFY(s.form.lblOutputPath.isEmpty() && s.form.chkSameOutput);
+    s.options.txtFormat = u"13"_s;
+    s.selection.ChooseOutputFile();
+    QVERIFY(s.dialogs.fileRequests().size() == 4 && s.form.chkSameOutput);
+
+    const QStringList expected = u"AAC Files|*.aac;AC3 Files|*.ac3;AMR Files|*.amr;MP2/MPA Files|*.mp2;MP3 Files|*.mp3;WAV Files|*.wav;"
+                                 "WMA Files|*.wma;FLAC Files|*.flac;Opus Files|*.opus;Ogg Vorbis Files|*.ogg;M4A Files|*.m4a;ALAC Files|*.m4a"_s
+                                     .split(QLatin1Char(';'));
+    for (int i = 1; i <= 12; ++i)
+        QCOMPARE(FileSelection::saveFilter(QString::number(i)), expected[i - 1]);
+    QVERIFY(FileSelection::saveFilter(u"0"_s).isEmpty() && FileSelection::saveFilter(u"05"_s).isEmpty());
+}
+
+void TestMedia::genresAndId3v1Tag()
 {
     // The list's own spellings, both ways; names are trimmed and compared without regard to case; 255 is no genre.
     for (const auto &[number, name] : QList<std::pair<int, const char *>>{
@@ -163,7 +350,7 @@ void TestID3Tags::genresAndId3v1Tag()
     }
 }
 
-void TestID3Tags::tagSizes()
+void TestMedia::tagSizes()
 {
     // At least 1 KiB to spare, in 2 KiB steps, plus the header; a title of n letters is a frame of n + 12 bytes. Into a tag, frames fit
     // while they leave room for the header; one byte more grows it. Zeros follow the frames.
@@ -196,12 +383,11 @@ void TestID3Tags::tagSizes()
     QCOMPARE(readBytes(path), audio);
 }
 
-void TestID3Tags::independentReadersSeeEveryField()
+void TestMedia::independentReadersSeeEveryField()
 {
     // As after an MP3 encode, over ffmpeg's own ID3v2.4 and ID3v1 tags: an ID3v1 tag, a 2.3 tag, then a 2.4 tag of the same size.
     const QString path = m_dir.filePath(u"enc.mp3"_s);
-    QCOMPARE(test::runProgram(u"ffmpeg"_s, {"-v", "error", "-f", "lavfi", "-i", "sine=duration=1", "-write_id3v1", "1", "-metadata",
-                                            "title=ffmpeg title", path}).exitCode, 0);
+    QVERIFY(ffmpeg({"sine=duration=1", "-write_id3v1", "1", "-metadata", "title=ffmpeg title", path}));
     const QByteArray audio = audioOf(readBytes(path));
     QVERIFY(readBytes(path).startsWith("ID3") && audio.size() > 5000);
     QVERIFY(WriteID3v1Tag(path, kFull, true) && WriteID3v2Tag(path, kFull, 0, true, true));
@@ -229,7 +415,7 @@ void TestID3Tags::independentReadersSeeEveryField()
     }
 }
 
-void TestID3Tags::unknownFramesSurvive()
+void TestMedia::unknownFramesSurvive()
 {
     ID3TagInfo info;
     info.Artist = u"New artist"_s;
@@ -268,7 +454,7 @@ void TestID3Tags::unknownFramesSurvive()
     }
 }
 
-void TestID3Tags::olderAndUnusualTags()
+void TestMedia::olderAndUnusualTags()
 {
     const QByteArray audio = fakeAudio(3000);
     const QString path = m_dir.filePath(u"unusual.mp3"_s);
@@ -346,7 +532,7 @@ void TestID3Tags::olderAndUnusualTags()
              (QStringList{"Ünïcode title ✓", "Wide artist ✓", "Big-endian album", "Comment ✓", "http://example.org/a", "2001", "3/12"}));
 }
 
-void TestID3Tags::rewritesAreSafe()
+void TestMedia::rewritesAreSafe()
 {
     const QString missing = m_dir.filePath(u"missing.mp3"_s);
     QVERIFY(!WriteID3v1Tag(missing, kFull, true) && !WriteID3v2Tag(missing, kFull, 1, true, true) && !QFile::exists(missing));
@@ -400,5 +586,81 @@ void TestID3Tags::rewritesAreSafe()
     }
 }
 
-QTEST_GUILESS_MAIN(TestID3Tags)
-#include "tst_id3tags.moc"
+void TestMedia::initTestCase()
+{
+    // Noise keeps the PNG beyond 64 KiB: too large for one Ogg page and for an Extended Content Description value.
+    for (const auto &[cover, name, source, width, height] :
+         {std::tuple{&m_jpeg, "cover.jpg", "color=c=red:s=64x48", 64, 48},
+          std::tuple{&m_png, "cover.png", "nullsrc=s=300x200,geq=r='random(1)*255':g='random(2)*255':b='random(3)*255'", 300, 200}}) {
+        const QString path = m_dir.filePath(QLatin1String(name));
+        QVERIFY(ffmpeg({source, "-frames:v", "1", "-pix_fmt", width == 64 ? "yuvj420p" : "rgb24", path}));
+        *cover = {{readBytes(path), pictureMime(readBytes(path))}, width, height};
+    }
+    QVERIFY(m_jpeg.picture.mime == "image/jpeg"_L1 && m_png.picture.mime == "image/png"_L1 && m_png.picture.data.size() > 70000);
+    m_vorbis = tone(m_dir.filePath(u"plain.ogg"_s), u"libvorbis"_s);
+    m_opus = tone(m_dir.filePath(u"plain.opus"_s), u"libopus"_s);
+    m_wma = tone(m_dir.filePath(u"plain.wma"_s), u"wmav2"_s);
+    QVERIFY(!m_vorbis.isEmpty() && !m_opus.isEmpty() && !m_wma.isEmpty());
+}
+
+void TestMedia::embedsOneFrontCover()
+{
+    for (const auto &[bytes, extension] : {std::pair{m_vorbis, "ogg"}, std::pair{m_opus, "opus"}, std::pair{m_wma, "wma"}}) {
+        const QString path = m_dir.filePath(u"tone."_s + QLatin1String(extension));
+        test::writeBytes(path, bytes);
+        const bool ogg = extension != "wma"_L1;
+        const QJsonObject before = id3tool({u"covers"_s, path});
+        const QString tagText = QString::fromUtf8(QJsonDocument(before["tags"_L1].toObject()).toJson());
+        QVERIFY2(tagText.contains(u"夜明けの歌"_s) && tagText.contains(u"Сергей Прокофьев"_s), qPrintable(tagText));
+        QVERIFY(before["pictures"_L1].toArray().isEmpty());
+        const QString decodedBefore = decoded(path);
+        QVERIFY2(decodedBefore.startsWith(QLatin1Char('#')) && decodedBefore.count(QLatin1Char('\n')) > 20, qPrintable(decodedBefore));
+        // Each cover replaces the one before: the large one grows the headers by pages, the small one after it shrinks them again.
+        for (const Cover *cover : {&m_jpeg, &m_png, &m_jpeg}) {
+            QCOMPARE(ogg ? embedOggCover(path, cover->picture) : embedAsfCover(path, cover->picture), QString());
+            const QJsonObject after = id3tool({u"covers"_s, path});
+            QVERIFY2(after["kind"_L1] == before["kind"_L1] && after["tags"_L1] == before["tags"_L1], extension);
+            const QJsonArray pictures = after["pictures"_L1].toArray();
+            QCOMPARE(pictures.size(), 1);
+            const QJsonObject picture = pictures.first().toObject();
+            QVERIFY(picture["type"_L1] == 3 && picture["mime"_L1] == cover->picture.mime);
+            QVERIFY(picture["data"_L1].toString().toLatin1() == cover->picture.data.toHex());
+            if (ogg) {
+                QVERIFY(picture["width"_L1] == cover->width && picture["height"_L1] == cover->height && picture["depth"_L1] == 24);
+                const QJsonArray pages = after["pages"_L1].toArray();
+                QVERIFY(pages.size() > 3);
+                for (qsizetype i = 0; i < pages.size(); ++i)
+                    QCOMPARE(pages[i].toInt(), i);
+            }
+            // Every page's checksum and every sample as before.
+            QCOMPARE(decoded(path), decodedBefore);
+        }
+    }
+}
+
+void TestMedia::refusesBrokenFiles()
+{
+    QByteArray flipped = m_vorbis;
+    flipped[flipped.size() / 2] = char(flipped[flipped.size() / 2] ^ 0x10);
+    const QList<std::tuple<QByteArray, bool, const char *>> rows = { // the bytes, whether as ASF, the reason
+        {QByteArray(), false, "not an Ogg file"}, {m_vorbis.chopped(100), false, "ends inside an Ogg page"},
+        {m_vorbis.first(m_vorbis.lastIndexOf("OggS")), false, "ends before its stream does"},
+        {m_opus.first(m_opus.indexOf("OggS", 4)), false, "ends inside the stream headers"}, {flipped, false, "damaged Ogg page"},
+        {tone(m_dir.filePath(u"flac.oga"_s), u"flac"_s, {"-f", "ogg"}), false, "not an Ogg Vorbis or Opus stream"},
+        {tone(m_dir.filePath(u"two.ogg"_s), u"libvorbis"_s, {"-map", "0:a", "-map", "0:a"}), false, "more than one logical stream"},
+        {m_wma, false, "not an Ogg file"}, {m_vorbis, true, "not an ASF file"}, {m_wma.first(300), true, "damaged ASF header"},
+        {m_wma.chopped(1000), true, "cut off"}};
+    const QString folder = m_dir.filePath(u"broken"_s);
+    for (const auto &[bytes, asf, reason] : rows) {
+        QVERIFY(QDir(folder).removeRecursively() && QDir().mkpath(folder));
+        const QString path = folder + u"/file"_s;
+        test::writeBytes(path, bytes);
+        const QString why = asf ? embedAsfCover(path, m_jpeg.picture) : embedOggCover(path, m_jpeg.picture);
+        QVERIFY2(why.contains(QLatin1String(reason)), qPrintable(why));
+        QCOMPARE(readBytes(path), bytes);
+        QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden), QStringList{"file"});
+    }
+}
+
+QTEST_GUILESS_MAIN(TestMedia)
+#include "tst_media.moc"
