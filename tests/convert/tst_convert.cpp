@@ -63,11 +63,10 @@ struct Fixture {
     MainFormState form;
     std::unique_ptr<ConvertJob> job;
 
-    Fixture(const char *format, const char *index, const char *extension, bool withTools = true)
+    Fixture(const char *format, const char *index, const char *extension)
     {
         QDir().mkpath(app);
-        if (withTools)
-            QFile::link(test::builtAppDir() + u"/Tools"_s, app + u"/Tools"_s);
+        QFile::link(test::builtAppDir() + u"/Tools"_s, app + u"/Tools"_s);
         writeBytes(app + u"/Tonmill.ini"_s, "[General]\r\nFFMPEG=/usr/bin/ffmpeg\r\n");
         logRunnerEvents(runner, log);
         options.fillLists();
@@ -103,8 +102,7 @@ QByteArray decodedSamples(const QString &path)
 {
     QProcess p;
     p.start(u"ffmpeg"_s, {"-v", "error", "-i", path, "-f", "s16le", "pipe:1"});
-    p.waitForFinished(60000);
-    return p.readAllStandardOutput();
+    return p.waitForFinished(60000) ? p.readAllStandardOutput() : QByteArray();
 }
 
 QString expanded(const QString &pattern, const PatternSource &source, const PatternFallbacks &fallbacks = {})
@@ -128,8 +126,7 @@ CommandLine lineFor(const QString &format, const SetUp &setUp = {})
     return encoderCommandLine(in, o, AppFolder(u"/opt/tonmill"_s));
 }
 
-// The words of a command text as a command interpreter splits them: a word between double quotes, which may be empty, or one without
-// blanks. Independent of the builder under test.
+// The words of a command text as a command interpreter splits them (a word between double quotes, maybe empty, or one without blanks).
 QStringList wordsOf(const QString &text)
 {
     QStringList words;
@@ -137,11 +134,6 @@ QStringList wordsOf(const QString &text)
         words << (m.capturedStart(1) >= 0 ? m.captured(1) : m.captured(2));
     return words;
 }
-
-QStringList executedWords(const CommandLine &line) { return QStringList{line.program} + line.arguments; }
-
-// The script file that the given lines make: UTF-8, every line ended by CR LF.
-QByteArray expectedFile(const QStringList &lines) { return (lines.join(u"\r\n"_s) + u"\r\n"_s).toUtf8(); }
 
 const QString kHeader = u"# Created by Tonmill - Quorell"_s;
 const QString kBlank = u"Clip2 = BlankClip(Length = 2000000, fps = 25)"_s;
@@ -183,7 +175,6 @@ void TestConvert::outputNamingAndRefusals()
         {"/m.d/song", "/m.d/song_Konverted.aac"}, {"/m/.hidden", "/m/.hidden_Konverted.aac"}, {"ab", "ab_Konverted.aac"}};
     for (const auto &[source, output] : beside)
         QCOMPARE(outputPathFor(source, QString(), true, u"aac"_s), output);
-    QCOMPARE(outputPathFor(u"/a/b.wav"_s, u"/c/d.mp3"_s, false, u"aac"_s), u"/c/d.mp3"_s);
 
     // Sources that cannot be converted: a message, nothing logged or written.
     Fixture f("WAV", "6", "wav");
@@ -239,10 +230,8 @@ void TestConvert::mp3JobAsksLogsScriptsRunsAndTags()
 
     // Replacing it, with tags typed in the editor.
     f.form.slVolume = 50;
-    std::array<QString *, 7> fields = f.form.tagFields();
-    const QStringList typed{"Title \"quoted\"", "Artist", "Album", "2001", "Notes", "rock", "7"};
-    for (int i = 0; i < 7; ++i)
-        *fields[i] = typed[i];
+    for (int i = 0; const char *typed : {"Title \"quoted\"", "Artist", "Album", "2001", "Notes", "rock", "7"})
+        *f.form.tagFields()[i++] = QString::fromUtf8(typed);
     f.dialogs.answer(DialogAnswer::Yes);
     bool sawBusy = false;
     connect(f.job.get(), &ConvertJob::progressChanged, this, [&] {
@@ -275,15 +264,12 @@ void TestConvert::mp3JobAsksLogsScriptsRunsAndTags()
     };
     QVERIFY2(qAbs(peak(output) - peak(source) + 6) < 1, qPrintable(QString::number(peak(output) - peak(source))));
 
-    // Tags as an independent reader sees them: a 2.4 tag at the start, a 1.1 tag at the end.
-    const test::Ran tags = test::runProgram(
-        u"/usr/bin/python3"_s, {"-c", "import sys\nfrom mutagen.id3 import ID3\nt=ID3(sys.argv[1])\nprint(t.version[1])\n"
-                                      "for k in ['TIT2','TPE1','TALB','TDRC','TCON','COMM::eng','TRCK']: print(k, t[k].text[0])\n"
-                                      "d=open(sys.argv[1],'rb').read()\nprint(d[-128:-125].decode(), d[-2], d[-1])",
-                                output});
-    QCOMPARE(tags.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts),
-             (QStringList{"4", "TIT2 Title \"quoted\"", "TPE1 Artist", "TALB Album", "TDRC 2001", "TCON Rock", "COMM::eng Notes",
-                          "TRCK 7", "TAG 7 17"}));
+    // The typed tags as an independent reader (mid3v2) sees them: each field in its frame of a 2.4 tag at the start; a 1.1 tag at the end.
+    const QString frames = test::runProgram(u"mid3v2"_s, {u"-l"_s, output}).out;
+    for (const char *frame : {"TIT2=Title \"quoted\"", "TPE1=Artist", "TALB=Album", "TDRC=2001", "TCON=Rock", "COMM==eng=Notes", "TRCK=7"})
+        QVERIFY2(frames.contains(QString::fromUtf8(frame)), qPrintable(frames));
+    const QByteArray v1 = readBytes(output).right(128);
+    QVERIFY(readBytes(output).startsWith("ID3\x04") && v1.startsWith("TAG") && v1[126] == 7 && v1[127] == 17);
 }
 
 void TestConvert::wmaReadsTheSourceAndSegmentWins()
@@ -314,26 +300,18 @@ void TestConvert::wmaReadsTheSourceAndSegmentWins()
 
 void TestConvert::errorPathLogsAndShowsLaunchFailure()
 {
-    // The runner cannot start the encoder (no Tools/ in the folder); an AMR bit rate that is no number makes no command line.
-    for (const bool amr : {false, true}) {
-        Fixture f("MP3", "5", "mp3", amr);
-        if (amr) {
-            f.chooseFormat("AMR", "3", "amr");
-            f.options.Combo2.text = u"fast"_s;
-        }
-        f.source(u"tone.wav"_s, 0.5);
-        f.dialogs.answer(DialogAnswer::Ok);
-        f.job->btnConvert_Click();
-        QCOMPARE(f.job->result().outcome, ConvertResult::Outcome::LaunchFailed);
-        QCOMPARE(f.dialogs.messages().last().text, u"PROCESS LAUNCH FAILED!\r\n\r\nPlease, press 'Convert' button again!"_s);
-        QVERIFY(f.dialogs.messages().last().buttons == DialogButtons::Ok);
-        const QString tail = amr ? u" -> Error: no encoder line can be made of these options\r\n"_s
-                                 : u" -> Error #406: CreateProcess failed.\r\n\\d\\d:\\d\\d:\\d\\d -> Error: cannot start \""_s + f.app
-                                       + u"/Tools/tonmill-run\": No such file or directory\r\n"_s;
-        QVERIFY2(f.logMatches(tail + u"PROCESS LAUNCH FAILED!\r\nPlease, press 'Convert' button again!\r\n$"_s), qPrintable(f.log.text()));
-        QVERIFY(!QFileInfo::exists(f.job->result().output));
-        QVERIFY(f.idle());
-    }
+    // An AMR bit rate that is no number makes no command line: a failed launch (the runner that cannot start: tst_realworld).
+    Fixture f("AMR", "3", "amr");
+    f.options.Combo2.text = u"fast"_s;
+    f.source(u"tone.wav"_s, 0.5);
+    f.dialogs.answer(DialogAnswer::Ok);
+    f.job->btnConvert_Click();
+    QCOMPARE(f.job->result().outcome, ConvertResult::Outcome::LaunchFailed);
+    QCOMPARE(f.dialogs.messages().last().text, u"PROCESS LAUNCH FAILED!\r\n\r\nPlease, press 'Convert' button again!"_s);
+    QVERIFY(f.dialogs.messages().last().buttons == DialogButtons::Ok);
+    QVERIFY2(f.logMatches(u" -> Error: no encoder line can be made of these options\r\nPROCESS LAUNCH FAILED!\r\nPlease, press 'Convert' button again!\r\n$"_s),
+             qPrintable(f.log.text()));
+    QVERIFY(!QFileInfo::exists(f.job->result().output) && f.idle());
 }
 
 void TestConvert::abortEndsTheEncoder()
@@ -388,17 +366,13 @@ void TestConvert::previewIsTheOutputsStretchAndEstimatesItsSize()
     for (const char *wrong : {"10", "a,10", "-1,10", "5,0", "5,nan", "1,2,3"})
         QVERIFY2(!windowFrom(wrong), wrong);
 
-    // Noise whose loudness rises and falls, so that the stretch is not the whole in small; normalised, so that the stretch's level is the
-    // whole's.
+    // Noise whose loudness rises and falls, so that the stretch is not the whole in small; normalised, the stretch's level is the whole's.
     Fixture f("MP3", "5", "mp3");
     const QString source = f.path(u"noise.wav"_s);
     makeSound(source, 15, {"pinknoise", "tremolo", "0.13", "50", "vol", "0.5"});
     OptionPanel panel(f.options, f.form, f.dialogs, f.folder);
     // The constant bit rates within 5 %, the variable ones within 15 %; kbps 0: not fixed.
-    const struct {
-        const char *format;
-        double within, kbps;
-    } rows[] = {{"MP3", 0.05, 128}, {"AC3", 0.05, 384}, {"WAV", 0.05, 1536}, {"OGG", 0.15, 0}, {"OPUS", 0.15, 0}, {"M4A", 0.15, 0}};
+    const struct { const char *format; double within, kbps; } rows[] = {{"MP3", 0.05, 128}, {"AC3", 0.05, 384}, {"WAV", 0.05, 1536}, {"OGG", 0.15, 0}, {"OPUS", 0.15, 0}, {"M4A", 0.15, 0}};
     const double position = 4;
     for (const auto &row : rows) {
         f.form.cmbFormat.select(QLatin1String(row.format));
@@ -501,8 +475,8 @@ void TestConvert::existingOutputsAndCollisions()
     for (const char *name : {"x.mp3", "y.mp3", "y (2).mp3"})
         test::writeBytes(out + QLatin1Char('/') + QLatin1String(name), "old");
     test::writeBytes(out + u"/z.mp3"_s, "");
+    // Even told to overwrite, the source's other name is never an output. (Skip: tst_headless.)
     const QList<std::pair<QString, QString>> rows = {{"ask", "x.mp3 ask|x (2).mp3 new|y.mp3 ask|z.mp3 new|w (2).mp3 new"},
-                                                     {"skip", "x.mp3 skip|x (2).mp3 new|y.mp3 skip|z.mp3 new|w (2).mp3 new"},
                                                      {"overwrite", "x.mp3 overwrite|x (2).mp3 new|y.mp3 overwrite|z.mp3 new|w (2).mp3 new"},
                                                      {"rename", "x (2).mp3 renamed|x (3).mp3 renamed|y (3).mp3 renamed|z.mp3 new|w (2).mp3 renamed"}};
     for (const auto &[policy, expected] : rows) {
@@ -571,11 +545,12 @@ void TestConvert::numberTexts()
 
 void TestConvert::exactTexts()
 {
+    using O = OptionState;
+    using In = EncoderInputs;
     const SetUp plain;
     const QString head = u"\"/usr/bin/ffmpeg\" -y -i \"/opt/tonmill/DirectQX.avs\" -vn -acodec "_s;
     const QString out = u"\"/home/u/song_Konverted.out\""_s;
-    const QString quenc =
-        u"\"/opt/QuEnc/QuEnc.exe\" -i \"/opt/tonmill/DirectQX.avs\" -o "_s + out + u" -mpeg2mux novideo -audiocodec ac3 -audiobitrate "_s;
+    const QString quenc = u"\"/opt/QuEnc/QuEnc.exe\" -i \"/opt/tonmill/DirectQX.avs\" -o "_s + out + u" -mpeg2mux novideo -audiocodec ac3 -audiobitrate "_s;
     const QString wma = u"Cscript.exe \"/opt/tonmill/Tools/WMCmd.vbs\" -input "_s;
     // The later formats carry the typed tags in ffmpeg's names.
     const QString tags = u" -metadata \"title=Title\" -metadata \"artist=Artist\" -metadata \"album=Album\" -metadata \"date=2001\""
@@ -583,58 +558,47 @@ void TestConvert::exactTexts()
     const auto row = [](const char *name, const char *format, const SetUp &setUp, const QString &text, const char *image = "ffmpeg") {
         const CommandLine line = lineFor(QLatin1String(format), setUp);
         QVERIFY2(line.text == text && line.imageName == QLatin1String(image), qPrintable(name + u": "_s + line.text));
-        QCOMPARE(executedWords(line), wordsOf(text));
+        QCOMPARE(QStringList{line.program} + line.arguments, wordsOf(text));
     };
     row("AAC mp4 stereo 128", "1", plain, head + "aac -vol 256 -ac 2 -ab 128 -f mp4 " + out);
-    row("AAC mp2 mono 24 at 33%", "1",
-        [](OptionState &o, EncoderInputs &in) { o.txtAACProfile = "1"; o.txtChannelsAAC = "1"; o.Combo8.select("24"); in.volumePercent = 33; },
+    row("AAC mp2 mono 24 at 33%", "1", [](O &o, In &in) { o.txtAACProfile = o.txtChannelsAAC = "1"; o.Combo8.select("24"); in.volumePercent = 33; },
         head + "aac -vol 84.48 -ac 1 -ab 24 -f mp2 " + out);
-    row("AAC without container", "1", [](OptionState &o, EncoderInputs &) { o.txtAACProfile = "2"; o.Combo8.select("256"); },
-        head + "aac -vol 256 -ac 2 -ab 256 -f  " + out);
+    row("AAC without container", "1", [](O &o, In &) { o.txtAACProfile = "2"; o.Combo8.select("256"); }, head + "aac -vol 256 -ac 2 -ab 256 -f  " + out);
     // Volume and channels are not part of the QuEnc line.
-    row("AC3 48", "2", [](OptionState &o, EncoderInputs &in) { in.volumePercent = 10; o.txtChannelsAC3 = "6"; o.Combo1.select("48"); },
-        quenc + "48 -auto -close", "QuEnc.exe");
-    row("AMR narrow 8", "3", [](OptionState &o, EncoderInputs &) { o.Combo2.select("8"); },
-        head + "amr_nb -vol 256 -ac 1 -ar 8000 -ab 8 -f amr " + out);
+    row("AC3 48", "2", [](O &o, In &in) { in.volumePercent = 10; o.txtChannelsAC3 = "6"; o.Combo1.select("48"); }, quenc + "48 -auto -close", "QuEnc.exe");
+    row("AMR narrow 8", "3", [](O &o, In &) { o.Combo2.select("8"); }, head + "amr_nb -vol 256 -ac 1 -ar 8000 -ab 8 -f amr " + out);
     // AMR is always mono, whatever another format's channel field holds.
-    row("AMR wide 24 at 75%", "3", [](OptionState &o, EncoderInputs &in) {
+    row("AMR wide 24 at 75%", "3", [](O &o, In &in) {
             o.amrType = "1"; o.Combo2.clear(); o.Combo2.fill(kAMRWideBitRates); o.Combo2.select("24"); in.volumePercent = 75; o.txtChannelsMP3 = "2";
-        },
-        head + "amr_wb -vol 192 -ac 1 -ar 16000 -ab 24 -f amr " + out);
-    row("MP2 header avi mono 384", "4", [](OptionState &o, EncoderInputs &) { o.txtMP2Header = "1"; o.txtChannelsMP2 = "1"; o.Combo6.select("384"); },
+        }, head + "amr_wb -vol 192 -ac 1 -ar 16000 -ab 24 -f amr " + out);
+    row("MP2 header avi mono 384", "4", [](O &o, In &) { o.txtMP2Header = "1"; o.txtChannelsMP2 = "1"; o.Combo6.select("384"); },
         head + "mp2 -vol 256 -ac 1 -ab 384 -f avi " + out);
-    row("MP2 header mpeg at 0%", "4", [](OptionState &o, EncoderInputs &in) { o.txtMP2Header = "2"; in.volumePercent = 0; },
-        head + "mp2 -vol 0 -ac 2 -ab 192 -f mpeg " + out);
+    row("MP2 header mpeg at 0%", "4", [](O &o, In &in) { o.txtMP2Header = "2"; in.volumePercent = 0; }, head + "mp2 -vol 0 -ac 2 -ab 192 -f mpeg " + out);
     row("MP3 stereo 128", "5", plain, head + "mp3 -vol 256 -ac 2 -ab 128 -f mp3 " + out);
     // Other formats' fields never leak into the MP3 line.
-    row("MP3 mono 32 from segment", "5", [](OptionState &o, EncoderInputs &in) {
+    row("MP3 mono 32 from segment", "5", [](O &o, In &in) {
             o.txtChannelsMP3 = "1"; o.Combo5.select("32"); in.input = "/opt/tonmill/segment.avs"; o.Combo6.select("384");
-        },
-        "\"/usr/bin/ffmpeg\" -y -i \"/opt/tonmill/segment.avs\" -vn -acodec mp3 -vol 256 -ac 1 -ab 32 -f mp3 " + out);
-    row("WAV pcm_u8 mono", "6", [](OptionState &o, EncoderInputs &) { o.wavPCM = "1"; o.txtChannelsWAV = "1"; },
-        head + "pcm_u8 -vol 256 -ac 1 -ab 705 -f wav " + out);
+        }, "\"/usr/bin/ffmpeg\" -y -i \"/opt/tonmill/segment.avs\" -vn -acodec mp3 -vol 256 -ac 1 -ab 32 -f mp3 " + out);
+    row("WAV pcm_u8 mono", "6", [](O &o, In &) { o.wavPCM = o.txtChannelsWAV = "1"; }, head + "pcm_u8 -vol 256 -ac 1 -ab 705 -f wav " + out);
     // The encoding script is called with the title twice, back to back.
-    row("WMA a64 with tags", "7", [](OptionState &, EncoderInputs &in) { in.input = "/music/song.wma"; },
+    row("WMA a64 with tags", "7", [](O &, In &in) { in.input = "/music/song.wma"; },
         wma + "\"/music/song.wma\" -profile a64 -title \"Title\" -title \"Title\" -author \"Artist\" -album \"Album\" -year \"2001\""
               " -description \"Notes\" -genre \"Rock\" -trackno \"7\" -output " + out, "Cscript.exe");
-    row("WMA a20_1 empty tags", "7", [](OptionState &o, EncoderInputs &in) {
+    row("WMA a20_1 empty tags", "7", [](O &o, In &in) {
             o.txtWMAProfile = "a20_1"; in.title = in.artist = in.album = in.year = in.notes = in.genre = in.track = QString();
-        },
-        wma + "\"/opt/tonmill/DirectQX.avs\" -profile a20_1 -title \"\" -title \"\" -author \"\" -album \"\" -year \"\" -description \"\""
+        }, wma + "\"/opt/tonmill/DirectQX.avs\" -profile a20_1 -title \"\" -title \"\" -author \"\" -album \"\" -year \"\" -description \"\""
               " -genre \"\" -trackno \"\" -output " + out, "Cscript.exe");
     // The later formats keep the source's channels and rate.
-    row("FLAC 24-bit level 8", "8", [](OptionState &o, EncoderInputs &) { o.flacBits = "1"; o.cmbFLACLevel.select("8"); },
+    row("FLAC 24-bit level 8", "8", [](O &o, In &) { o.flacBits = "1"; o.cmbFLACLevel.select("8"); },
         head + "flac -vol 256 -sample_fmt s32 -compression_level 8" + tags + " -f flac " + out);
-    row("Opus CBR voip 64, title only", "9", [](OptionState &o, EncoderInputs &in) {
+    row("Opus CBR voip 64, title only", "9", [](O &o, In &in) {
             o.opusMode = o.opusApplication = "1"; o.cmbOpusBitRate.select("64"); in.artist = in.album = in.year = in.notes = in.genre = in.track = QString();
-        },
-        head + "opus -vol 256 -ab 64 -vbr off -application voip -metadata \"title=Title\" -f opus " + out);
-    row("Opus VBR lowdelay", "9", [](OptionState &o, EncoderInputs &) { o.opusApplication = "2"; },
+        }, head + "opus -vol 256 -ab 64 -vbr off -application voip -metadata \"title=Title\" -f opus " + out);
+    row("Opus VBR lowdelay", "9", [](O &o, In &) { o.opusApplication = "2"; },
         head + "opus -vol 256 -ab 128 -vbr on -application lowdelay" + tags + " -f opus " + out);
-    row("Ogg at 75%", "10", [](OptionState &, EncoderInputs &in) { in.volumePercent = 75; },
-        head + "vorbis -vol 192 -aq 5" + tags + " -f ogg " + out);
+    row("Ogg at 75%", "10", [](O &, In &in) { in.volumePercent = 75; }, head + "vorbis -vol 192 -aq 5" + tags + " -f ogg " + out);
     row("M4A bit rate", "11", plain, head + "aac -vol 256 -ab 192" + tags + " -f ipod " + out);
-    row("M4A quality", "11", [](OptionState &o, EncoderInputs &) { o.m4aMode = "1"; }, head + "aac -vol 256 -aq 1" + tags + " -f ipod " + out);
+    row("M4A quality", "11", [](O &o, In &) { o.m4aMode = "1"; }, head + "aac -vol 256 -aq 1" + tags + " -f ipod " + out);
     row("ALAC 16-bit", "12", plain, head + "alac -vol 256 -sample_fmt s16p" + tags + " -f ipod " + out);
 }
 
@@ -706,9 +670,10 @@ void TestConvert::segmentScript()
                 {"/music/SONG.MP3", "12.4", "000.000", "22050", "Trim(Clip3,310,0)"}};
     for (const auto &r : rows) {
         QVERIFY(writeSegmentScript(path, {QLatin1String(r.source), QLatin1String(r.start), QLatin1String(r.end), QLatin1String(r.rate)}));
-        QCOMPARE(readBytes(path), expectedFile({kHeader, u"Clip1 = DirectShowSource(\"%1\",25)"_s.arg(QLatin1String(r.source)),
-                                                kBlank, kDub, "ConvertToYV12 (Clip3)", QLatin1String(r.trim),
-                                                u"ResampleAudio (%1)"_s.arg(QLatin1String(r.rate)), "ConvertToYV12()"}));
+        // UTF-8, every line ended by CR LF.
+        QCOMPARE(QString::fromUtf8(readBytes(path)), QStringList({kHeader, u"Clip1 = DirectShowSource(\"%1\",25)"_s.arg(QLatin1String(r.source)), kBlank,
+                                                                  kDub, "ConvertToYV12 (Clip3)", QLatin1String(r.trim), u"ResampleAudio (%1)"_s.arg(QLatin1String(r.rate)),
+                                                                  "ConvertToYV12()", ""}).join(u"\r\n"_s));
     }
     // Start or end that is not a number: a failure for the caller, and the earlier script is left alone.
     const QByteArray before = readBytes(path);
