@@ -144,10 +144,9 @@ const QString kDub = u"Clip3 = AudioDub(Clip2, Clip1)"_s;
 class TestConvert : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void outputNamingAndRefusals();
+    void outputNamingRefusalsAndLaunchFailure();
     void mp3JobAsksLogsScriptsRunsAndTags();
     void wmaReadsTheSourceAndSegmentWins();
-    void errorPathLogsAndShowsLaunchFailure();
     void abortEndsTheEncoder();
     void previewIsTheOutputsStretchAndEstimatesItsSize();
     void namingPatterns();
@@ -155,19 +154,10 @@ private Q_SLOTS:
     void tagsAreReadFromRealFiles();
     void numberTexts();
     void exactTexts();
-    void sourceLines();
-    void fullScriptOptions();
-    void segmentScript();
-    void fadeLineOnlyWhenAsked();
-
-private:
-    QTemporaryDir m_dir;
-    const QString m_app = m_dir.filePath(u"Tonmill app"_s);
-    const QStringList m_head{kHeader, u"LoadPlugin(\"%1/Tools/Plugins/NicAudio.dll\")"_s.arg(m_app),
-                             u"LoadPlugin(\"%1/Tools/Plugins/soxfilter.dll\")"_s.arg(m_app)};
+    void decodingScripts();
 };
 
-void TestConvert::outputNamingAndRefusals()
+void TestConvert::outputNamingRefusalsAndLaunchFailure()
 {
     // The whole extension goes, whatever its length; only the file's own name has one.
     const QList<std::pair<QString, QString>> beside = {
@@ -207,6 +197,20 @@ void TestConvert::outputNamingAndRefusals()
     QVERIFY(f.log.text().isEmpty());
     QCOMPARE(readBytes(tone), toneBytes);
     QVERIFY(!QFileInfo::exists(f.app + u"/DirectQX.avs"_s));
+
+    // An AMR bit rate that is no number makes no command line: a failed launch (the runner that cannot start: tst_realworld).
+    f.chooseFormat("AMR", "3", "amr");
+    f.options.Combo2.text = u"fast"_s;
+    f.form.txtPath = tone;
+    f.form.chkSameOutput = true;
+    f.dialogs.answer(DialogAnswer::Ok);
+    f.job->btnConvert_Click();
+    QCOMPARE(f.job->result().outcome, ConvertResult::Outcome::LaunchFailed);
+    QCOMPARE(f.dialogs.messages().last().text, u"PROCESS LAUNCH FAILED!\r\n\r\nPlease, press 'Convert' button again!"_s);
+    QVERIFY(f.dialogs.messages().last().buttons == DialogButtons::Ok);
+    QVERIFY2(f.logMatches(u" -> Error: no encoder line can be made of these options\r\nPROCESS LAUNCH FAILED!\r\nPlease, press 'Convert' button again!\r\n$"_s),
+             qPrintable(f.log.text()));
+    QVERIFY(!QFileInfo::exists(f.job->result().output) && f.idle());
 }
 
 void TestConvert::mp3JobAsksLogsScriptsRunsAndTags()
@@ -296,22 +300,6 @@ void TestConvert::wmaReadsTheSourceAndSegmentWins()
     QVERIFY(readBytes(f.app + u"/segment.avs"_s).contains("Trim(Clip3,13,38)\r\nResampleAudio (44100)\r\n"));
     const double seconds = probeEntries(f.form.lblOutputPath, u"format=duration"_s).toDouble();
     QVERIFY2(seconds > 0.8 && seconds < 1.4, qPrintable(QString::number(seconds)));
-}
-
-void TestConvert::errorPathLogsAndShowsLaunchFailure()
-{
-    // An AMR bit rate that is no number makes no command line: a failed launch (the runner that cannot start: tst_realworld).
-    Fixture f("AMR", "3", "amr");
-    f.options.Combo2.text = u"fast"_s;
-    f.source(u"tone.wav"_s, 0.5);
-    f.dialogs.answer(DialogAnswer::Ok);
-    f.job->btnConvert_Click();
-    QCOMPARE(f.job->result().outcome, ConvertResult::Outcome::LaunchFailed);
-    QCOMPARE(f.dialogs.messages().last().text, u"PROCESS LAUNCH FAILED!\r\n\r\nPlease, press 'Convert' button again!"_s);
-    QVERIFY(f.dialogs.messages().last().buttons == DialogButtons::Ok);
-    QVERIFY2(f.logMatches(u" -> Error: no encoder line can be made of these options\r\nPROCESS LAUNCH FAILED!\r\nPlease, press 'Convert' button again!\r\n$"_s),
-             qPrintable(f.log.text()));
-    QVERIFY(!QFileInfo::exists(f.job->result().output) && f.idle());
 }
 
 void TestConvert::abortEndsTheEncoder()
@@ -602,9 +590,18 @@ void TestConvert::exactTexts()
     row("ALAC 16-bit", "12", plain, head + "alac -vol 256 -sample_fmt s16p" + tags + " -f ipod " + out);
 }
 
-void TestConvert::sourceLines()
+
+
+
+void TestConvert::decodingScripts()
 {
-    QList<std::pair<QString, QString>> rows = {
+    QTemporaryDir dir;
+    const QString app = dir.filePath(u"Tonmill app"_s);
+    const QStringList head{kHeader, u"LoadPlugin(\"%1/Tools/Plugins/NicAudio.dll\")"_s.arg(app), u"LoadPlugin(\"%1/Tools/Plugins/soxfilter.dll\")"_s.arg(app)};
+    const AppFolder folder(app);
+    QVERIFY(QDir().mkpath(app));
+    // The source filter by the name's last three characters.
+    QList<std::pair<QString, QString>> sources = {
         {"/m/f.ac3", "Clip1 = NicAc3Source(\"/m/f.ac3\")"}, {"/m/g.dts", "Clip1 = NicDTSSource(\"/m/g.dts\")"},
         {"/m/h.mpa", "Clip1 = NicMPASource(\"/m/h.mpa\")"}, {"/m/i.mp2", "Clip1 = NicMPASource(\"/m/i.mp2\")"},
         {"/m/j.mp3", "Clip1 = DirectShowSource(\"/m/j.mp3\")"},
@@ -614,36 +611,31 @@ void TestConvert::sourceLines()
     // The table's own names, and those it does not know, which are read as the segment script reads them.
     for (const QString name : {"/m/a.avs", "/m/b.wma", "/m/c.wav", "/m/d.aac", "/m/clip.ra", "/m/e.rmj", "/m/song.MP3", "/m/song.Wav",
                                "/m/k.flac", "/m/l.ram", "/m/n.m4a", "ra"})
-        rows.append({name, u"Clip1 = DirectShowSource(\"%1\",25)"_s.arg(name)});
-    for (const auto &[source, line] : rows)
-        QCOMPARE(fullScript({source, 180, u"44100"_s, u"MP3"_s}, AppFolder(m_app))->at(3), line);
-}
+        sources.append({name, u"Clip1 = DirectShowSource(\"%1\",25)"_s.arg(name)});
+    for (const auto &[source, line] : sources)
+        QCOMPARE(fullScript({source, 180, u"44100"_s, u"MP3"_s}, folder)->at(3), line);
 
-void TestConvert::fullScriptOptions()
-{
-    const AppFolder folder(m_app);
     // Normalised AC3 with up-mix (its channels are checked by rendering it): UTF-8 lines ended by CR LF, written over a longer earlier
     // content; the up-mix comes after the trim and before the rate.
-    QVERIFY(QDir().mkpath(m_app));
     const QString path = folder.file(u"\\DirectQX.avs"_s);
     test::writeBytes(path, QByteArray(5000, 'x'));
     QVERIFY(writeFullScript(path, {u"/music/Mötley – 歌.wav"_s, 180.3, u"48000"_s, u"AC3"_s, true, true}, folder));
     const QStringList written = QString::fromUtf8(readBytes(path)).split(u"\r\n"_s);
-    QCOMPARE(written.first(8) + written.last(4), m_head + QStringList({"Clip1 = DirectShowSource(\"/music/Mötley – 歌.wav\",25)", kBlank, kDub,
+    QCOMPARE(written.first(8) + written.last(4), head + QStringList({"Clip1 = DirectShowSource(\"/music/Mötley – 歌.wav\",25)", kBlank, kDub,
                                                  "Clip4=Normalize(Clip3,volume=1)", "Trim(Clip4,0,4508)", "6==Audiochannels(last)?GetChannel(last,1,3,2,5,6,4):last",
                                                  "ResampleAudio (48000)", "ConvertToYV12()", ""}));
     QVERIFY(written.size() == 26 && written.contains(u"2==AudioChannels(Stereo)?UpMix(ConvertAudioToFloat(Stereo)):Stereo"_s));
     QVERIFY(readBytes(path).contains("Clip1 = DirectShowSource(\"/music/M\xC3\xB6tley \xE2\x80\x93 \xE6\xAD\x8C.wav\",25)\r\n"));
 
     // Up-mix is for "AC3" only, spelt as the list spells it, and only when asked for.
-    const QStringList plainAC3 = m_head + QStringList{"Clip1 = NicAc3Source(\"/music/a.ac3\")", kBlank, kDub, "Trim(Clip3,0,250)",
+    const QStringList plainAC3 = head + QStringList{"Clip1 = NicAc3Source(\"/music/a.ac3\")", kBlank, kDub, "Trim(Clip3,0,250)",
                                                       "ResampleAudio (44100)", "ConvertToYV12()"};
     const FullScriptInputs ac3{u"/music/a.ac3"_s, 10, u"44100"_s, u"AC3"_s};
     for (const QString format : {"AC3", "MP3", "ac3"})
         QCOMPARE(*fullScript({ac3.source, 10, ac3.rate, format, false, format != "AC3"_L1}, folder), plainAC3);
     // WMA: no resampling, the profile sets the rate.
     QCOMPARE(*fullScript({u"/music/b.mp3"_s, 0.3, u"44100"_s, u"WMA"_s, true}, folder),
-             m_head + QStringList({"Clip1 = DirectShowSource(\"/music/b.mp3\")", kBlank, kDub, "Clip4=Normalize(Clip3,volume=1)",
+             head + QStringList({"Clip1 = DirectShowSource(\"/music/b.mp3\")", kBlank, kDub, "Clip4=Normalize(Clip3,volume=1)",
                                    "Trim(Clip4,0,8)", "ConvertToYV12()"}));
     // A later format without a rate of its own keeps the source's.
     QVERIFY(!fullScript({ac3.source, 3, QString(), u"OPUS"_s}, folder)->join(QLatin1Char(' ')).contains(u"ResampleAudio"_s));
@@ -654,38 +646,29 @@ void TestConvert::fullScriptOptions()
     // A duration that is no number makes no script; files that cannot be written are reported, never thrown.
     QVERIFY(!fullScript({ac3.source, qQNaN(), ac3.rate, ac3.format}, folder));
     QVERIFY(!writeFullScript(path, {ac3.source, qQNaN(), ac3.rate, ac3.format}, folder));
-    for (const QString &unwritable : {m_dir.filePath(u"missing/DirectQX.avs"_s), m_app, u"/dev/full"_s})
+    for (const QString &unwritable : {dir.filePath(u"missing/DirectQX.avs"_s), app, u"/dev/full"_s})
         QVERIFY2(!writeFullScript(unwritable, ac3, folder), qPrintable(unwritable));
-    QVERIFY(!writeSegmentScript(m_dir.filePath(u"missing/segment.avs"_s), {ac3.source, u"1"_s, u"2"_s, u"44100"_s}));
-}
+    QVERIFY(!writeSegmentScript(dir.filePath(u"missing/segment.avs"_s), {ac3.source, u"1"_s, u"2"_s, u"44100"_s}));
 
-void TestConvert::segmentScript()
-{
-    // Always the DirectShow filter on the source itself, whatever its name; decimals that round both ways, a plain "12.4", an end of 0.
-    const QString path = m_dir.filePath(u"segment.avs"_s);
-    const struct {
-        const char *source, *start, *end, *rate, *trim;
-    } rows[] = {{"/music/track.ac3", "012.400", "030.000", "48000", "Trim(Clip3,310,750)"},
+    // The segment script: always the DirectShow filter on the source itself, whatever its name; decimals that round both ways, a plain "12.4", an end of 0.
+    const QString segment = dir.filePath(u"segment.avs"_s);
+    const struct { const char *source, *start, *end, *rate, *trim; } cuts[] = {{"/music/track.ac3", "012.400", "030.000", "48000", "Trim(Clip3,310,750)"},
                 {"/music/SONG.MP3", "000.580", "180.010", "22050", "Trim(Clip3,15,4500)"},
                 {"/music/SONG.MP3", "12.4", "000.000", "22050", "Trim(Clip3,310,0)"}};
-    for (const auto &r : rows) {
-        QVERIFY(writeSegmentScript(path, {QLatin1String(r.source), QLatin1String(r.start), QLatin1String(r.end), QLatin1String(r.rate)}));
+    for (const auto &r : cuts) {
+        QVERIFY(writeSegmentScript(segment, {QLatin1String(r.source), QLatin1String(r.start), QLatin1String(r.end), QLatin1String(r.rate)}));
         // UTF-8, every line ended by CR LF.
-        QCOMPARE(QString::fromUtf8(readBytes(path)), QStringList({kHeader, u"Clip1 = DirectShowSource(\"%1\",25)"_s.arg(QLatin1String(r.source)), kBlank,
+        QCOMPARE(QString::fromUtf8(readBytes(segment)), QStringList({kHeader, u"Clip1 = DirectShowSource(\"%1\",25)"_s.arg(QLatin1String(r.source)), kBlank,
                                                                   kDub, "ConvertToYV12 (Clip3)", QLatin1String(r.trim), u"ResampleAudio (%1)"_s.arg(QLatin1String(r.rate)),
                                                                   "ConvertToYV12()", ""}).join(u"\r\n"_s));
     }
     // Start or end that is not a number: a failure for the caller, and the earlier script is left alone.
-    const QByteArray before = readBytes(path);
+    const QByteArray before = readBytes(segment);
     for (const auto &[start, end] : QList<std::pair<const char *, const char *>>{{"", "030.000"}, {"012.400", "abc"}, {"12,4", "30"}, {"1e", "2"}})
-        QVERIFY2(!writeSegmentScript(path, {u"/m/a.wav"_s, QLatin1String(start), QLatin1String(end), u"44100"_s}), start);
-    QCOMPARE(readBytes(path), before);
-}
+        QVERIFY2(!writeSegmentScript(segment, {u"/m/a.wav"_s, QLatin1String(start), QLatin1String(end), u"44100"_s}), start);
+    QCOMPARE(readBytes(segment), before);
 
-void TestConvert::fadeLineOnlyWhenAsked()
-{
-    // 2 seconds are 50 frames each way; a sound shorter than 6 seconds fades over a third of its length; 0, a length not known, takes the 2
-    // seconds.
+    // The fade: 2 s are 50 frames each way; a sound shorter than 6 s fades over a third of its length; 0, a length not known, takes 2 s.
     for (const auto &[seconds, line] : QList<std::pair<double, const char *>>{{180, "FadeIO0(50)"}, {4.5, "FadeIO0(38)"}, {3, "FadeIO0(25)"},
                                                                               {1.56, "FadeIO0(13)"}, {0, "FadeIO0(50)"}})
         QCOMPARE(fadeLine(seconds), QLatin1String(line));
@@ -695,18 +678,17 @@ void TestConvert::fadeLineOnlyWhenAsked()
         QCOMPARE(segmentSeconds(start, end, source), seconds);
 
     // Only when asked for, as the last change to the sound before the rate: after the trim, the cut's trim, or the up-mix.
-    const AppFolder folder(m_app);
-    FullScriptInputs full{u"/m/b.wav"_s, 4.5, u"44100"_s, u"WMA"_s, true}, ac3{u"/m/d.wav"_s, 10, u"48000"_s, u"AC3"_s, false, true};
+    FullScriptInputs full{u"/m/b.wav"_s, 4.5, u"44100"_s, u"WMA"_s, true}, upmixed{u"/m/d.wav"_s, 10, u"48000"_s, u"AC3"_s, false, true};
     SegmentScriptInputs cut{u"/m/s.wav"_s, u"8"_s, u"30"_s, u"48000"_s, false, 10};
-    QStringList plainFull = *fullScript(full, folder), plainCut = *tonmill::segmentScript(cut), plainAc3 = *fullScript(ac3, folder);
+    QStringList plainFull = *fullScript(full, folder), plainCut = *tonmill::segmentScript(cut), plainAc3 = *fullScript(upmixed, folder);
     QVERIFY(!(plainFull + plainCut + plainAc3).join(QLatin1Char(' ')).contains(u"FadeIO0"_s));
-    full.fade = cut.fade = ac3.fade = true;
+    full.fade = cut.fade = upmixed.fade = true;
     plainFull.insert(8, u"FadeIO0(38)"_s);
     plainCut.insert(6, u"FadeIO0(17)"_s);
     plainAc3.insert(plainAc3.indexOf(u"6==Audiochannels(last)?GetChannel(last,1,3,2,5,6,4):last"_s) + 1, u"FadeIO0(50)"_s);
     QCOMPARE(*fullScript(full, folder), plainFull);
     QCOMPARE(*tonmill::segmentScript(cut), plainCut);
-    QCOMPARE(*fullScript(ac3, folder), plainAc3);
+    QCOMPARE(*fullScript(upmixed, folder), plainAc3);
 }
 
 QTEST_GUILESS_MAIN(TestConvert)

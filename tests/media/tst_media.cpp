@@ -178,8 +178,7 @@ private Q_SLOTS:
     void initTestCase();
     void reportNormalisation();
     void openingTaggedFilesFillsTheTagEditor();
-    void emptyPathKeepsAndFailedRunRemovesTheReport();
-    void cancelledOpenAndOutputChoice();
+    void reportAndDialogsWithoutTheTool();
     void genresAndId3v1Tag();
     void tagSizes();
     void independentReadersSeeEveryField();
@@ -206,10 +205,6 @@ void TestMedia::reportNormalisation()
         {"Text1\r\nA : 1\r\n\r\n\r\nB : 2\r\n\r\nAudio #0\r\nFile size : 3.52 MiB", "[General]\r\nA=1B=2\r\n\r\n[Audio]\r\nFile size=3.52 MB"}};
     for (const auto &[text, normalised] : rows)
         QVERIFY2(normaliseMediaReport(text, cmd) == normalised && normaliseMediaReport(normalised, cmd) == normalised, qPrintable(text));
-    // The File Info text shows the sections as banners.
-    QCOMPARE(fileInfoDisplayText(u"[General]\r\nFile size=3.52 MiB\r\n\r\n[Audio]\r\nChannel(s)=2 channels"_s),
-             u"+++++++++++\r\n + General +\r\n+++++++++++\r\nFile size = 3.52 MB\r\n\r\n+++++++++\r\n + Audio +\r\n+++++++++\r\n"
-             "Channel(s) = 2 channels"_s);
 }
 
 void TestMedia::openingTaggedFilesFillsTheTagEditor()
@@ -227,8 +222,8 @@ void TestMedia::openingTaggedFilesFillsTheTagEditor()
         s.form.txtTitle = u"typed by hand"_s;
         s.dialogs.answerFile(source);
         s.selection.OpenSourceFile();
-        QCOMPARE(s.dialogs.fileRequests().size(), 1);
-        QVERIFY(s.dialogs.fileRequests()[0].title == "  Open"_L1 && s.dialogs.fileRequests()[0].filter == FileSelection::kOpenFilter);
+        const auto &asked = s.dialogs.fileRequests();
+        QVERIFY(asked.size() == 1 && asked[0].title == "  Open"_L1 && asked[0].filter == FileSelection::kOpenFilter);
         QVERIFY(s.form.txtPath == source && s.form.sourceControlsEnabled);
         // The report: the tool's labels as the tag editor's keys, no padding, neither the console's prompt nor the echoed command.
         const QString report = s.reportText();
@@ -246,8 +241,9 @@ void TestMedia::openingTaggedFilesFillsTheTagEditor()
     }
 }
 
-void TestMedia::emptyPathKeepsAndFailedRunRemovesTheReport()
+void TestMedia::reportAndDialogsWithoutTheTool()
 {
+    // This folder has no Tools/MediaInfo. An empty path runs nothing and keeps the report.
     Selection s(false);
     const QString tool = s.dir.path() + u"/Tools/MediaInfo/mediainfo"_s;
     QCOMPARE(s.report.commandFor(u"/m/it's é.mp3"_s).text, u"\"%1\" \"/m/it's é.mp3\""_s.arg(tool));
@@ -256,16 +252,7 @@ void TestMedia::emptyPathKeepsAndFailedRunRemovesTheReport()
     s.pane.setText(u"kept"_s);
     QVERIFY(!s.report.RunMediaReport(QString()));
     QVERIFY(s.pane.text() == "kept"_L1 && QFile::exists(s.report.reportFile()) && s.log.text().isEmpty());
-    // This folder has no Tools/MediaInfo: the tool cannot start, and the old report, which is another file's, goes.
-    QVERIFY(!s.report.RunMediaReport(u"/m/a.mp3"_s));
-    QVERIFY(!QFile::exists(s.report.reportFile()));
-    QVERIFY2(s.log.text().contains(u" -> \"/m/a.mp3\" could not be described: cannot start \"%1\""_s.arg(tool)), qPrintable(s.log.text()));
-    QCOMPARE(s.report.lastFailure(), s.log.text().section(u" -> "_s, 1).trimmed());
-}
 
-void TestMedia::cancelledOpenAndOutputChoice()
-{
-    Selection s;
     // A cancelled open keeps the old report, whose tags fill the editor; a key the report lacks empties its field.
     WriteIniValue(u"General"_s, u"Title"_s, u"Previous"_s, s.report.reportFile());
     s.form.txtArtist = u"typed"_s;
@@ -274,7 +261,6 @@ void TestMedia::cancelledOpenAndOutputChoice()
     s.selection.OpenSourceFile();
     QVERIFY(s.form.txtPath.isEmpty() && !s.form.sourceControlsEnabled && s.form.txtArtist.isEmpty());
     QCOMPARE(s.form.txtTitle, u"Previous"_s);
-
     s.options.txtFormat = u"5"_s;
     s.selection.ChooseOutputFile();
     QVERIFY(s.dialogs.fileRequests()[1].title == "  Save as..."_L1 && s.dialogs.fileRequests()[1].filter == "MP3 Files|*.mp3"_L1);
@@ -294,13 +280,17 @@ void TestMedia::cancelledOpenAndOutputChoice()
     s.options.txtFormat = u"13"_s;
     s.selection.ChooseOutputFile();
     QVERIFY(s.dialogs.fileRequests().size() == 4 && s.form.chkSameOutput);
-
-    const QStringList expected = u"AAC Files|*.aac;AC3 Files|*.ac3;AMR Files|*.amr;MP2/MPA Files|*.mp2;MP3 Files|*.mp3;WAV Files|*.wav;"
-                                 "WMA Files|*.wma;FLAC Files|*.flac;Opus Files|*.opus;Ogg Vorbis Files|*.ogg;M4A Files|*.m4a;ALAC Files|*.m4a"_s
-                                     .split(QLatin1Char(';'));
+    const QString filters = u"AAC Files|*.aac;AC3 Files|*.ac3;AMR Files|*.amr;MP2/MPA Files|*.mp2;MP3 Files|*.mp3;WAV Files|*.wav;WMA Files|*.wma;"
+                            "FLAC Files|*.flac;Opus Files|*.opus;Ogg Vorbis Files|*.ogg;M4A Files|*.m4a;ALAC Files|*.m4a"_s;
     for (int i = 1; i <= 12; ++i)
-        QCOMPARE(FileSelection::saveFilter(QString::number(i)), expected[i - 1]);
+        QCOMPARE(FileSelection::saveFilter(QString::number(i)), filters.section(QLatin1Char(';'), i - 1, i - 1));
     QVERIFY(FileSelection::saveFilter(u"0"_s).isEmpty() && FileSelection::saveFilter(u"05"_s).isEmpty());
+
+    // The tool cannot start: the old report, which is another file's, goes.
+    QVERIFY(!s.report.RunMediaReport(u"/m/a.mp3"_s));
+    QVERIFY(!QFile::exists(s.report.reportFile()));
+    QVERIFY2(s.log.text().contains(u" -> \"/m/a.mp3\" could not be described: cannot start \"%1\""_s.arg(tool)), qPrintable(s.log.text()));
+    QCOMPARE(s.report.lastFailure(), s.log.text().section(u" -> "_s, 1).trimmed());
 }
 
 void TestMedia::genresAndId3v1Tag()
@@ -591,8 +581,7 @@ void TestMedia::embedsOneFrontCover()
         const bool ogg = extension != "wma"_L1;
         const QJsonObject before = id3tool({u"covers"_s, path});
         const QString tagText = QString::fromUtf8(QJsonDocument(before["tags"_L1].toObject()).toJson());
-        QVERIFY2(tagText.contains(u"夜明けの歌"_s) && tagText.contains(u"Сергей Прокофьев"_s), qPrintable(tagText));
-        QVERIFY(before["pictures"_L1].toArray().isEmpty());
+        QVERIFY2(tagText.contains(u"夜明けの歌"_s) && tagText.contains(u"Сергей Прокофьев"_s) && before["pictures"_L1].toArray().isEmpty(), qPrintable(tagText));
         const QString decodedBefore = decoded(path);
         QVERIFY2(decodedBefore.startsWith(QLatin1Char('#')) && decodedBefore.count(QLatin1Char('\n')) > 20, qPrintable(decodedBefore));
         // Each cover replaces the one before: the large one grows the headers by pages, the small one after it shrinks them again.
@@ -601,9 +590,8 @@ void TestMedia::embedsOneFrontCover()
             const QJsonObject after = id3tool({u"covers"_s, path});
             QVERIFY2(after["kind"_L1] == before["kind"_L1] && after["tags"_L1] == before["tags"_L1], extension);
             const QJsonArray pictures = after["pictures"_L1].toArray();
-            QCOMPARE(pictures.size(), 1);
             const QJsonObject picture = pictures.first().toObject();
-            QVERIFY(picture["type"_L1] == 3 && picture["mime"_L1] == cover->picture.mime);
+            QVERIFY(pictures.size() == 1 && picture["type"_L1] == 3 && picture["mime"_L1] == cover->picture.mime);
             QVERIFY(picture["data"_L1].toString().toLatin1() == cover->picture.data.toHex());
             if (ogg) {
                 QVERIFY(picture["width"_L1] == cover->width && picture["height"_L1] == cover->height && picture["depth"_L1] == 24);
