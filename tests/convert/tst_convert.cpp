@@ -149,11 +149,9 @@ private Q_SLOTS:
     void wmaReadsTheSourceAndSegmentWins();
     void abortEndsTheEncoder();
     void previewIsTheOutputsStretchAndEstimatesItsSize();
-    void namingPatterns();
-    void existingOutputsAndCollisions();
+    void outputNames();
     void tagsAreReadFromRealFiles();
-    void numberTexts();
-    void exactTexts();
+    void commandLines();
     void decodingScripts();
 };
 
@@ -398,7 +396,7 @@ void TestConvert::previewIsTheOutputsStretchAndEstimatesItsSize()
     }
 }
 
-void TestConvert::namingPatterns()
+void TestConvert::outputNames()
 {
     // Pattern, and a part of the refusal (empty: accepted). A refused pattern names no output at all.
     const QList<std::pair<QString, QString>> refusals = {
@@ -417,7 +415,7 @@ void TestConvert::namingPatterns()
     // The placeholders over full, partial and no tags: the name below /out, without ".mp3".
     const SourceTags full{u"Band"_s, u"Various"_s, u"Live"_s, u"Intro"_s, u"3/12"_s, u"2"_s, u"2003-05-01"_s, u"Rock"_s},
         partial{u"Band"_s, {}, {}, u"Intro"_s, {}, {}, {}, {}}, none;
-    const QList<std::tuple<const char *, SourceTags, const char *>> rows = {
+    const QList<std::tuple<const char *, SourceTags, const char *>> placeholders = {
         {"{artist}", partial, "Band"}, {"{artist}", none, "Unknown Artist"}, {"{albumartist}", full, "Various"},
         {"{albumartist}", partial, "Band"}, {"{albumartist}", none, "Unknown Artist"}, {"{album}", partial, "Unknown Album"},
         {"{title}", none, "Unknown Title"}, {"{track:02}", none, "00"}, {"{disc:2}", none, "00"},
@@ -425,7 +423,7 @@ void TestConvert::namingPatterns()
         {"{folder}", none, "Band"}, {"{relpath}/{filename}", none, "Rock/Band/song.take 1"},
         {"{albumartist}/{year} - {album}/{disc}-{track:02} {title} {genre} {track}", full, "Various/2003 - Live/2-03 Intro Rock 3"}};
     const PatternFallbacks english = patternFallbacks(u"English"_s);
-    for (const auto &[pattern, tags, name] : rows)
+    for (const auto &[pattern, tags, name] : placeholders)
         QCOMPARE(expanded(QLatin1String(pattern), {u"/m/in/Rock/Band/song.take 1.flac"_s, u"/m/in"_s, tags}, english),
                  u"/out/%1.mp3"_s.arg(QLatin1String(name)));
     // A file named on its own is its own base: {relpath} is then nothing. The fallbacks speak the window's language.
@@ -444,10 +442,7 @@ void TestConvert::namingPatterns()
     // A numbered name keeps its number and extension whole.
     const QString numbered = numberedPath(u"/out/"_s + QString(125, QChar(0xe9)) + u".mp3"_s, 12);
     QVERIFY(numbered.endsWith(u" (12).mp3"_s) && QFileInfo(numbered).fileName().toUtf8().size() <= 255);
-}
 
-void TestConvert::existingOutputsAndCollisions()
-{
     // Two sources of one name in different folders, one whose output is there already (an empty file counts as nothing), and one whose
     // output name is another name of the source itself.
     QTemporaryDir dir;
@@ -505,7 +500,7 @@ void TestConvert::tagsAreReadFromRealFiles()
     QCOMPARE(readSourceTags(u"/usr/bin/ffprobe"_s, dir.filePath(u"missing.wav"_s)).title, QString());
 }
 
-void TestConvert::numberTexts()
+void TestConvert::commandLines()
 {
     // 100 % is 256 (more in the lines below); fifteen significant digits, never an exponent.
     for (const auto &[percent, text] : QList<std::pair<int, const char *>>{{1, "2.56"}, {7, "17.92"}, {150, "384"}, {199, "509.44"}})
@@ -529,10 +524,8 @@ void TestConvert::numberTexts()
              {86399.98, "2160000"}})
         QCOMPARE(frameNumber(seconds), QLatin1String(frames));
     QVERIFY(frameNumber(qInf()).isEmpty());
-}
 
-void TestConvert::exactTexts()
-{
+    // The exact lines, and the words they are started with.
     using O = OptionState;
     using In = EncoderInputs;
     const SetUp plain;

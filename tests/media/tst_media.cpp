@@ -39,23 +39,20 @@ using test::writeBytes;
 
 namespace {
 
+test::Ran ran(const QString &program, const QStringList &arguments)
+{
+    const test::Ran r = runProgram(program, arguments, {"LC_ALL=C.UTF-8"});
+    if (r.exitCode != 0)
+        qWarning() << program << arguments << r.err;
+    return r;
+}
 // What mutagen (id3tool.py) reads or writes.
 QJsonObject id3tool(const QStringList &arguments)
 {
-    const test::Ran ran = runProgram(u"/usr/bin/python3"_s, QStringList{QStringLiteral(ID3TOOL)} + arguments, {"LC_ALL=C.UTF-8"});
-    if (ran.exitCode != 0)
-        qWarning() << arguments << ran.err;
-    return QJsonDocument::fromJson(ran.out.toUtf8()).object();
+    return QJsonDocument::fromJson(ran(u"/usr/bin/python3"_s, QStringList{QStringLiteral(ID3TOOL)} + arguments).out.toUtf8()).object();
 }
-
 // ffmpeg making a file from a lavfi source: the source, then options and the output.
-bool ffmpeg(const QStringList &arguments)
-{
-    const test::Ran ran = runProgram(u"ffmpeg"_s, QStringList{"-v", "error", "-y", "-f", "lavfi", "-i"} + arguments);
-    if (ran.exitCode != 0)
-        qWarning() << arguments << ran.err;
-    return ran.exitCode == 0;
-}
+bool ffmpeg(const QStringList &arguments) { return ran(u"ffmpeg"_s, QStringList{"-v", "error", "-y", "-f", "lavfi", "-i"} + arguments).exitCode == 0; }
 
 // What mutagen reads of a file's ID3v2 tag: its version, size and frames as stored, in order.
 struct Dump {
@@ -143,10 +140,6 @@ QByteArray tone(const QString &path, const QString &codec, const QStringList &ex
     return ffmpeg(QStringList{"sine=frequency=440:duration=2", "-c:a", codec} + tags + extra + QStringList{path}) ? readBytes(path) : QByteArray();
 }
 
-struct Cover {
-    CoverPicture picture;
-    int width = 0, height = 0;
-};
 
 // Everything FileSelection needs, wired as the main window wires it, in an application folder of its own, maybe with the build's Tools/.
 struct Selection {
@@ -175,7 +168,6 @@ struct Selection {
 class TestMedia : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void initTestCase();
     void reportNormalisation();
     void openingTaggedFilesFillsTheTagEditor();
     void reportAndDialogsWithoutTheTool();
@@ -185,13 +177,10 @@ private Q_SLOTS:
     void unknownFramesSurvive();
     void olderAndUnusualTags();
     void rewritesAreSafe();
-    void embedsOneFrontCover();
-    void refusesBrokenFiles();
+    void frontCovers();
 
 private:
     QTemporaryDir m_dir;
-    Cover m_jpeg, m_png;
-    QByteArray m_vorbis, m_opus, m_wma;
 };
 
 void TestMedia::reportNormalisation()
@@ -556,26 +545,27 @@ void TestMedia::rewritesAreSafe()
     }
 }
 
-void TestMedia::initTestCase()
+void TestMedia::frontCovers()
 {
     // Noise keeps the PNG beyond 64 KiB: too large for one Ogg page and for an Extended Content Description value.
+    struct Cover {
+        CoverPicture picture;
+        int width = 0, height = 0;
+    } jpeg, png;
     for (const auto &[cover, name, source, width, height] :
-         {std::tuple{&m_jpeg, "cover.jpg", "color=c=red:s=64x48", 64, 48},
-          std::tuple{&m_png, "cover.png", "nullsrc=s=300x200,geq=r='random(1)*255':g='random(2)*255':b='random(3)*255'", 300, 200}}) {
+         {std::tuple{&jpeg, "cover.jpg", "color=c=red:s=64x48", 64, 48},
+          std::tuple{&png, "cover.png", "nullsrc=s=300x200,geq=r='random(1)*255':g='random(2)*255':b='random(3)*255'", 300, 200}}) {
         const QString path = m_dir.filePath(QLatin1String(name));
         QVERIFY(ffmpeg({source, "-frames:v", "1", "-pix_fmt", width == 64 ? "yuvj420p" : "rgb24", path}));
         *cover = {{readBytes(path), pictureMime(readBytes(path))}, width, height};
     }
-    QVERIFY(m_jpeg.picture.mime == "image/jpeg"_L1 && m_png.picture.mime == "image/png"_L1 && m_png.picture.data.size() > 70000);
-    m_vorbis = tone(m_dir.filePath(u"plain.ogg"_s), u"libvorbis"_s);
-    m_opus = tone(m_dir.filePath(u"plain.opus"_s), u"libopus"_s);
-    m_wma = tone(m_dir.filePath(u"plain.wma"_s), u"wmav2"_s);
-    QVERIFY(!m_vorbis.isEmpty() && !m_opus.isEmpty() && !m_wma.isEmpty());
-}
+    QVERIFY(jpeg.picture.mime == "image/jpeg"_L1 && png.picture.mime == "image/png"_L1 && png.picture.data.size() > 70000);
+    const QByteArray vorbis = tone(m_dir.filePath(u"plain.ogg"_s), u"libvorbis"_s), opus = tone(m_dir.filePath(u"plain.opus"_s), u"libopus"_s),
+                     wma = tone(m_dir.filePath(u"plain.wma"_s), u"wmav2"_s);
+    QVERIFY(!vorbis.isEmpty() && !opus.isEmpty() && !wma.isEmpty());
 
-void TestMedia::embedsOneFrontCover()
-{
-    for (const auto &[bytes, extension] : {std::pair{m_vorbis, "ogg"}, std::pair{m_opus, "opus"}, std::pair{m_wma, "wma"}}) {
+    // Each cover replaces the one before: the large one grows the headers by pages, the small one after it shrinks them again.
+    for (const auto &[bytes, extension] : {std::pair{vorbis, "ogg"}, std::pair{opus, "opus"}, std::pair{wma, "wma"}}) {
         const QString path = m_dir.filePath(u"tone."_s + QLatin1String(extension));
         test::writeBytes(path, bytes);
         const bool ogg = extension != "wma"_L1;
@@ -584,8 +574,7 @@ void TestMedia::embedsOneFrontCover()
         QVERIFY2(tagText.contains(u"夜明けの歌"_s) && tagText.contains(u"Сергей Прокофьев"_s) && before["pictures"_L1].toArray().isEmpty(), qPrintable(tagText));
         const QString decodedBefore = decoded(path);
         QVERIFY2(decodedBefore.startsWith(QLatin1Char('#')) && decodedBefore.count(QLatin1Char('\n')) > 20, qPrintable(decodedBefore));
-        // Each cover replaces the one before: the large one grows the headers by pages, the small one after it shrinks them again.
-        for (const Cover *cover : {&m_jpeg, &m_png, &m_jpeg}) {
+        for (const Cover *cover : {&jpeg, &png, &jpeg}) {
             QCOMPARE(ogg ? embedOggCover(path, cover->picture) : embedAsfCover(path, cover->picture), QString());
             const QJsonObject after = id3tool({u"covers"_s, path});
             QVERIFY2(after["kind"_L1] == before["kind"_L1] && after["tags"_L1] == before["tags"_L1], extension);
@@ -604,26 +593,24 @@ void TestMedia::embedsOneFrontCover()
             QCOMPARE(decoded(path), decodedBefore);
         }
     }
-}
 
-void TestMedia::refusesBrokenFiles()
-{
-    QByteArray flipped = m_vorbis;
+    // Broken files are refused and left as they were.
+    QByteArray flipped = vorbis;
     flipped[flipped.size() / 2] = char(flipped[flipped.size() / 2] ^ 0x10);
     const QList<std::tuple<QByteArray, bool, const char *>> rows = { // the bytes, whether as ASF, the reason
-        {QByteArray(), false, "not an Ogg file"}, {m_vorbis.chopped(100), false, "ends inside an Ogg page"},
-        {m_vorbis.first(m_vorbis.lastIndexOf("OggS")), false, "ends before its stream does"},
-        {m_opus.first(m_opus.indexOf("OggS", 4)), false, "ends inside the stream headers"}, {flipped, false, "damaged Ogg page"},
+        {QByteArray(), false, "not an Ogg file"}, {vorbis.chopped(100), false, "ends inside an Ogg page"},
+        {vorbis.first(vorbis.lastIndexOf("OggS")), false, "ends before its stream does"},
+        {opus.first(opus.indexOf("OggS", 4)), false, "ends inside the stream headers"}, {flipped, false, "damaged Ogg page"},
         {tone(m_dir.filePath(u"flac.oga"_s), u"flac"_s, {"-f", "ogg"}), false, "not an Ogg Vorbis or Opus stream"},
         {tone(m_dir.filePath(u"two.ogg"_s), u"libvorbis"_s, {"-map", "0:a", "-map", "0:a"}), false, "more than one logical stream"},
-        {m_wma, false, "not an Ogg file"}, {m_vorbis, true, "not an ASF file"}, {m_wma.first(300), true, "damaged ASF header"},
-        {m_wma.chopped(1000), true, "cut off"}};
+        {wma, false, "not an Ogg file"}, {vorbis, true, "not an ASF file"}, {wma.first(300), true, "damaged ASF header"},
+        {wma.chopped(1000), true, "cut off"}};
     const QString folder = m_dir.filePath(u"broken"_s);
     for (const auto &[bytes, asf, reason] : rows) {
         QVERIFY(QDir(folder).removeRecursively() && QDir().mkpath(folder));
         const QString path = folder + u"/file"_s;
         test::writeBytes(path, bytes);
-        const QString why = asf ? embedAsfCover(path, m_jpeg.picture) : embedOggCover(path, m_jpeg.picture);
+        const QString why = asf ? embedAsfCover(path, jpeg.picture) : embedOggCover(path, jpeg.picture);
         QVERIFY2(why.contains(QLatin1String(reason)), qPrintable(why));
         QCOMPARE(readBytes(path), bytes);
         QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden), QStringList{"file"});
