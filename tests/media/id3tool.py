@@ -6,7 +6,6 @@
   id3tool.py covers FILE  an Ogg or ASF file's kind, tags other than pictures, pictures and Ogg page numbers
 """
 import base64
-import enum
 import json
 import sys
 
@@ -17,19 +16,12 @@ from mutagen.ogg import OggPage
 
 
 def plain(value):
-    if isinstance(value, bytes):
-        return {"hex": value.hex()}
-    if isinstance(value, enum.Enum):
-        return int(value)
-    if isinstance(value, (list, tuple)):
-        return [plain(v) for v in value]
-    return value if isinstance(value, (str, int, float)) or value is None else str(value)
+    return {"hex": value.hex()} if isinstance(value, bytes) else str(value)
 
 
 def dump(path):
     tag = ID3(path, translate=False, load_v1=False)
-    frames = [dict({s.name: plain(getattr(f, s.name)) for s in f._framespec + f._optionalspec if hasattr(f, s.name)}, id=f.FrameID)
-              for f in tag.values()]
+    frames = [dict({s.name: getattr(f, s.name) for s in f._framespec + f._optionalspec if hasattr(f, s.name)}, id=f.FrameID) for f in tag.values()]
     return {"version": list(tag.version), "size": tag.size, "frames": frames}
 
 
@@ -76,4 +68,4 @@ def covers(path):
 
 if __name__ == "__main__":
     result = {"dump": dump, "add": add, "text": text, "covers": covers}[sys.argv[1]](sys.argv[2], *map(int, sys.argv[3:]))
-    print(json.dumps(result, sort_keys=True))
+    print(json.dumps(result, sort_keys=True, default=plain))
