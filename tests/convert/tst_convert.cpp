@@ -454,8 +454,9 @@ void TestConvert::outputNames()
     for (const char *name : {"x.mp3", "y.mp3", "y (2).mp3"})
         test::writeBytes(out + QLatin1Char('/') + QLatin1String(name), "old");
     test::writeBytes(out + u"/z.mp3"_s, "");
-    // Even told to overwrite, the source's other name is never an output. (Skip: tst_headless.)
+    // Even told to overwrite, the source's other name is never an output.
     const QList<std::pair<QString, QString>> rows = {{"ask", "x.mp3 ask|x (2).mp3 new|y.mp3 ask|z.mp3 new|w (2).mp3 new"},
+                                                     {"skip", "x.mp3 skip|x (2).mp3 new|y.mp3 skip|z.mp3 new|w (2).mp3 new"},
                                                      {"overwrite", "x.mp3 overwrite|x (2).mp3 new|y.mp3 overwrite|z.mp3 new|w (2).mp3 new"},
                                                      {"rename", "x (2).mp3 renamed|x (3).mp3 renamed|y (3).mp3 renamed|z.mp3 new|w (2).mp3 renamed"}};
     for (const auto &[policy, expected] : rows) {
