@@ -168,7 +168,6 @@ struct Selection {
 class TestMedia : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void reportNormalisation();
     void openingTaggedFilesFillsTheTagEditor();
     void reportAndDialogsWithoutTheTool();
     void genresAndId3v1Tag();
@@ -183,7 +182,7 @@ private:
     QTemporaryDir m_dir;
 };
 
-void TestMedia::reportNormalisation()
+void TestMedia::openingTaggedFilesFillsTheTagEditor()
 {
     // What real reports do not show: the echo after either line break goes; odd and even label padding end as Label=Value, blanks inside
     // labels stay; "Text1" opens the general section, "Audio #0" the audio one; two blank lines join their neighbours; MiB are MB.
@@ -194,10 +193,7 @@ void TestMedia::reportNormalisation()
         {"Text1\r\nA : 1\r\n\r\n\r\nB : 2\r\n\r\nAudio #0\r\nFile size : 3.52 MiB", "[General]\r\nA=1B=2\r\n\r\n[Audio]\r\nFile size=3.52 MB"}};
     for (const auto &[text, normalised] : rows)
         QVERIFY2(normaliseMediaReport(text, cmd) == normalised && normaliseMediaReport(normalised, cmd) == normalised, qPrintable(text));
-}
 
-void TestMedia::openingTaggedFilesFillsTheTagEditor()
-{
     // MP3 names the comment "Comment", WMA "Description"; a name beyond ASCII reaches the tool whole; of two streams the first is "Audio #0".
     for (const auto &[name, extra] : {std::pair{"it's é song.mp3", QStringList{"-id3v2_version", "3"}},
                                       std::pair{"song.wma", QStringList{"-map", "0:a", "-map", "0:a", "-c:a", "wmav2"}}}) {
