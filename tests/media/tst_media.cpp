@@ -168,8 +168,7 @@ struct Selection {
 class TestMedia : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void openingTaggedFilesFillsTheTagEditor();
-    void reportAndDialogsWithoutTheTool();
+    void reportsAndDialogs();
     void writtenTags();
     void framesOfEarlierTags();
     void rewritesAreSafe();
@@ -179,7 +178,7 @@ private:
     QTemporaryDir m_dir;
 };
 
-void TestMedia::openingTaggedFilesFillsTheTagEditor()
+void TestMedia::reportsAndDialogs()
 {
     // What real reports do not show: the echo after either line break goes; odd and even label padding end as Label=Value, blanks inside
     // labels stay; "Text1" opens the general section, "Audio #0" the audio one; two blank lines join their neighbours; MiB are MB.
@@ -221,10 +220,7 @@ void TestMedia::openingTaggedFilesFillsTheTagEditor()
         s.selection.OpenSourceFile();
         QCOMPARE(s.reportText(), report);
     }
-}
 
-void TestMedia::reportAndDialogsWithoutTheTool()
-{
     // This folder has no Tools/MediaInfo. An empty path runs nothing and keeps the report.
     Selection s(false);
     const QString tool = s.dir.path() + u"/Tools/MediaInfo/mediainfo"_s;
