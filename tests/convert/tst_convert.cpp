@@ -144,15 +144,14 @@ const QString kDub = u"Clip3 = AudioDub(Clip2, Clip1)"_s;
 class TestConvert : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void outputNamingRefusalsAndLaunchFailure();
+    void refusalsLaunchFailureAndPreview();
     void jobsAskLogRunTagAndAbort();
-    void previewIsTheOutputsStretchAndEstimatesItsSize();
     void outputNames();
     void commandLines();
     void decodingScripts();
 };
 
-void TestConvert::outputNamingRefusalsAndLaunchFailure()
+void TestConvert::refusalsLaunchFailureAndPreview()
 {
     // The whole extension goes, whatever its length; only the file's own name has one.
     const QList<std::pair<QString, QString>> beside = {
@@ -206,6 +205,58 @@ void TestConvert::outputNamingRefusalsAndLaunchFailure()
     QVERIFY2(f.logMatches(u" -> Error: no encoder line can be made of these options\r\nPROCESS LAUNCH FAILED!\r\nPlease, press 'Convert' button again!\r\n$"_s),
              qPrintable(f.log.text()));
     QVERIFY(!QFileInfo::exists(f.job->result().output) && f.idle());
+
+    // The preview of the result. The stretch stays inside the output, moved back near its end, and reaches the runner as it is.
+    for (const auto &[position, output, start, seconds] : QList<std::array<double, 4>>{{25, 60, 25, 10}, {55, 60, 50, 10}, {-2, 60, 0, 10}, {3, 6, 0, 6}}) {
+        const OutputWindow window = windowWithin(position, 10, output);
+        QVERIFY(window.start == start && window.seconds == seconds);
+        const std::optional<OutputWindow> passed = windowFrom(windowEntry(window).section(QLatin1Char('='), 1).toLatin1());
+        QVERIFY(passed && passed->start == window.start && passed->seconds == window.seconds);
+    }
+    for (const char *wrong : {"10", "a,10", "-1,10", "5,0", "5,nan", "1,2,3"})
+        QVERIFY2(!windowFrom(wrong), wrong);
+
+    // Noise whose loudness rises and falls, so that the stretch is not the whole in small; normalised, the stretch's level is the whole's.
+    const QString source = f.path(u"noise.wav"_s);
+    makeSound(source, 15, {"pinknoise", "tremolo", "0.13", "50", "vol", "0.5"});
+    OptionPanel panel(f.options, f.form, f.dialogs, f.folder);
+    // The constant bit rates within 5 %, the variable ones within 15 %; kbps 0: not fixed.
+    const struct { const char *format; double within, kbps; } rows[] = {{"MP3", 0.05, 128}, {"AC3", 0.05, 384}, {"WAV", 0.05, 1536}, {"OGG", 0.15, 0}, {"OPUS", 0.15, 0}, {"M4A", 0.15, 0}};
+    const double position = 4;
+    for (const auto &row : rows) {
+        f.form.cmbFormat.select(QLatin1String(row.format));
+        panel.cmbFormat_Click();
+        const BatchSettings settings = batchSettingsFor(f.folder, f.options, f.form.cmbFormat.text, 80, true, false);
+        PreviewOutcome outcome;
+        QByteArray previewSamples;
+        {
+            ResultPreview preview(f.folder);
+            QSignalSpy ended(&preview, &ResultPreview::finished);
+            preview.start({source, settings, position, std::nullopt});
+            QVERIFY(preview.running() && ended.wait(120000));
+            outcome = preview.outcome();
+            QVERIFY2(outcome.failure.isEmpty(), qPrintable(outcome.failure));
+            QVERIFY(outcome.file.endsWith(QLatin1Char('.') + f.options.OutExtension));
+            const double seconds = test::decodedSeconds(outcome.file);
+            QVERIFY2(qAbs(seconds - 10) < 0.05, qPrintable(QString::number(seconds)));
+            QCOMPARE(outcome.window.start, position);
+            previewSamples = decodedSamples(outcome.file);
+        }
+        QVERIFY(!QFileInfo::exists(outcome.file));
+
+        const QString whole = f.path(u"whole."_s + f.options.OutExtension);
+        std::atomic_bool abort = false;
+        QCOMPARE(convertFile(f.folder, settings, source, whole, true, abort, [](double, double) {}).status, BatchItem::Status::Done);
+        const double error = double(outcome.estimate.bytes) / double(QFileInfo(whole).size()) - 1;
+        QVERIFY2(qAbs(error) <= row.within, qPrintable(u"%1 off by %2"_s.arg(QLatin1String(row.format)).arg(error)));
+        QVERIFY2(row.kbps == 0 || qAbs(outcome.estimate.kbps - row.kbps) < 1, qPrintable(QString::number(outcome.estimate.kbps)));
+        if (QLatin1String(row.format) == QLatin1String("WAV")) {
+            // Sample for sample the stretch of the whole output from the position.
+            constexpr qsizetype kBytesPerSecond = 48000 * 4;
+            QCOMPARE(previewSamples.size(), 10 * kBytesPerSecond);
+            QVERIFY(previewSamples == decodedSamples(whole).mid(qsizetype(position) * kBytesPerSecond, 10 * kBytesPerSecond));
+        }
+    }
 }
 
 void TestConvert::jobsAskLogRunTagAndAbort()
@@ -330,62 +381,6 @@ void TestConvert::jobsAskLogRunTagAndAbort()
                                   : u" -> Canceling program\\.\r\n\\d\\d:\\d\\d:\\d\\d -> Encoding Aborted!\r\n-{142}\r\n$"_s),
                  qPrintable(f.log.text().right(300)));
         QVERIFY(!QFileInfo(output).size() && !QFileInfo::exists(output + u".part"_s));
-    }
-}
-
-void TestConvert::previewIsTheOutputsStretchAndEstimatesItsSize()
-{
-    // The stretch stays inside the output, moved back near its end, and reaches the runner as it is.
-    for (const auto &[position, output, start, seconds] : QList<std::array<double, 4>>{{25, 60, 25, 10}, {55, 60, 50, 10}, {-2, 60, 0, 10}, {3, 6, 0, 6}}) {
-        const OutputWindow window = windowWithin(position, 10, output);
-        QVERIFY(window.start == start && window.seconds == seconds);
-        const std::optional<OutputWindow> passed = windowFrom(windowEntry(window).section(QLatin1Char('='), 1).toLatin1());
-        QVERIFY(passed && passed->start == window.start && passed->seconds == window.seconds);
-    }
-    for (const char *wrong : {"10", "a,10", "-1,10", "5,0", "5,nan", "1,2,3"})
-        QVERIFY2(!windowFrom(wrong), wrong);
-
-    // Noise whose loudness rises and falls, so that the stretch is not the whole in small; normalised, the stretch's level is the whole's.
-    Fixture f("MP3", "5", "mp3");
-    const QString source = f.path(u"noise.wav"_s);
-    makeSound(source, 15, {"pinknoise", "tremolo", "0.13", "50", "vol", "0.5"});
-    OptionPanel panel(f.options, f.form, f.dialogs, f.folder);
-    // The constant bit rates within 5 %, the variable ones within 15 %; kbps 0: not fixed.
-    const struct { const char *format; double within, kbps; } rows[] = {{"MP3", 0.05, 128}, {"AC3", 0.05, 384}, {"WAV", 0.05, 1536}, {"OGG", 0.15, 0}, {"OPUS", 0.15, 0}, {"M4A", 0.15, 0}};
-    const double position = 4;
-    for (const auto &row : rows) {
-        f.form.cmbFormat.select(QLatin1String(row.format));
-        panel.cmbFormat_Click();
-        const BatchSettings settings = batchSettingsFor(f.folder, f.options, f.form.cmbFormat.text, 80, true, false);
-        PreviewOutcome outcome;
-        QByteArray previewSamples;
-        {
-            ResultPreview preview(f.folder);
-            QSignalSpy ended(&preview, &ResultPreview::finished);
-            preview.start({source, settings, position, std::nullopt});
-            QVERIFY(preview.running() && ended.wait(120000));
-            outcome = preview.outcome();
-            QVERIFY2(outcome.failure.isEmpty(), qPrintable(outcome.failure));
-            QVERIFY(outcome.file.endsWith(QLatin1Char('.') + f.options.OutExtension));
-            const double seconds = test::decodedSeconds(outcome.file);
-            QVERIFY2(qAbs(seconds - 10) < 0.05, qPrintable(QString::number(seconds)));
-            QCOMPARE(outcome.window.start, position);
-            previewSamples = decodedSamples(outcome.file);
-        }
-        QVERIFY(!QFileInfo::exists(outcome.file));
-
-        const QString whole = f.path(u"whole."_s + f.options.OutExtension);
-        std::atomic_bool abort = false;
-        QCOMPARE(convertFile(f.folder, settings, source, whole, true, abort, [](double, double) {}).status, BatchItem::Status::Done);
-        const double error = double(outcome.estimate.bytes) / double(QFileInfo(whole).size()) - 1;
-        QVERIFY2(qAbs(error) <= row.within, qPrintable(u"%1 off by %2"_s.arg(QLatin1String(row.format)).arg(error)));
-        QVERIFY2(row.kbps == 0 || qAbs(outcome.estimate.kbps - row.kbps) < 1, qPrintable(QString::number(outcome.estimate.kbps)));
-        if (QLatin1String(row.format) == QLatin1String("WAV")) {
-            // Sample for sample the stretch of the whole output from the position.
-            constexpr qsizetype kBytesPerSecond = 48000 * 4;
-            QCOMPARE(previewSamples.size(), 10 * kBytesPerSecond);
-            QVERIFY(previewSamples == decodedSamples(whole).mid(qsizetype(position) * kBytesPerSecond, 10 * kBytesPerSecond));
-        }
     }
 }
 
