@@ -5,14 +5,10 @@
   id3tool.py text FILE    a version 2.4 tag whose fields use every text encoding
   id3tool.py covers FILE  an Ogg or ASF file's kind, tags other than pictures, pictures and Ogg page numbers
 """
-import base64
 import json
 import sys
 
-import mutagen
-from mutagen.flac import Picture
 from mutagen.id3 import APIC, COMM, ID3, IPLS, PRIV, TALB, TDRC, TIT2, TORY, TPE1, TRCK, TXXX, WXXX, PictureType
-from mutagen.ogg import OggPage
 
 
 def plain(value):
@@ -49,6 +45,9 @@ def text(path):
 
 
 def covers(path):
+    import base64, mutagen
+    from mutagen.flac import Picture
+    from mutagen.ogg import OggPage
     f, tags, pictures, pages = mutagen.File(path), {}, [], []
     for name, value in f.tags:
         if name.upper() == "METADATA_BLOCK_PICTURE":
