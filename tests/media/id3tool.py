@@ -1,10 +1,5 @@
-"""mutagen, which shares no code with the program, as the tag tests' own reader and writer.
-
-  id3tool.py dump FILE    the ID3v2 tag as JSON, its frames as stored (not translated between versions)
-  id3tool.py add FILE V   a version 2.V tag (V: 3 or 4): a title and frames the record has no field for
-  id3tool.py text FILE    a version 2.4 tag whose fields use every text encoding
-  id3tool.py covers FILE  an Ogg or ASF file's kind, tags other than pictures, pictures and Ogg page numbers
-"""
+"""mutagen, which shares no code with the program, as the tag tests' reader and writer: id3tool.py dump|add|text|covers FILE [V]
+(the ID3v2 tag's frames as stored; a 2.V tag with frames the record has no field for; a 2.4 tag in every text encoding; covers)."""
 import json
 import sys
 
