@@ -144,13 +144,12 @@ const QString kDub = u"Clip3 = AudioDub(Clip2, Clip1)"_s;
 class TestConvert : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void refusalsLaunchFailureAndPreview();
+    void outputs();
     void jobsAskLogRunTagAndAbort();
-    void outputNames();
     void encoderInputs();
 };
 
-void TestConvert::refusalsLaunchFailureAndPreview()
+void TestConvert::outputs()
 {
     // The whole extension goes, whatever its length; only the file's own name has one.
     const QList<std::pair<QString, QString>> beside = {
@@ -256,6 +255,104 @@ void TestConvert::refusalsLaunchFailureAndPreview()
             QVERIFY(previewSamples == decodedSamples(whole).mid(qsizetype(position) * kBytesPerSecond, 10 * kBytesPerSecond));
         }
     }
+
+    // Pattern, and a part of the refusal (empty: accepted). A refused pattern names no output at all.
+    const QList<std::pair<QString, QString>> refusals = {
+        {"{albumartist}/{album}/{track:02} {title}", ""}, {"{relpath}/{disc:1}-{track:9} {filename}", ""}, {"", "empty"},
+        {"/music/{title}", "absolute"}, {"~/{title}", "absolute"}, {"../{title}", "\"..\""}, {"{artist}/./{title}", "\".\""},
+        {"{artist}//{title}", "empty folder"}, {"{artist}/", "empty folder"}, {"{nope}", "unknown placeholder {nope}"},
+        {"{title", "without its \"}\""}, {"title}", "without its \"{\""}, {"{title:02}", "take a width"}, {"{track:0}", "take a width"},
+        {"{track:10}", "take a width"}, {"{relpath}", "{relpath} stands alone"}, {"x{relpath}/{title}", "{relpath} stands alone"},
+        {"a\\b{title}", "does not belong"}};
+    for (const auto &[pattern, refusal] : refusals) {
+        const QString why = patternRefusal(pattern);
+        QVERIFY2(refusal.isEmpty() ? why.isEmpty() : why.contains(refusal), qPrintable(pattern + u": "_s + why));
+        QVERIFY(refusal.isEmpty() || expanded(pattern, {u"/m/a.wav"_s, u"/m"_s, {}}).isEmpty());
+    }
+
+    // The placeholders over full, partial and no tags: the name below /out, without ".mp3".
+    const SourceTags full{u"Band"_s, u"Various"_s, u"Live"_s, u"Intro"_s, u"3/12"_s, u"2"_s, u"2003-05-01"_s, u"Rock"_s},
+        partial{u"Band"_s, {}, {}, u"Intro"_s, {}, {}, {}, {}}, none;
+    const QList<std::tuple<const char *, SourceTags, const char *>> placeholders = {
+        {"{artist}", partial, "Band"}, {"{artist}", none, "Unknown Artist"}, {"{albumartist}", full, "Various"},
+        {"{albumartist}", partial, "Band"}, {"{albumartist}", none, "Unknown Artist"}, {"{album}", partial, "Unknown Album"},
+        {"{title}", none, "Unknown Title"}, {"{track:02}", none, "00"}, {"{disc:2}", none, "00"},
+        {"{year}", none, "Unknown Year"}, {"{genre}", partial, "Unknown Genre"}, {"{track:9}", full, "000000003"},
+        {"{folder}", none, "Band"}, {"{relpath}/{filename}", none, "Rock/Band/song.take 1"},
+        {"{albumartist}/{year} - {album}/{disc}-{track:02} {title} {genre} {track}", full, "Various/2003 - Live/2-03 Intro Rock 3"}};
+    const PatternFallbacks english = patternFallbacks(u"English"_s);
+    for (const auto &[pattern, tags, name] : placeholders)
+        QCOMPARE(expanded(QLatin1String(pattern), {u"/m/in/Rock/Band/song.take 1.flac"_s, u"/m/in"_s, tags}, english),
+                 u"/out/%1.mp3"_s.arg(QLatin1String(name)));
+    // A file named on its own is its own base: {relpath} is then nothing. The fallbacks speak the window's language.
+    QCOMPARE(expanded(u"{relpath}/{filename}"_s, {u"/m/song.wav"_s, u"/m"_s, {}}), u"/out/song.mp3"_s);
+    QVERIFY(patternFallbacks(u"Deutsch"_s).artist == u"Unbekannter Künstler"_s && patternFallbacks(u"Français"_s).album == u"Album inconnu"_s);
+
+    // Hostile tag values stay one safe name.
+    const QString emoji = QString::fromUtf8("\xF0\x9F\x98\x80").repeated(80); // 320 bytes, four to a character
+    const QList<std::pair<QString, QString>> hostile = {
+        {"AC/DC", "AC_DC"}, {"..", "Unknown Title"}, {"../../etc/passwd", "_.._etc_passwd"}, {" .hidden. ", "hidden"},
+        {"a\tb\x01" "c\x7f", "a_b_c_"}, {"what? <yes> *|:\"", "what_ _yes_ ____"}, {"Ünïcødé 日本の歌", "Ünïcødé 日本の歌"},
+        {QString(150, QChar(0xe9)), QString(125, QChar(0xe9))}, // 300 bytes cut to 250 and ".mp3"
+        {emoji, emoji.left(62 * 2)}};                            // never a split character
+    for (const auto &[title, stem] : hostile)
+        QCOMPARE(expanded(u"{title}"_s, {u"/m/a.wav"_s, u"/m"_s, {{}, {}, {}, title, {}, {}, {}, {}}}), u"/out/"_s + stem + u".mp3"_s);
+    // A numbered name keeps its number and extension whole.
+    const QString numbered = numberedPath(u"/out/"_s + QString(125, QChar(0xe9)) + u".mp3"_s, 12);
+    QVERIFY(numbered.endsWith(u" (12).mp3"_s) && QFileInfo(numbered).fileName().toUtf8().size() <= 255);
+
+    // Two sources of one name in different folders, one whose output is there already (an empty file counts as nothing), and one whose
+    // output name is another name of the source itself.
+    QTemporaryDir dir;
+    const QString out = dir.filePath(u"out"_s);
+    QVERIFY(QDir().mkpath(out) && QDir().mkpath(dir.filePath(u"c"_s)));
+    QStringList sources, bases;
+    for (const char *s : {"a/x.wav", "b/x.wav", "b/y.wav", "b/z.wav", "c/w.mp3"}) {
+        sources << dir.filePath(QLatin1String(s));
+        bases << QFileInfo(sources.last()).path();
+    }
+    test::writeBytes(sources[4], "source");
+    QVERIFY(::link(QFile::encodeName(sources[4]).constData(), QFile::encodeName(out + u"/w.mp3"_s).constData()) == 0);
+    for (const char *name : {"x.mp3", "y.mp3", "y (2).mp3"})
+        test::writeBytes(out + QLatin1Char('/') + QLatin1String(name), "old");
+    test::writeBytes(out + u"/z.mp3"_s, "");
+    // Even told to overwrite, the source's other name is never an output.
+    const QList<std::pair<QString, QString>> policies = {{"ask", "x.mp3 ask|x (2).mp3 new|y.mp3 ask|z.mp3 new|w (2).mp3 new"},
+                                                     {"skip", "x.mp3 skip|x (2).mp3 new|y.mp3 skip|z.mp3 new|w (2).mp3 new"},
+                                                     {"overwrite", "x.mp3 overwrite|x (2).mp3 new|y.mp3 overwrite|z.mp3 new|w (2).mp3 new"},
+                                                     {"rename", "x (2).mp3 renamed|x (3).mp3 renamed|y (3).mp3 renamed|z.mp3 new|w (2).mp3 renamed"}};
+    for (const auto &[policy, expected] : policies) {
+        QCOMPARE(existingPolicyName(existingPolicyNamed(policy).value()), policy);
+        OutputNaming naming{out, u"{filename}"_s, u"mp3"_s, *existingPolicyNamed(policy), {}, [](const QString &) -> SourceTags {
+                                QTest::qFail("a pattern without tags probes no source", __FILE__, __LINE__);
+                                return {};
+                            }};
+        const QList<PlannedOutput> plan = planOutputs(sources, bases, naming);
+        QStringList decided;
+        for (qsizetype i = 0; i < plan.size(); ++i) {
+            QVERIFY(plan[i].source == sources[i] && plan[i].output.startsWith(out + QLatin1Char('/')));
+            decided << QFileInfo(plan[i].output).fileName() + QLatin1Char(' ') + decisionName(plan[i].decision);
+        }
+        QCOMPARE(decided.join(QLatin1Char('|')), expected);
+        // The second source of one name is told apart from the first.
+        QVERIFY(!plan[0].collided && plan[1].collided && !plan[2].collided);
+    }
+    // Without a pattern the single file's names stand, below the output folder.
+    const QList<PlannedOutput> plan = planOutputs({sources[0], sources[1]}, {dir.path(), dir.path()}, {out, {}, u"mp3"_s, ExistingPolicy::Ask, {}, {}});
+    QVERIFY(plan[0].output == out + u"/a/x_Konverted.mp3"_s && plan[1].output == out + u"/b/x_Konverted.mp3"_s);
+    QVERIFY(!existingPolicyNamed(u"replace"_s));
+
+    // The tags the placeholders read, from real files: FLAC keeps its comments in the container, Opus in the stream, MP3 in ID3.
+    for (const char *name : {"t.flac", "t.opus", "t.mp3"}) {
+        QStringList args{"-v", "error", "-f", "lavfi", "-i", "sine=d=0.5"};
+        for (const char *tag : {"artist=Bänd/Two", "album_artist=Various", "title=Intro", "track=3/12", "date=2003", "genre=Rock"})
+            args << u"-metadata"_s << QString::fromUtf8(tag);
+        QCOMPARE(test::runProgram(u"ffmpeg"_s, args << dir.filePath(QLatin1String(name))).exitCode, 0);
+        const SourceTags t = readSourceTags(u"/usr/bin/ffprobe"_s, args.last());
+        QCOMPARE((QStringList{t.artist, t.albumArtist, t.title, t.track.section(QLatin1Char('/'), 0, 0), t.year, t.genre, t.album}),
+                 (QStringList{"Bänd/Two", "Various", "Intro", "3", "2003", "Rock", ""}));
+    }
+    QCOMPARE(readSourceTags(u"/usr/bin/ffprobe"_s, dir.filePath(u"missing.wav"_s)).title, QString());
 }
 
 void TestConvert::jobsAskLogRunTagAndAbort()
@@ -381,107 +478,6 @@ void TestConvert::jobsAskLogRunTagAndAbort()
                  qPrintable(f.log.text().right(300)));
         QVERIFY(!QFileInfo(output).size() && !QFileInfo::exists(output + u".part"_s));
     }
-}
-
-void TestConvert::outputNames()
-{
-    // Pattern, and a part of the refusal (empty: accepted). A refused pattern names no output at all.
-    const QList<std::pair<QString, QString>> refusals = {
-        {"{albumartist}/{album}/{track:02} {title}", ""}, {"{relpath}/{disc:1}-{track:9} {filename}", ""}, {"", "empty"},
-        {"/music/{title}", "absolute"}, {"~/{title}", "absolute"}, {"../{title}", "\"..\""}, {"{artist}/./{title}", "\".\""},
-        {"{artist}//{title}", "empty folder"}, {"{artist}/", "empty folder"}, {"{nope}", "unknown placeholder {nope}"},
-        {"{title", "without its \"}\""}, {"title}", "without its \"{\""}, {"{title:02}", "take a width"}, {"{track:0}", "take a width"},
-        {"{track:10}", "take a width"}, {"{relpath}", "{relpath} stands alone"}, {"x{relpath}/{title}", "{relpath} stands alone"},
-        {"a\\b{title}", "does not belong"}};
-    for (const auto &[pattern, refusal] : refusals) {
-        const QString why = patternRefusal(pattern);
-        QVERIFY2(refusal.isEmpty() ? why.isEmpty() : why.contains(refusal), qPrintable(pattern + u": "_s + why));
-        QVERIFY(refusal.isEmpty() || expanded(pattern, {u"/m/a.wav"_s, u"/m"_s, {}}).isEmpty());
-    }
-
-    // The placeholders over full, partial and no tags: the name below /out, without ".mp3".
-    const SourceTags full{u"Band"_s, u"Various"_s, u"Live"_s, u"Intro"_s, u"3/12"_s, u"2"_s, u"2003-05-01"_s, u"Rock"_s},
-        partial{u"Band"_s, {}, {}, u"Intro"_s, {}, {}, {}, {}}, none;
-    const QList<std::tuple<const char *, SourceTags, const char *>> placeholders = {
-        {"{artist}", partial, "Band"}, {"{artist}", none, "Unknown Artist"}, {"{albumartist}", full, "Various"},
-        {"{albumartist}", partial, "Band"}, {"{albumartist}", none, "Unknown Artist"}, {"{album}", partial, "Unknown Album"},
-        {"{title}", none, "Unknown Title"}, {"{track:02}", none, "00"}, {"{disc:2}", none, "00"},
-        {"{year}", none, "Unknown Year"}, {"{genre}", partial, "Unknown Genre"}, {"{track:9}", full, "000000003"},
-        {"{folder}", none, "Band"}, {"{relpath}/{filename}", none, "Rock/Band/song.take 1"},
-        {"{albumartist}/{year} - {album}/{disc}-{track:02} {title} {genre} {track}", full, "Various/2003 - Live/2-03 Intro Rock 3"}};
-    const PatternFallbacks english = patternFallbacks(u"English"_s);
-    for (const auto &[pattern, tags, name] : placeholders)
-        QCOMPARE(expanded(QLatin1String(pattern), {u"/m/in/Rock/Band/song.take 1.flac"_s, u"/m/in"_s, tags}, english),
-                 u"/out/%1.mp3"_s.arg(QLatin1String(name)));
-    // A file named on its own is its own base: {relpath} is then nothing. The fallbacks speak the window's language.
-    QCOMPARE(expanded(u"{relpath}/{filename}"_s, {u"/m/song.wav"_s, u"/m"_s, {}}), u"/out/song.mp3"_s);
-    QVERIFY(patternFallbacks(u"Deutsch"_s).artist == u"Unbekannter Künstler"_s && patternFallbacks(u"Français"_s).album == u"Album inconnu"_s);
-
-    // Hostile tag values stay one safe name.
-    const QString emoji = QString::fromUtf8("\xF0\x9F\x98\x80").repeated(80); // 320 bytes, four to a character
-    const QList<std::pair<QString, QString>> hostile = {
-        {"AC/DC", "AC_DC"}, {"..", "Unknown Title"}, {"../../etc/passwd", "_.._etc_passwd"}, {" .hidden. ", "hidden"},
-        {"a\tb\x01" "c\x7f", "a_b_c_"}, {"what? <yes> *|:\"", "what_ _yes_ ____"}, {"Ünïcødé 日本の歌", "Ünïcødé 日本の歌"},
-        {QString(150, QChar(0xe9)), QString(125, QChar(0xe9))}, // 300 bytes cut to 250 and ".mp3"
-        {emoji, emoji.left(62 * 2)}};                            // never a split character
-    for (const auto &[title, stem] : hostile)
-        QCOMPARE(expanded(u"{title}"_s, {u"/m/a.wav"_s, u"/m"_s, {{}, {}, {}, title, {}, {}, {}, {}}}), u"/out/"_s + stem + u".mp3"_s);
-    // A numbered name keeps its number and extension whole.
-    const QString numbered = numberedPath(u"/out/"_s + QString(125, QChar(0xe9)) + u".mp3"_s, 12);
-    QVERIFY(numbered.endsWith(u" (12).mp3"_s) && QFileInfo(numbered).fileName().toUtf8().size() <= 255);
-
-    // Two sources of one name in different folders, one whose output is there already (an empty file counts as nothing), and one whose
-    // output name is another name of the source itself.
-    QTemporaryDir dir;
-    const QString out = dir.filePath(u"out"_s);
-    QVERIFY(QDir().mkpath(out) && QDir().mkpath(dir.filePath(u"c"_s)));
-    QStringList sources, bases;
-    for (const char *s : {"a/x.wav", "b/x.wav", "b/y.wav", "b/z.wav", "c/w.mp3"}) {
-        sources << dir.filePath(QLatin1String(s));
-        bases << QFileInfo(sources.last()).path();
-    }
-    test::writeBytes(sources[4], "source");
-    QVERIFY(::link(QFile::encodeName(sources[4]).constData(), QFile::encodeName(out + u"/w.mp3"_s).constData()) == 0);
-    for (const char *name : {"x.mp3", "y.mp3", "y (2).mp3"})
-        test::writeBytes(out + QLatin1Char('/') + QLatin1String(name), "old");
-    test::writeBytes(out + u"/z.mp3"_s, "");
-    // Even told to overwrite, the source's other name is never an output.
-    const QList<std::pair<QString, QString>> rows = {{"ask", "x.mp3 ask|x (2).mp3 new|y.mp3 ask|z.mp3 new|w (2).mp3 new"},
-                                                     {"skip", "x.mp3 skip|x (2).mp3 new|y.mp3 skip|z.mp3 new|w (2).mp3 new"},
-                                                     {"overwrite", "x.mp3 overwrite|x (2).mp3 new|y.mp3 overwrite|z.mp3 new|w (2).mp3 new"},
-                                                     {"rename", "x (2).mp3 renamed|x (3).mp3 renamed|y (3).mp3 renamed|z.mp3 new|w (2).mp3 renamed"}};
-    for (const auto &[policy, expected] : rows) {
-        QCOMPARE(existingPolicyName(existingPolicyNamed(policy).value()), policy);
-        OutputNaming naming{out, u"{filename}"_s, u"mp3"_s, *existingPolicyNamed(policy), {}, [](const QString &) -> SourceTags {
-                                QTest::qFail("a pattern without tags probes no source", __FILE__, __LINE__);
-                                return {};
-                            }};
-        const QList<PlannedOutput> plan = planOutputs(sources, bases, naming);
-        QStringList decided;
-        for (qsizetype i = 0; i < plan.size(); ++i) {
-            QVERIFY(plan[i].source == sources[i] && plan[i].output.startsWith(out + QLatin1Char('/')));
-            decided << QFileInfo(plan[i].output).fileName() + QLatin1Char(' ') + decisionName(plan[i].decision);
-        }
-        QCOMPARE(decided.join(QLatin1Char('|')), expected);
-        // The second source of one name is told apart from the first.
-        QVERIFY(!plan[0].collided && plan[1].collided && !plan[2].collided);
-    }
-    // Without a pattern the single file's names stand, below the output folder.
-    const QList<PlannedOutput> plan = planOutputs({sources[0], sources[1]}, {dir.path(), dir.path()}, {out, {}, u"mp3"_s, ExistingPolicy::Ask, {}, {}});
-    QVERIFY(plan[0].output == out + u"/a/x_Konverted.mp3"_s && plan[1].output == out + u"/b/x_Konverted.mp3"_s);
-    QVERIFY(!existingPolicyNamed(u"replace"_s));
-
-    // The tags the placeholders read, from real files: FLAC keeps its comments in the container, Opus in the stream, MP3 in ID3.
-    for (const char *name : {"t.flac", "t.opus", "t.mp3"}) {
-        QStringList args{"-v", "error", "-f", "lavfi", "-i", "sine=d=0.5"};
-        for (const char *tag : {"artist=Bänd/Two", "album_artist=Various", "title=Intro", "track=3/12", "date=2003", "genre=Rock"})
-            args << u"-metadata"_s << QString::fromUtf8(tag);
-        QCOMPARE(test::runProgram(u"ffmpeg"_s, args << dir.filePath(QLatin1String(name))).exitCode, 0);
-        const SourceTags t = readSourceTags(u"/usr/bin/ffprobe"_s, args.last());
-        QCOMPARE((QStringList{t.artist, t.albumArtist, t.title, t.track.section(QLatin1Char('/'), 0, 0), t.year, t.genre, t.album}),
-                 (QStringList{"Bänd/Two", "Various", "Intro", "3", "2003", "Rock", ""}));
-    }
-    QCOMPARE(readSourceTags(u"/usr/bin/ffprobe"_s, dir.filePath(u"missing.wav"_s)).title, QString());
 }
 
 void TestConvert::encoderInputs()

@@ -99,14 +99,8 @@ struct Read {
 };
 
 // ---- hand-made tags ----
-QByteArray bigEndian(qint64 v, int bytes, int bits = 8)
-{
-    QByteArray out;
-    for (int i = bytes - 1; i >= 0; --i)
-        out += char((v >> (bits * i)) & ((1 << bits) - 1));
-    return out;
-}
-QByteArray synchsafe(qint64 v) { return bigEndian(v, 4, 7); }
+QByteArray bigEndian(qint64 v, int bytes) { return QByteArray::fromHex(QByteArray::number(v, 16).rightJustified(2 * bytes, '0')); }
+QByteArray synchsafe(qint64 v) { return bigEndian((v & 127) | (v << 1 & 0x7F00) | (v << 2 & 0x7F0000) | (v << 3 & 0x7F000000), 4); }
 QByteArray frame22(const QByteArray &id, const QByteArray &body) { return id + bigEndian(body.size(), 3) + body; }
 QByteArray frame23(const QByteArray &id, const QByteArray &body, char flags = 0) { return id + bigEndian(body.size(), 4) + char(0) + flags + body; }
 QByteArray frame24(const QByteArray &id, const QByteArray &body, char flags = 0) { return id + synchsafe(body.size()) + char(0) + flags + body; }
