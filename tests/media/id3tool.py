@@ -17,12 +17,10 @@ def dump(path):
 
 
 def add(path, version):
-    tag = ID3()
-    tag.add(TIT2(encoding=0, text=["Old title"]))
-    picture = bytes(range(256)) * 12 + b"\xff\x00\xff\xe0end"
-    tag.add(APIC(encoding=0, mime="image/png", type=PictureType.COVER_FRONT, desc="cover", data=picture))
-    tag.add(PRIV(owner="tonmill.test", data=b"\x00\x01\x02\xff\xfe private"))
-    tag.add(TXXX(encoding=0, desc="MOOD", text=["calm"]))
+    tag, picture = ID3(), bytes(range(256)) * 12 + b"\xff\x00\xff\xe0end"
+    for frame in (TIT2(encoding=0, text=["Old title"]), APIC(encoding=0, mime="image/png", type=PictureType.COVER_FRONT, desc="cover", data=picture),
+                  PRIV(owner="tonmill.test", data=b"\x00\x01\x02\xff\xfe private"), TXXX(encoding=0, desc="MOOD", text=["calm"])):
+        tag.add(frame)
     if version == 3:
         tag.add(TORY(encoding=0, text=["1999"]))
         tag.add(IPLS(encoding=0, people=[["producer", "Ann"]]))

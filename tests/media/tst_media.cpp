@@ -98,7 +98,7 @@ struct Read {
     }
 };
 
-// ---- hand-made tags ----
+// Hand-made tags.
 QByteArray bigEndian(qint64 v, int bytes) { return QByteArray::fromHex(QByteArray::number(v, 16).rightJustified(2 * bytes, '0')); }
 QByteArray synchsafe(qint64 v) { return bigEndian((v & 127) | (v << 1 & 0x7F00) | (v << 2 & 0x7F0000) | (v << 3 & 0x7F000000), 4); }
 QByteArray frame22(const QByteArray &id, const QByteArray &body) { return id + bigEndian(body.size(), 3) + body; }
@@ -163,8 +163,7 @@ class TestMedia : public QObject {
     Q_OBJECT
 private Q_SLOTS:
     void reportsAndDialogs();
-    void writtenTags();
-    void tagRewrites();
+    void id3Tags();
     void frontCovers();
 
 private:
@@ -264,7 +263,7 @@ void TestMedia::reportsAndDialogs()
     QCOMPARE(s.report.lastFailure(), s.log.text().section(u" -> "_s, 1).trimmed());
 }
 
-void TestMedia::writtenTags()
+void TestMedia::id3Tags()
 {
     // The list's own spellings, both ways; names are trimmed and compared without regard to case; 255 is no genre.
     for (const auto &[number, name] : QList<std::pair<int, const char *>>{
@@ -278,49 +277,49 @@ void TestMedia::writtenTags()
 
     // ID3v1.1: fields cut to their width, CR LF in the comment as blanks, the year's first four letters, a zero before the track byte.
     QCOMPARE(id3v1Tag({}), QByteArray("TAG") + QByteArray(124, 0) + char(255));
-    ID3TagInfo info{"Artist", "Album", kFull.Title, "20215", "rock", "line one\r\nline two\r\nand a third one", {}, {}, {}, {}, {}, {}};
-    QCOMPARE(id3v1Tag(info), QByteArray("TAGCaf\xE9 au lait, a title longer tArtist") + QByteArray(24, 0) + "Album" + QByteArray(25, 0)
+    ID3TagInfo tagInfo{"Artist", "Album", kFull.Title, "20215", "rock", "line one\r\nline two\r\nand a third one", {}, {}, {}, {}, {}, {}};
+    QCOMPARE(id3v1Tag(tagInfo), QByteArray("TAGCaf\xE9 au lait, a title longer tArtist") + QByteArray(24, 0) + "Album" + QByteArray(25, 0)
                                  + "2021line one line two and a thir" + char(0) + char(0) + char(17));
     for (const auto &[track, number] : QList<std::pair<const char *, int>>{
              {"7", 7}, {" 12 ", 12}, {"255", 255}, {"256", 0}, {"0", 0}, {"007", 7}, {"0007", 0}, {"1/9", 0}, {"abc", 0}}) {
-        info.Track = QLatin1String(track);
-        QVERIFY2(quint8(id3v1Tag(info)[126]) == number && id3v1Tag(info)[125] == 0, track);
+        tagInfo.Track = QLatin1String(track);
+        QVERIFY2(quint8(id3v1Tag(tagInfo)[126]) == number && id3v1Tag(tagInfo)[125] == 0, track);
     }
-    info.Genre = u"Nu-Rock"_s;
-    QCOMPARE(quint8(id3v1Tag(info)[127]), 255);
+    tagInfo.Genre = u"Nu-Rock"_s;
+    QCOMPARE(quint8(id3v1Tag(tagInfo)[127]), 255);
     // Appended to a short file or one without a tag, written over an existing tag.
-    const QString path = m_dir.filePath(u"v1.bin"_s);
+    const QString file = m_dir.filePath(u"v1.bin"_s);
     for (const qsizetype size : {0, 100, 500}) {
-        writeBytes(path, fakeAudio(size));
+        writeBytes(file, fakeAudio(size));
         for (const char *title : {"First", "Second"}) {
-            info.Title = QLatin1String(title);
-            QVERIFY(WriteID3v1Tag(path, info, false));
-            QCOMPARE(readBytes(path), fakeAudio(size) + id3v1Tag(info));
+            tagInfo.Title = QLatin1String(title);
+            QVERIFY(WriteID3v1Tag(file, tagInfo, false));
+            QCOMPARE(readBytes(file), fakeAudio(size) + id3v1Tag(tagInfo));
         }
     }
 
     // ID3v2 tag sizes: at least 1 KiB to spare, in 2 KiB steps, plus the header; a title of n letters is a frame of n + 12 bytes. Into a
     // tag, frames fit while they leave room for the header; one byte more grows it. Zeros follow the frames.
-    const QByteArray audio = fakeAudio(5000);
-    info = ID3TagInfo();
+    const QByteArray padded = fakeAudio(5000);
+    tagInfo = ID3TagInfo();
     for (const auto &[fresh, frames, total] : QList<std::tuple<bool, int, int>>{
              {true, 1023, 2058}, {true, 1024, 4106}, {true, 2047, 4106}, {true, 3072, 6154}, {true, 13, 2058}, {false, 2048, 2058},
              {false, 2049, 4106}}) {
         if (fresh)
-            writeBytes(path, audio);
-        info.Title = QString(frames - 12, QLatin1Char('t'));
-        QVERIFY(WriteID3v2Tag(path, info, 0, true, false));
-        QCOMPARE(readBytes(path).mid(10 + frames), QByteArray(total - 10 - frames, 0) + audio);
-        const Dump d = dump(path);
-        QVERIFY(d.size == total && d.text(u"TIT2"_s) == info.Title);
+            writeBytes(file, padded);
+        tagInfo.Title = QString(frames - 12, QLatin1Char('t'));
+        QVERIFY(WriteID3v2Tag(file, tagInfo, 0, true, false));
+        QCOMPARE(readBytes(file).mid(10 + frames), QByteArray(total - 10 - frames, 0) + padded);
+        const Dump d = dump(file);
+        QVERIFY(d.size == total && d.text(u"TIT2"_s) == tagInfo.Title);
     }
     // An empty record: a tag there becomes a bare header and padding of its size; with no tag, or only blanks, nothing is written.
-    QVERIFY(WriteID3v2Tag(path, ID3TagInfo(), 1, true, false));
-    QCOMPARE(readBytes(path), QByteArray("ID3\x04\x00\x00", 6) + synchsafe(4096) + QByteArray(4096, 0) + audio);
-    writeBytes(path, audio);
-    info.Title = u"   "_s;
-    QVERIFY(!WriteID3v2Tag(path, ID3TagInfo(), 0, true, false) && !WriteID3v2Tag(path, info, 0, true, false));
-    QCOMPARE(readBytes(path), audio);
+    QVERIFY(WriteID3v2Tag(file, ID3TagInfo(), 1, true, false));
+    QCOMPARE(readBytes(file), QByteArray("ID3\x04\x00\x00", 6) + synchsafe(4096) + QByteArray(4096, 0) + padded);
+    writeBytes(file, padded);
+    tagInfo.Title = u"   "_s;
+    QVERIFY(!WriteID3v2Tag(file, ID3TagInfo(), 0, true, false) && !WriteID3v2Tag(file, tagInfo, 0, true, false));
+    QCOMPARE(readBytes(file), padded);
 
     // As after an MP3 encode, over ffmpeg's own ID3v2.4 and ID3v1 tags: an ID3v1 tag, a 2.3 tag, then a 2.4 tag of the same size.
     const QString mp3 = m_dir.filePath(u"enc.mp3"_s);
@@ -329,14 +328,14 @@ void TestMedia::writtenTags()
     QVERIFY(readBytes(mp3).startsWith("ID3") && encoded.size() > 5000);
     QVERIFY(WriteID3v1Tag(mp3, kFull, true) && WriteID3v2Tag(mp3, kFull, 0, true, true));
     const qint64 size = tagSizeOf(readBytes(mp3));
-    const Dump v23 = dump(mp3);
+    const Dump dump23 = dump(mp3);
     QVERIFY(WriteID3v2Tag(mp3, kFull, 1, true, true));
-    const Dump v24 = dump(mp3);
+    const Dump dump24 = dump(mp3);
     // The audio between the tags is what the encoder wrote; the ID3v1.1 tag ends the file.
     QCOMPARE(audioOf(readBytes(mp3)), encoded);
     QCOMPARE(readBytes(mp3).right(128), id3v1Tag(kFull));
     for (const bool four : {false, true}) {
-        const Dump &d = four ? v24 : v23;
+        const Dump &d = four ? dump24 : dump23;
         QVERIFY(d.version == (four ? 4 : 3) && d.size == size);
         const QString year = four ? u"TDRC"_s : u"TYER"_s;
         QCOMPARE(d.ids, (QStringList{"TPE1", "TALB", "TIT2", year, "TCON", "COMM", "TRCK", "TENC", "WXXX", "TCOP", "TCOM", "TOPE"}));
@@ -350,12 +349,7 @@ void TestMedia::writtenTags()
         QCOMPARE((QStringList{comm["lang"_L1].toString(), comm["desc"_L1].toString(), wxxx["url"_L1].toString(), wxxx["desc"_L1].toString()}),
                  (QStringList{"eng", "", kFull.URL, ""}));
     }
-}
 
-
-
-void TestMedia::tagRewrites()
-{
     const QByteArray audio = fakeAudio(3000);
     const QString path = m_dir.filePath(u"unusual.mp3"_s);
     // Frames the record has no field for, in tags that mutagen wrote.
@@ -473,7 +467,7 @@ void TestMedia::tagRewrites()
     QVERIFY(QFile::setPermissions(locked, QFile::ReadOwner) && WriteID3v1Tag(locked, kFull, true));
     QVERIFY(QFileInfo(locked).permissions() & QFile::WriteOwner);
 
-    // A grown tag goes through a new file, which keeps the permissions (0640), leaves nothing behind and is reached by the alias as before.
+    // A grown tag goes through a new file, which keeps the permissions (0640), leaves nothing behind and is reached through the link as before.
     QTemporaryDir dir;
     const QString song = dir.filePath(u"song.mp3"_s), alias = dir.filePath(u"alias.mp3"_s);
     writeBytes(song, large);
@@ -513,10 +507,7 @@ void TestMedia::tagRewrites()
 void TestMedia::frontCovers()
 {
     // Noise keeps the PNG beyond 64 KiB: too large for one Ogg page and for an Extended Content Description value.
-    struct Cover {
-        CoverPicture picture;
-        int width = 0, height = 0;
-    } jpeg, png;
+    struct Cover { CoverPicture picture; int width = 0, height = 0; } jpeg, png;
     for (const auto &[cover, name, source, width, height] :
          {std::tuple{&jpeg, "cover.jpg", "color=c=red:s=64x48", 64, 48},
           std::tuple{&png, "cover.png", "nullsrc=s=300x200,geq=r='random(1)*255':g='random(2)*255':b='random(3)*255'", 300, 200}}) {
