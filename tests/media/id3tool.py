@@ -6,10 +6,6 @@ import sys
 from mutagen.id3 import APIC, COMM, ID3, IPLS, PRIV, TALB, TDRC, TIT2, TORY, TPE1, TRCK, TXXX, WXXX, PictureType
 
 
-def plain(value):
-    return {"hex": value.hex()} if isinstance(value, bytes) else str(value)
-
-
 def dump(path):
     tag = ID3(path, translate=False, load_v1=False)
     frames = [dict({s.name: getattr(f, s.name) for s in f._framespec + f._optionalspec if hasattr(f, s.name)}, id=f.FrameID) for f in tag.values()]
@@ -38,26 +34,23 @@ def text(path):
 
 
 def covers(path):
-    import base64, mutagen
-    from mutagen.flac import Picture
-    from mutagen.ogg import OggPage
+    import base64, mutagen.flac, mutagen.ogg
     f, tags, pictures, pages = mutagen.File(path), {}, [], []
     for name, value in f.tags:
         if name.upper() == "METADATA_BLOCK_PICTURE":
-            p = Picture(base64.b64decode(value))
+            p = mutagen.flac.Picture(base64.b64decode(value))
             pictures.append(dict(type=p.type, mime=p.mime, width=p.width, height=p.height, depth=p.depth, data=p.data.hex()))
         elif name == "WM/Picture":
-            v = value.value
-            size = int.from_bytes(v[1:5], "little")
+            v, size = value.value, int.from_bytes(value.value[1:5], "little")
             pictures.append(dict(type=v[0], mime=v[5:len(v) - size].decode("utf-16-le").split("\0")[0], data=v[len(v) - size:].hex()))
         else:
             tags.setdefault(name, []).append(str(value))
     with open(path, "rb") as file:
         while path.endswith((".ogg", ".opus")) and file.peek(1):
-            pages.append(OggPage(file).sequence)
+            pages.append(mutagen.ogg.OggPage(file).sequence)
     return dict(kind=type(f).__name__, tags=tags, pictures=pictures, pages=pages)
 
 
-if __name__ == "__main__":
-    result = {"dump": dump, "add": add, "text": text, "covers": covers}[sys.argv[1]](sys.argv[2], *map(int, sys.argv[3:]))
-    print(json.dumps(result, sort_keys=True, default=plain))
+# The frames' bytes as hexadecimal digits, their other values as text.
+result = {"dump": dump, "add": add, "text": text, "covers": covers}[sys.argv[1]](sys.argv[2], *map(int, sys.argv[3:]))
+print(json.dumps(result, sort_keys=True, default=lambda value: {"hex": value.hex()} if isinstance(value, bytes) else str(value)))

@@ -98,7 +98,6 @@ struct Read {
     }
 };
 
-// Hand-made tags.
 QByteArray bigEndian(qint64 v, int bytes) { return QByteArray::fromHex(QByteArray::number(v, 16).rightJustified(2 * bytes, '0')); }
 QByteArray synchsafe(qint64 v) { return bigEndian((v & 127) | (v << 1 & 0x7F00) | (v << 2 & 0x7F0000) | (v << 3 & 0x7F000000), 4); }
 QByteArray frame22(const QByteArray &id, const QByteArray &body) { return id + bigEndian(body.size(), 3) + body; }
