@@ -1,55 +1,22 @@
-"""Independent ID3 reader and writer for the tag tests, built on mutagen.
-
-  id3tool.py dump FILE    the ID3v2 tag (frames as stored, not translated between versions) and the ID3v1 tag as JSON
-  id3tool.py add FILE V   a version 2.V tag (V is 3 or 4): a title and frames the record has no field for, a picture,
-                          a private frame, a user text and, in 2.3, the original release year and the people list
-  id3tool.py text FILE    a version 2.4 tag whose fields use every text encoding
-"""
-import enum
+"""mutagen, which shares no code with the program, as the tag tests' reader and writer: id3tool.py dump|add|text|covers FILE [V]
+(the ID3v2 tag's frames as stored; a 2.V tag with frames the record has no field for; a 2.4 tag in every text encoding; covers)."""
 import json
 import sys
 
-from mutagen.id3 import (APIC, COMM, ID3, IPLS, PRIV, TALB, TDRC, TIT2, TORY, TPE1, TRCK, TXXX, WXXX, ID3NoHeaderError,
-                         ParseID3v1, PictureType)
-
-
-def plain(value):
-    if isinstance(value, bytes):
-        return {"hex": value.hex()}
-    if isinstance(value, enum.Enum):
-        return int(value)
-    if isinstance(value, (list, tuple)):
-        return [plain(v) for v in value]
-    return value if isinstance(value, (str, int, float)) or value is None else str(value)
-
-
-def frame_json(frame):
-    specs = frame._framespec + frame._optionalspec
-    return dict({s.name: plain(getattr(frame, s.name)) for s in specs if hasattr(frame, s.name)}, id=frame.FrameID)
+from mutagen.id3 import APIC, COMM, ID3, IPLS, PRIV, TALB, TDRC, TIT2, TORY, TPE1, TRCK, TXXX, WXXX, PictureType
 
 
 def dump(path):
-    result = {"v2": None, "v1": None}
-    try:
-        tag = ID3(path, translate=False, load_v1=False)
-        result["v2"] = {"version": list(tag.version), "size": tag.size, "frames": [frame_json(f) for f in tag.values()]}
-    except ID3NoHeaderError:
-        pass
-    with open(path, "rb") as f:
-        data = f.read()
-    v1 = ParseID3v1(data[-128:], v2_version=4) if len(data) >= 128 else None
-    if v1 is not None:
-        result["v1"] = {key: frame_json(frame) for key, frame in v1.items()}
-    print(json.dumps(result, sort_keys=True))
+    tag = ID3(path, translate=False, load_v1=False)
+    frames = [dict({s.name: getattr(f, s.name) for s in f._framespec + f._optionalspec if hasattr(f, s.name)}, id=f.FrameID) for f in tag.values()]
+    return {"version": list(tag.version), "size": tag.size, "frames": frames}
 
 
 def add(path, version):
-    tag = ID3()
-    tag.add(TIT2(encoding=0, text=["Old title"]))
-    picture = bytes(range(256)) * 12 + b"\xff\x00\xff\xe0end"
-    tag.add(APIC(encoding=0, mime="image/png", type=PictureType.COVER_FRONT, desc="cover", data=picture))
-    tag.add(PRIV(owner="tonmill.test", data=b"\x00\x01\x02\xff\xfe private"))
-    tag.add(TXXX(encoding=0, desc="MOOD", text=["calm"]))
+    tag, picture = ID3(), bytes(range(256)) * 12 + b"\xff\x00\xff\xe0end"
+    for frame in (TIT2(encoding=0, text=["Old title"]), APIC(encoding=0, mime="image/png", type=PictureType.COVER_FRONT, desc="cover", data=picture),
+                  PRIV(owner="tonmill.test", data=b"\x00\x01\x02\xff\xfe private"), TXXX(encoding=0, desc="MOOD", text=["calm"])):
+        tag.add(frame)
     if version == 3:
         tag.add(TORY(encoding=0, text=["1999"]))
         tag.add(IPLS(encoding=0, people=[["producer", "Ann"]]))
@@ -66,6 +33,24 @@ def text(path):
     tag.save(path, v2_version=4, v1=0)
 
 
-if __name__ == "__main__":
-    {"dump": lambda: dump(sys.argv[2]), "add": lambda: add(sys.argv[2], int(sys.argv[3])),
-     "text": lambda: text(sys.argv[2])}[sys.argv[1]]()
+def covers(path):
+    import base64, mutagen.flac, mutagen.ogg
+    f, tags, pictures, pages = mutagen.File(path), {}, [], []
+    for name, value in f.tags:
+        if name.upper() == "METADATA_BLOCK_PICTURE":
+            p = mutagen.flac.Picture(base64.b64decode(value))
+            pictures.append(dict(type=p.type, mime=p.mime, width=p.width, height=p.height, depth=p.depth, data=p.data.hex()))
+        elif name == "WM/Picture":
+            v, size = value.value, int.from_bytes(value.value[1:5], "little")
+            pictures.append(dict(type=v[0], mime=v[5:len(v) - size].decode("utf-16-le").split("\0")[0], data=v[len(v) - size:].hex()))
+        else:
+            tags.setdefault(name, []).append(str(value))
+    with open(path, "rb") as file:
+        while path.endswith((".ogg", ".opus")) and file.peek(1):
+            pages.append(mutagen.ogg.OggPage(file).sequence)
+    return dict(kind=type(f).__name__, tags=tags, pictures=pictures, pages=pages)
+
+
+# The frames' bytes as hexadecimal digits, their other values as text.
+result = {"dump": dump, "add": add, "text": text, "covers": covers}[sys.argv[1]](sys.argv[2], *map(int, sys.argv[3:]))
+print(json.dumps(result, sort_keys=True, default=lambda value: {"hex": value.hex()} if isinstance(value, bytes) else str(value)))
