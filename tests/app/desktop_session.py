@@ -104,9 +104,7 @@ class Program:
         self.focus, self.focus_moves = None, 0
         pyatspi.Registry.registerEventListener(self._focus_moved, 'object:state-changed:focused')
         try:
-            self.app = wait_for('the program on the accessibility bus', lambda: next(
-                (app for app in pyatspi.Registry.getDesktop(0) if app is not None
-                 and app.get_process_id() == self.process.pid), None))
+            self.app = wait_for('the program on the accessibility bus', self._find_app)
             self.window = wait_for('the main window', lambda: self.top_level(pyatspi.ROLE_FRAME))
             self.x_window = wait_for('the main window on the display', lambda: subprocess.run(
                 ['xdotool', 'search', '--onlyvisible', '--pid', str(self.process.pid)], capture_output=True,
@@ -115,6 +113,15 @@ class Program:
         except BaseException:
             self.close()
             raise
+
+    def _find_app(self):
+        if self.process.poll() is not None:
+            raise AssertionError(f'the program ended at start-up with status {self.process.returncode}')
+        # The desktop's list of programs is kept between calls, and a program that
+        # registers while an earlier one goes is not always added to it.
+        desktop = pyatspi.Registry.getDesktop(0)
+        desktop.clear_cache()
+        return next((app for app in desktop if app is not None and app.get_process_id() == self.process.pid), None)
 
     def focus_main_window(self):
         """What the window manager does when a dialog closes; the virtual display has none."""
