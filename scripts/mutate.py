@@ -57,6 +57,9 @@ ROOT = Path(__file__).resolve().parent.parent
 # documentation and its pictures.
 UNHASHED = ("scripts/", "docs/")
 DEFAULT_LIST = ROOT / "scripts" / "mutations.txt"
+# How a run picks and runs the tests of each mutation, and its heading in the report.
+MODES = {"selected": "Tests chosen by coverage", "all": "Every test",
+         "first-kill": "Tests chosen by coverage, until the first that fails"}
 KINDS = ("comparison", "off-by-one", "constant", "dropped-log", "skipped-step", "swapped-args", "wrong-default")
 # The programs the tests start as children; built with every mutation so that
 # a test never runs a helper made from other sources than its own.
@@ -637,7 +640,7 @@ def load_results(path: Path, tree: str) -> dict:
         if data.get("tree") == tree:
             return data
         say(f"== the sources changed since {path.name} was written; starting new results")
-    return {"tree": tree, "baseline": {}, "runs": {"selected": {}, "all": {}, "first-kill": {}}}
+    return {"tree": tree, "baseline": {}, "runs": {mode: {} for mode in MODES}}
 
 
 def save_results(path: Path, data: dict) -> None:
@@ -836,12 +839,10 @@ def write_report(results: dict, build_dir: Path, args) -> None:
         if stale:
             say(f"== left out of the {mode} report, no longer in the list as they ran: {', '.join(stale)}")
         results["runs"][mode] = {i: e for i, e in runs.items() if i not in stale}
-    modes = [m for m in ("selected", "all", "first-kill") if results["runs"].get(m)]
+    modes = [m for m in MODES if results["runs"].get(m)]
     for mode in modes:
         entries = sorted(results["runs"][mode].values(), key=lambda e: order.get(e["id"], 10**6))
-        title = {"selected": "Tests chosen by coverage", "all": "Every test",
-                 "first-kill": "Tests chosen by coverage, until the first that fails"}[mode]
-        out += [f"## {title}: {score_line(entries)}", "",
+        out += [f"## {MODES[mode]}: {score_line(entries)}", "",
                 "| id | file:line | kind | what | status | killed by | tests run | seconds |",
                 "| --- | --- | --- | --- | --- | --- | --- | --- |"]
         for e in entries:
@@ -963,8 +964,9 @@ def main() -> None:
     cmap.add_argument("--test-timeout", type=float, default=1200)
     run = sub.add_parser("run", parents=[common], help="apply the mutations one by one and test")
     run.add_argument("--only", help="comma-separated mutation ids")
-    run.add_argument("--all-tests", action="store_true", help="run every test for each mutation")
-    run.add_argument("--first-kill", action="store_true",
+    which = run.add_mutually_exclusive_group()
+    which.add_argument("--all-tests", action="store_true", help="run every test for each mutation")
+    which.add_argument("--first-kill", action="store_true",
                      help="chosen tests, quickest first, only until one fails (the score alone, sooner)")
     run.add_argument("--fresh", action="store_true", help="run again mutations that have a result")
     run.add_argument("--no-baseline", action="store_true", help="do not check the tests on the unmutated tree")

@@ -17,6 +17,7 @@
 #include "process/cStdIO.h"
 #include "support/TestDialogs.h"
 #include "support/TestFiles.h"
+#include "support/TestHome.h"
 #include "support/TestPaths.h"
 #include "support/TestProcesses.h"
 
@@ -43,11 +44,10 @@ namespace {
 
 const QString kSeparator = QString(142, QLatin1Char('-'));
 
-// A 44.1 kHz stereo sound made by sox: a sine unless told otherwise.
+// The tone as a failure of the running test, for helpers that return a value.
 void makeSound(const QString &path, double seconds, const QStringList &kind = {u"sine"_s, u"440"_s})
 {
-    const QStringList head{"-n", "-r", "44100", "-c", "2", "-b", "16", path, "synth", QString::number(seconds)};
-    QCOMPARE(QProcess::execute(u"sox"_s, head + kind), 0);
+    QVERIFY(test::makeTone(path, seconds, 2, kind));
 }
 
 // A job over a temporary application folder whose Tools/ is the build's.

@@ -14,6 +14,7 @@
 #include "settings/INIManager.h"
 #include "support/TestDialogs.h"
 #include "support/TestFiles.h"
+#include "support/TestHome.h"
 #include "support/TestPaths.h"
 #include "support/TestProcesses.h"
 
@@ -51,8 +52,6 @@ QJsonObject id3tool(const QStringList &arguments)
 {
     return QJsonDocument::fromJson(ran(u"/usr/bin/python3"_s, QStringList{QStringLiteral(ID3TOOL)} + arguments).out.toUtf8()).object();
 }
-// ffmpeg making a file from a lavfi source: the source, then options and the output.
-bool ffmpeg(const QStringList &arguments) { return ran(u"ffmpeg"_s, QStringList{"-v", "error", "-y", "-f", "lavfi", "-i"} + arguments).exitCode == 0; }
 
 // What mutagen reads of a file's ID3v2 tag: its version, size and frames as stored, in order.
 struct Dump {
@@ -130,7 +129,7 @@ QString decoded(const QString &path)
 QByteArray tone(const QString &path, const QString &codec, const QStringList &extra = {})
 {
     const QStringList tags{"-metadata", "title=夜明けの歌", "-metadata", "artist=Сергей Прокофьев", "-metadata", "album=Plain Album"};
-    return ffmpeg(QStringList{"sine=frequency=440:duration=2", "-c:a", codec} + tags + extra + QStringList{path}) ? readBytes(path) : QByteArray();
+    return test::generate(path, u"sine=frequency=440:duration=2"_s, QStringList{"-c:a", codec} + tags + extra) ? readBytes(path) : QByteArray();
 }
 
 
@@ -185,10 +184,10 @@ void TestMedia::reportsAndDialogs()
     for (const auto &[name, extra] : {std::pair{"it's é song.mp3", QStringList{"-id3v2_version", "3"}},
                                       std::pair{"song.wma", QStringList{"-map", "0:a", "-map", "0:a", "-c:a", "wmav2"}}}) {
         const QString source = m_dir.filePath(QString::fromUtf8(name));
-        QStringList args = QStringList{"sine=d=1", "-ac", "2"} + extra;
+        QStringList args = QStringList{"-ac", "2"} + extra;
         for (const char *tag : {"title=Intro  Song", "artist=The Band", "album=First : Album", "date=1999", "genre=Rock", "track=5", "comment=Live"})
             args << u"-metadata"_s << QString::fromUtf8(tag);
-        QVERIFY(ffmpeg(args << source));
+        QVERIFY(test::generate(source, u"sine=d=1"_s, args));
 
         Selection s;
         s.form.txtTitle = u"typed by hand"_s;
@@ -322,7 +321,7 @@ void TestMedia::id3Tags()
 
     // As after an MP3 encode, over ffmpeg's own ID3v2.4 and ID3v1 tags: an ID3v1 tag, a 2.3 tag, then a 2.4 tag of the same size.
     const QString mp3 = m_dir.filePath(u"enc.mp3"_s);
-    QVERIFY(ffmpeg({"sine=duration=1", "-write_id3v1", "1", "-metadata", "title=ffmpeg title", mp3}));
+    QVERIFY(test::generate(mp3, u"sine=duration=1"_s, {"-write_id3v1", "1", "-metadata", "title=ffmpeg title"}));
     const QByteArray encoded = audioOf(readBytes(mp3));
     QVERIFY(readBytes(mp3).startsWith("ID3") && encoded.size() > 5000);
     QVERIFY(WriteID3v1Tag(mp3, kFull, true) && WriteID3v2Tag(mp3, kFull, 0, true, true));
@@ -511,7 +510,7 @@ void TestMedia::frontCovers()
          {std::tuple{&jpeg, "cover.jpg", "color=c=red:s=64x48", 64, 48},
           std::tuple{&png, "cover.png", "nullsrc=s=300x200,geq=r='random(1)*255':g='random(2)*255':b='random(3)*255'", 300, 200}}) {
         const QString path = m_dir.filePath(QLatin1String(name));
-        QVERIFY(ffmpeg({source, "-frames:v", "1", "-pix_fmt", width == 64 ? "yuvj420p" : "rgb24", path}));
+        QVERIFY(test::generate(path, QLatin1String(source), {"-frames:v", "1", "-pix_fmt", width == 64 ? "yuvj420p" : "rgb24"}));
         *cover = {{readBytes(path), pictureMime(readBytes(path))}, width, height};
     }
     QVERIFY(jpeg.picture.mime == "image/jpeg"_L1 && png.picture.mime == "image/png"_L1 && png.picture.data.size() > 70000);

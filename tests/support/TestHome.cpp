@@ -22,12 +22,12 @@ bool succeeds(const QString &program, const QStringList &arguments)
 
 } // namespace
 
-bool makeTone(const QString &path, int seconds, int channels)
+bool makeTone(const QString &path, double seconds, int channels, const QStringList &sound)
 {
-    return succeeds(QStringLiteral("sox"), {QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
-                                            QStringLiteral("-c"), QString::number(channels), QStringLiteral("-b"),
-                                            QStringLiteral("16"), path, QStringLiteral("synth"), QString::number(seconds),
-                                            QStringLiteral("sine"), QStringLiteral("440")});
+    return succeeds(QStringLiteral("sox"), QStringList{QStringLiteral("-n"), QStringLiteral("-r"), QStringLiteral("44100"),
+                                                       QStringLiteral("-c"), QString::number(channels), QStringLiteral("-b"),
+                                                       QStringLiteral("16"), path, QStringLiteral("synth"), QString::number(seconds)}
+                                               + sound);
 }
 
 bool generate(const QString &path, const QString &lavfi, const QStringList &more)

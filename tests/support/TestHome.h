@@ -8,8 +8,10 @@
 
 namespace tonmill::test {
 
-// A sine tone of 16-bit WAV made by sox; false when sox fails.
-bool makeTone(const QString &path, int seconds, int channels = 2);
+// A 44.1 kHz 16-bit WAV made by sox's synth (a 440 Hz sine unless told
+// otherwise, with any further effects); false when sox fails.
+bool makeTone(const QString &path, double seconds, int channels = 2,
+              const QStringList &sound = {QStringLiteral("sine"), QStringLiteral("440")});
 // What ffmpeg makes of one of its own generators ("sine=d=2"), with further
 // arguments (codec, tags) before the path; false when ffmpeg fails.
 bool generate(const QString &path, const QString &lavfi, const QStringList &more = {});
