@@ -27,6 +27,7 @@
 #include <QJsonObject>
 #include <QProcess>
 #include <QRandomGenerator>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -478,6 +479,7 @@ void TestMedia::id3Tags()
     QCOMPARE(entries(), (QStringList{"alias.mp3", "song.mp3"}));
 
     // A rewrite that grows the tag of a 32 MB file, ended by SIGKILL at moments spread over a whole rewrite's time: the old file or the new.
+    // A kill between naming the new file and renaming it over the old leaves the whole new file beside it, nothing less.
     const QString program = test::testProgram(u"tonmill-test-id3write"_s);
     const QByteArray old = fakeAudio(32 << 20);
     writeBytes(song, old);
@@ -498,6 +500,11 @@ void TestMedia::id3Tags()
         QVERIFY(writer.waitForFinished(10000));
         const QByteArray now = readBytes(song);
         QVERIFY2(now == old || now == grown, qPrintable(u"mixed file after %1 ms"_s.arg(wholeMs * step / 10)));
+        static const QRegularExpression newName(u"^song\\.mp3\\.[0-9a-f]{8}$"_s);
+        for (const QString &name : entries().filter(newName)) {
+            QVERIFY2(readBytes(dir.filePath(name)) == grown, qPrintable(name + u" is not the whole new file"_s));
+            QVERIFY(QFile::remove(dir.filePath(name)));
+        }
         QCOMPARE(entries(), (QStringList{"alias.mp3", "song.mp3"}));
     }
 }
