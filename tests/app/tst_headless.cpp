@@ -94,7 +94,8 @@ QStringList treeListing(const QString &root)
 QStringList commandLines(const QString &out)
 {
     QStringList lines = out.split(u'\n').filter(QRegularExpression(u"^ - Command line: "_s));
-    return lines.sort(), lines;
+    lines.sort();
+    return lines;
 }
 
 // Started with the arguments, once its encoder has started and written for a while.

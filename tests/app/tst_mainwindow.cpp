@@ -55,7 +55,9 @@ template <typename T = QWidget>
 T *control(QWidget &window, const char *name)
 {
     T *found = window.findChild<T *>(QLatin1String(name));
-    return found ? found : (QTest::qFail(qPrintable(u"no control "_s + QLatin1String(name)), __FILE__, __LINE__), nullptr);
+    if (!found)
+        QTest::qFail(qPrintable(u"no control "_s + QLatin1String(name)), __FILE__, __LINE__);
+    return found;
 }
 
 void click(QWidget &window, const char *button) { QTest::mouseClick(control<QAbstractButton>(window, button), Qt::LeftButton); }
@@ -80,7 +82,11 @@ bool near(double actual, double expected, double within = 0.15) { return qAbs(ac
 
 // The build's tools, as an earlier run left them unless told otherwise.
 struct Home : AppHome {
-    explicit Home(bool settle = true) { settle ? settled() : void(); }
+    explicit Home(bool settle = true)
+    {
+        if (settle)
+            settled();
+    }
 };
 
 // The program shown; ready() once its start-up and both probe runs have ended.

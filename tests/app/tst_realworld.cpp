@@ -67,8 +67,10 @@ struct Home {
     void replaceMediaTool(const QByteArray &script) const
     {
         QFile::remove(mediaTool);
-        script.isEmpty() ? void(QFile::link(builtAppDir() + u"/Tools/MediaInfo/mediainfo"_s, mediaTool))
-                         : script != "-" ? writeExecutable(mediaTool, script) : void();
+        if (script.isEmpty())
+            QFile::link(builtAppDir() + u"/Tools/MediaInfo/mediainfo"_s, mediaTool);
+        else if (script != "-")
+            writeExecutable(mediaTool, script);
     }
     QString source(const QString &name) const { return sources + u'/' + name; }
 };

@@ -133,7 +133,6 @@ QByteArray tone(const QString &path, const QString &codec, const QStringList &ex
     return test::generate(path, u"sine=frequency=440:duration=2"_s, QStringList{"-c:a", codec} + tags + extra) ? readBytes(path) : QByteArray();
 }
 
-
 // Everything FileSelection needs, wired as the main window wires it, in an application folder of its own, maybe with the build's Tools/.
 struct Selection {
     QTemporaryDir dir;
